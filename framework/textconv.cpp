@@ -1,0 +1,122 @@
+// UTF-8, UTF-16 and UTF-32 conversions written out by hand: they sit under every
+// string operation of the library and must not depend on the process's locale.
+#include <kwlib63/framework/textconv.h>
+
+namespace kwfw {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+bool IsScalar(char32_t cp) { return cp < 0xD800 || (cp > 0xDFFF && cp <= 0x10FFFF); }
+
+}  // namespace
+
+std::size_t DecodeUtf8(std::string_view text, std::size_t pos, char32_t& cp) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned char lead = byte(pos);
+  if (lead < 0x80) {
+    cp = lead;
+    return 1;
+  }
+  std::size_t len;
+  char32_t value;
+  char32_t min;
+  if ((lead & 0xE0) == 0xC0) {
+    len = 2, value = lead & 0x1F, min = 0x80;
+  } else if ((lead & 0xF0) == 0xE0) {
+    len = 3, value = lead & 0x0F, min = 0x800;
+  } else if ((lead & 0xF8) == 0xF0) {
+    len = 4, value = lead & 0x07, min = 0x10000;
+  } else {
+    return 0;
+  }
+  if (text.size() - pos < len) return 0;
+  for (std::size_t i = 1; i < len; ++i) {
+    const unsigned char b = byte(pos + i);
+    if ((b & 0xC0) != 0x80) return 0;
+    value = (value << 6) | (b & 0x3F);
+  }
+  if (value < min || !IsScalar(value)) return 0;
+  cp = value;
+  return len;
+}
+
+void AppendUtf8(std::string& out, char32_t cp) {
+  if (!IsScalar(cp)) cp = kReplacement;
+  if (cp < 0x80) {
+    out += static_cast<char>(cp);
+  } else if (cp < 0x800) {
+    out += static_cast<char>(0xC0 | (cp >> 6));
+    out += static_cast<char>(0x80 | (cp & 0x3F));
+  } else if (cp < 0x10000) {
+    out += static_cast<char>(0xE0 | (cp >> 12));
+    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (cp & 0x3F));
+  } else {
+    out += static_cast<char>(0xF0 | (cp >> 18));
+    out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (cp & 0x3F));
+  }
+}
+
+std::wstring Utf8ToWide(std::string_view text) {
+  std::wstring out;
+  out.reserve(text.size());
+  for (std::size_t pos = 0; pos < text.size();) {
+    char32_t cp;
+    const std::size_t len = DecodeUtf8(text, pos, cp);
+    if (len == 0) {
+      out += static_cast<wchar_t>(kReplacement);
+      ++pos;
+    } else {
+      out += static_cast<wchar_t>(cp);
+      pos += len;
+    }
+  }
+  return out;
+}
+
+std::string WideToUtf8(std::wstring_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (wchar_t c : text) AppendUtf8(out, static_cast<char32_t>(c));
+  return out;
+}
+
+std::u16string WideToUtf16(std::wstring_view text) {
+  std::u16string out;
+  out.reserve(text.size());
+  for (wchar_t c : text) {
+    char32_t cp = static_cast<char32_t>(c);
+    if (!IsScalar(cp)) cp = kReplacement;
+    if (cp < 0x10000) {
+      out += static_cast<char16_t>(cp);
+    } else {
+      cp -= 0x10000;
+      out += static_cast<char16_t>(0xD800 | (cp >> 10));
+      out += static_cast<char16_t>(0xDC00 | (cp & 0x3FF));
+    }
+  }
+  return out;
+}
+
+std::wstring Utf16ToWide(std::u16string_view text) {
+  std::wstring out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t u = text[i];
+    if (u >= 0xD800 && u <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+        text[i + 1] <= 0xDFFF) {
+      out += static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (text[i + 1] - 0xDC00));
+      ++i;
+    } else if (u >= 0xD800 && u <= 0xDFFF) {
+      out += static_cast<wchar_t>(kReplacement);
+    } else {
+      out += static_cast<wchar_t>(u);
+    }
+  }
+  return out;
+}
+
+}  // namespace kwfw

@@ -1,0 +1,24 @@
+// Conversions between the API's wide text (UTF-32 wchar_t), the narrow text of
+// Linux (UTF-8) and UTF-16, the form that file formats and string tables count in.
+// Invalid input never fails a conversion: a byte or unit that cannot be decoded, and
+// a lone surrogate, become U+FFFD.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace kwfw {
+
+std::wstring Utf8ToWide(std::string_view text);
+std::string WideToUtf8(std::wstring_view text);
+std::u16string WideToUtf16(std::wstring_view text);
+std::wstring Utf16ToWide(std::u16string_view text);
+
+// Appends the UTF-8 form of one code point (U+FFFD for one that is not a scalar value).
+void AppendUtf8(std::string& out, char32_t cp);
+
+// Decodes one UTF-8 sequence at text[pos]. Returns its length in bytes, or 0 when the
+// bytes there are not a complete, valid sequence; `cp` is set only on success.
+std::size_t DecodeUtf8(std::string_view text, std::size_t pos, char32_t& cp);
+
+}  // namespace kwfw

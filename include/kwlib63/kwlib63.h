@@ -1,0 +1,32 @@
+// Everything kwlib63 offers, in one header.
+#pragma once
+
+#include <kwlib63/json.h>
+#include <kwlib63/utf8proc.h>
+
+#include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/ctime.h>
+#include <kwlib63/framework/dumpcontext.h>
+#include <kwlib63/framework/exception.h>
+#include <kwlib63/framework/modulestate.h>
+#include <kwlib63/framework/object.h>
+#include <kwlib63/framework/winapp.h>
+#include <kwlib63/framework/wintypes.h>
+
+#include <kwlib63/platform/debugoutput.h>
+#include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/memory.h>
+#include <kwlib63/platform/messagebox.h>
+#include <kwlib63/platform/module.h>
+#include <kwlib63/platform/resource.h>
+#include <kwlib63/platform/sysmessage.h>
+
+#include <kwlib63/res/resource.h>
+
+#include <kwlib63/core/errorreport.h>
+#include <kwlib63/core/excepcio.h>
+#include <kwlib63/core/frame.h>
+#include <kwlib63/core/item.h>
+#include <kwlib63/core/loadstring.h>
+#include <kwlib63/core/moxelmessagebox.h>
+#include <kwlib63/core/valueitem.h>

@@ -1,0 +1,47 @@
+#include <kwlib63/platform/memory.h>
+
+#include <cstdio>
+#include <cstdint>
+
+namespace kwplat {
+namespace {
+
+// Walks /proc/self/maps (sorted by address) and checks that the mappings cover
+// the range without a gap and all grant `perm` ('r' or 'w').
+bool Covered(std::uintptr_t begin, std::uintptr_t size, char perm) {
+  if (size == 0) return true;
+  if (begin == 0 || begin + size < begin) return false;
+  std::FILE* maps = std::fopen("/proc/self/maps", "re");
+  if (maps == nullptr) return false;
+  std::uintptr_t next = begin;
+  const std::uintptr_t end = begin + size;
+  char line[512];
+  bool ok = false;
+  while (std::fgets(line, sizeof line, maps) != nullptr) {
+    unsigned long lo = 0, hi = 0;
+    char perms[5] = {};
+    if (std::sscanf(line, "%lx-%lx %4s", &lo, &hi, perms) != 3) continue;
+    if (hi <= next) continue;
+    if (lo > next) break;  // a gap
+    if ((perm == 'r' && perms[0] != 'r') || (perm == 'w' && perms[1] != 'w')) break;
+    next = hi;
+    if (next >= end) {
+      ok = true;
+      break;
+    }
+  }
+  std::fclose(maps);
+  return ok;
+}
+
+}  // namespace
+
+BOOL IsBadReadPtr(const void* pointer, UINT_PTR size) {
+  return !Covered(reinterpret_cast<std::uintptr_t>(pointer), size, 'r');
+}
+
+BOOL IsBadWritePtr(void* pointer, UINT_PTR size) {
+  return !Covered(reinterpret_cast<std::uintptr_t>(pointer), size, 'w');
+}
+
+}  // namespace kwplat

@@ -1,0 +1,64 @@
+#include <kwlib63/platform/messagebox.h>
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+#include <kwlib63/framework/textconv.h>
+
+namespace {
+
+int DefaultHandler(HWND, const wchar_t* text, const wchar_t* caption, UINT type, void*) {
+  const std::string line = kwfw::WideToUtf8(caption) + ": " + kwfw::WideToUtf8(text) + "\n";
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  return kwplat::DefaultMessageBoxButton(type);
+}
+
+std::mutex g_handlerLock;  // guards g_handler, g_handlerContext
+AFX_MSGBOX_HANDLER g_handler = DefaultHandler;
+void* g_handlerContext = nullptr;
+
+}  // namespace
+
+AFX_MSGBOX_HANDLER AfxSetMessageBoxHandler(AFX_MSGBOX_HANDLER handler, void* context, void** previousContext) {
+  std::lock_guard lock(g_handlerLock);
+  AFX_MSGBOX_HANDLER previous = g_handler;
+  if (previousContext != nullptr) *previousContext = g_handlerContext;
+  g_handler = handler != nullptr ? handler : DefaultHandler;
+  g_handlerContext = handler != nullptr ? context : nullptr;
+  return previous;
+}
+
+namespace kwplat {
+
+int DefaultMessageBoxButton(UINT type) {
+  static const int kButtons[][3] = {
+      {IDOK, 0, 0},                      // MB_OK
+      {IDOK, IDCANCEL, 0},               // MB_OKCANCEL
+      {IDABORT, IDRETRY, IDIGNORE},      // MB_ABORTRETRYIGNORE
+      {IDYES, IDNO, IDCANCEL},           // MB_YESNOCANCEL
+      {IDYES, IDNO, 0},                  // MB_YESNO
+      {IDRETRY, IDCANCEL, 0},            // MB_RETRYCANCEL
+      {IDCANCEL, IDTRYAGAIN, IDCONTINUE} // MB_CANCELTRYCONTINUE
+  };
+  const UINT kind = type & MB_TYPEMASK;
+  if (kind >= std::size(kButtons)) return IDOK;
+  const UINT which = (type & MB_DEFMASK) >> 8;
+  // A default button beyond the box's buttons falls back to the first, as on Windows.
+  if (which >= 3 || kButtons[kind][which] == 0) return kButtons[kind][0];
+  return kButtons[kind][which];
+}
+
+int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type) {
+  AFX_MSGBOX_HANDLER handler;
+  void* context;
+  {
+    std::lock_guard lock(g_handlerLock);
+    handler = g_handler;
+    context = g_handlerContext;
+  }
+  // A null caption reads "Error", as on Windows.
+  return handler(owner, text != nullptr ? text : L"", caption != nullptr ? caption : L"Error", type, context);
+}
+
+}  // namespace kwplat

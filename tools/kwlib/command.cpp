@@ -1,0 +1,39 @@
+#include "command.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+namespace kwlib {
+namespace {
+std::vector<const Command*>& Registry() {
+  static std::vector<const Command*> commands;
+  return commands;
+}
+}  // namespace
+
+const std::vector<const Command*>& Commands() { return Registry(); }
+
+CommandRegistrar::CommandRegistrar(const Command& command) {
+  auto& commands = Registry();
+  const auto at = std::lower_bound(commands.begin(), commands.end(), &command,
+                                   [](const Command* a, const Command* b) { return std::string(a->name) < b->name; });
+  commands.insert(at, &command);
+}
+
+unsigned long ParseNumber(const std::string& text, unsigned long max, const char* what) {
+  if (text.empty() || text[0] == '-' || text[0] == '+' || text[0] == ' ') {
+    throw UsageError(std::string("invalid ") + what + " '" + text + "'");
+  }
+  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  errno = 0;
+  char* end = nullptr;
+  const unsigned long value = std::strtoul(text.c_str() + (hex ? 2 : 0), &end, hex ? 16 : 10);
+  if (errno != 0 || end == nullptr || *end != 0 || end == text.c_str() + (hex ? 2 : 0)) {
+    throw UsageError(std::string("invalid ") + what + " '" + text + "'");
+  }
+  if (value > max) throw UsageError(std::string(what) + " '" + text + "' is out of range");
+  return value;
+}
+
+}  // namespace kwlib

@@ -1,0 +1,44 @@
+// The sub-commands of kwlib. Each command lives in its own file and registers
+// itself with a static KWLIB_COMMAND object; main() dispatches by name.
+#pragma once
+
+#include <iosfwd>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kwlib {
+
+// Exit codes of every command.
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+// Thrown by a command for bad arguments; main() prints it with a hint and exits 2.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct Command {
+  const char* name;
+  const char* summary;  // one line for `kwlib --help`
+  const char* help;     // the full text for `kwlib NAME --help`
+  int (*run)(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+};
+
+const std::vector<const Command*>& Commands();
+
+struct CommandRegistrar {
+  explicit CommandRegistrar(const Command& command);
+};
+
+// Parses an unsigned number, decimal or 0x-prefixed hex, no larger than `max`.
+// Throws UsageError naming `what` when `text` is not one.
+unsigned long ParseNumber(const std::string& text, unsigned long max, const char* what);
+
+}  // namespace kwlib
+
+#define KWLIB_COMMAND(var, ...) \
+  static const ::kwlib::Command var{__VA_ARGS__}; \
+  static const ::kwlib::CommandRegistrar var##Registrar(var)

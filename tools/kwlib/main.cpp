@@ -1,0 +1,65 @@
+// kwlib: the command-line face of kwlib63. `kwlib --help` lists the commands.
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "command.h"
+
+namespace {
+
+void PrintUsage(std::ostream& out) {
+  out << "Usage: kwlib COMMAND [ARGS...]\n"
+         "       kwlib COMMAND --help\n"
+         "       kwlib --version\n\n"
+         "Commands:\n";
+  for (const kwlib::Command* c : kwlib::Commands()) {
+    out << "  " << c->name << std::string(c->name[0] != 0 && std::strlen(c->name) < 12 ? 12 - std::strlen(c->name) : 1, ' ')
+        << c->summary << "\n";
+  }
+  out << "\nExit status: 0 success, 1 failure, 2 wrong usage.\n";
+}
+
+const kwlib::Command* Find(const std::string& name) {
+  for (const kwlib::Command* c : kwlib::Commands()) {
+    if (name == c->name) return c;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty()) {
+    PrintUsage(std::cerr);
+    return kwlib::kExitUsage;
+  }
+  if (args[0] == "--help" || args[0] == "-h") {
+    PrintUsage(std::cout);
+    return kwlib::kExitOk;
+  }
+  if (args[0] == "--version") {
+    std::cout << "kwlib " KWLIB_VERSION "\n";
+    return kwlib::kExitOk;
+  }
+  const kwlib::Command* command = Find(args[0]);
+  if (command == nullptr) {
+    std::cerr << "kwlib: unknown command '" << args[0] << "'\nTry 'kwlib --help'.\n";
+    return kwlib::kExitUsage;
+  }
+  args.erase(args.begin());
+  for (const std::string& a : args) {
+    if (a == "--") break;
+    if (a == "--help" || a == "-h") {
+      std::cout << command->help;
+      return kwlib::kExitOk;
+    }
+  }
+  try {
+    return command->run(args, std::cout, std::cerr);
+  } catch (const kwlib::UsageError& e) {
+    std::cerr << "kwlib " << command->name << ": " << e.what() << "\nTry 'kwlib " << command->name << " --help'.\n";
+    return kwlib::kExitUsage;
+  }
+}
