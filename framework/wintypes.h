@@ -158,7 +158,6 @@ inline constexpr DWORD ERROR_RESOURCE_NAME_NOT_FOUND = 1814;
 inline constexpr DWORD ERROR_RESOURCE_LANG_NOT_FOUND = 1815;
 inline constexpr DWORD ERROR_IO_DEVICE = 1117;
 inline constexpr DWORD ERROR_TIMEOUT = 1460;
-inline constexpr DWORD ERROR_MUI_FILE_NOT_LOADED = 15105;
 
 // Bit 29 marks codes that are not the system's own. The platform layer uses it
 // for an errno value that has no system error code: 0x20000000 | errno.
