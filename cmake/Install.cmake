@@ -20,5 +20,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/kwlib63ConfigVersion.cmake 
 install(FILES ${CMAKE_BINARY_DIR}/kwlib63Config.cmake ${CMAKE_BINARY_DIR}/kwlib63ConfigVersion.cmake
   DESTINATION ${KW_CMAKE_DIR})
 
+# The .pc file finds the prefix from its own place, so an install moved by
+# `cmake --install --prefix` stays right.
+file(RELATIVE_PATH KW_PC_TO_PREFIX /p/${CMAKE_INSTALL_LIBDIR}/pkgconfig /p)
 configure_file(cmake/kwlib63.pc.in ${CMAKE_BINARY_DIR}/kwlib63.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kwlib63.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

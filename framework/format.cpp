@@ -4,6 +4,7 @@
 // conversion is handed to snprintf on its own.
 #include <kwlib63/framework/format.h>
 
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
@@ -17,13 +18,16 @@ namespace {
 enum class Size { kNone, kChar, kShort, kLong, kLongLong, kPtr, kInt32, kIntMax, kLongDouble, kWide };
 
 struct Spec {
-  std::string flags;
+  char flags[8] = {};
+  int flagCount = 0;
   int width = 0;
   int precision = -1;
   Size size = Size::kNone;
   char conv = 0;
-  bool left() const { return flags.find('-') != std::string::npos; }
-  bool zero() const { return flags.find('0') != std::string::npos; }
+  bool Has(char flag) const { return std::memchr(flags, flag, static_cast<std::size_t>(flagCount)) != nullptr; }
+  void AddFlag(char flag) {
+    if (flagCount < 7) flags[flagCount++] = flag;
+  }
 };
 
 template <typename CharT>
@@ -41,64 +45,113 @@ int ParseNumber(const CharT*& p) {
   return static_cast<int>(value);
 }
 
-// Appends narrow output (ASCII digits, or the locale's UTF-8 punctuation).
-void AppendNarrow(std::wstring& out, std::string_view text) { out += Utf8ToWide(text); }
+// Appends the C library's narrow output: ASCII, or the locale's UTF-8 punctuation.
+void AppendNarrow(std::wstring& out, std::string_view text) {
+  for (char c : text) {
+    if (static_cast<unsigned char>(c) >= 0x80) {
+      out += Utf8ToWide(text);
+      return;
+    }
+  }
+  out.append(text.begin(), text.end());
+}
 void AppendNarrow(std::string& out, std::string_view text) { out += text; }
 
-// `spec` is one conversion rebuilt from the parsed format, so its argument type
-// is known to match `value`.
+// One numeric conversion as the C library spells it: "%<flags><width>.<precision><length><conv>".
+class NumericSpec {
+ public:
+  NumericSpec(const Spec& s, const char* length) {
+    char* p = m_text;
+    *p++ = '%';
+    for (int i = 0; i < s.flagCount; ++i) *p++ = s.flags[i];
+    if (s.width > 0) p = std::to_chars(p, m_text + 24, s.width).ptr;
+    if (s.precision >= 0) {
+      *p++ = '.';
+      p = std::to_chars(p, m_text + 36, s.precision).ptr;
+    }
+    while (*length != 0) *p++ = *length++;
+    *p++ = s.conv;
+    *p = 0;
+  }
+  const char* c_str() const { return m_text; }
+
+ private:
+  char m_text[48];
+};
+
+// The spec is rebuilt from the parsed format, so its argument type matches `value`.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-template <typename T>
-std::string Snprintf(const std::string& spec, T value) {
+template <typename CharT, typename T>
+void AppendNumber(std::basic_string<CharT>& out, const NumericSpec& spec, T value) {
   char small[128];
   const int n = std::snprintf(small, sizeof small, spec.c_str(), value);
-  if (n < 0) return {};
-  if (static_cast<std::size_t>(n) < sizeof small) return std::string(small, static_cast<std::size_t>(n));
+  if (n < 0) return;
+  if (static_cast<std::size_t>(n) < sizeof small) {
+    AppendNarrow(out, std::string_view(small, static_cast<std::size_t>(n)));
+    return;
+  }
   std::string big(static_cast<std::size_t>(n) + 1, '\0');
   std::snprintf(big.data(), big.size(), spec.c_str(), value);
   big.resize(static_cast<std::size_t>(n));
-  return big;
+  AppendNarrow(out, big);
 }
 #pragma GCC diagnostic pop
 
-std::string NumericSpec(const Spec& s, const char* lengthModifier) {
-  std::string spec = "%" + s.flags;
-  if (s.width > 0) spec += std::to_string(s.width);
-  if (s.precision >= 0) spec += "." + std::to_string(s.precision);
-  spec += lengthModifier;
-  spec += s.conv;
-  return spec;
+// A conversion without flags, width or precision is written without the C
+// library: the same digits, much less work.
+template <typename CharT, typename T>
+bool AppendPlainInteger(std::basic_string<CharT>& out, const Spec& s, T value) {
+  if (s.flagCount != 0 || s.width != 0 || s.precision >= 0) return false;
+  const int base = s.conv == 'o' ? 8 : (s.conv == 'x' || s.conv == 'X') ? 16 : 10;
+  char digits[32];
+  const char* end = std::to_chars(digits, digits + sizeof digits, value, base).ptr;
+  for (const char* p = digits; p != end; ++p) {
+    out += static_cast<CharT>(s.conv == 'X' && *p >= 'a' ? *p - 'a' + 'A' : *p);
+  }
+  return true;
 }
 
-std::string FormatInteger(const Spec& s, va_list& args) {
+template <typename CharT>
+void FormatInteger(std::basic_string<CharT>& out, const Spec& s, va_list& args) {
   const bool isSigned = s.conv == 'd' || s.conv == 'i';
+  if (s.size == Size::kNone || s.size == Size::kInt32) {
+    if (isSigned) {
+      const int v = va_arg(args, int);
+      if (!AppendPlainInteger(out, s, v)) AppendNumber(out, NumericSpec(s, ""), v);
+    } else {
+      const unsigned v = va_arg(args, unsigned);
+      if (!AppendPlainInteger(out, s, v)) AppendNumber(out, NumericSpec(s, ""), v);
+    }
+    return;
+  }
   switch (s.size) {
     case Size::kLongLong:
-      return isSigned ? Snprintf(NumericSpec(s, "ll"), va_arg(args, long long))
-                      : Snprintf(NumericSpec(s, "ll"), va_arg(args, unsigned long long));
+      if (isSigned) return AppendNumber(out, NumericSpec(s, "ll"), va_arg(args, long long));
+      return AppendNumber(out, NumericSpec(s, "ll"), va_arg(args, unsigned long long));
     case Size::kLong:
-      return isSigned ? Snprintf(NumericSpec(s, "l"), va_arg(args, long))
-                      : Snprintf(NumericSpec(s, "l"), va_arg(args, unsigned long));
+      if (isSigned) return AppendNumber(out, NumericSpec(s, "l"), va_arg(args, long));
+      return AppendNumber(out, NumericSpec(s, "l"), va_arg(args, unsigned long));
     case Size::kPtr:
-      return isSigned ? Snprintf(NumericSpec(s, "t"), va_arg(args, std::ptrdiff_t))
-                      : Snprintf(NumericSpec(s, "z"), va_arg(args, std::size_t));
+      if (isSigned) return AppendNumber(out, NumericSpec(s, "t"), va_arg(args, std::ptrdiff_t));
+      return AppendNumber(out, NumericSpec(s, "z"), va_arg(args, std::size_t));
     case Size::kIntMax:
-      return isSigned ? Snprintf(NumericSpec(s, "j"), va_arg(args, std::intmax_t))
-                      : Snprintf(NumericSpec(s, "j"), va_arg(args, std::uintmax_t));
+      if (isSigned) return AppendNumber(out, NumericSpec(s, "j"), va_arg(args, std::intmax_t));
+      return AppendNumber(out, NumericSpec(s, "j"), va_arg(args, std::uintmax_t));
     case Size::kShort:
-      return Snprintf(NumericSpec(s, "h"), va_arg(args, int));
+      return AppendNumber(out, NumericSpec(s, "h"), va_arg(args, int));
     case Size::kChar:
-      return Snprintf(NumericSpec(s, "hh"), va_arg(args, int));
+      return AppendNumber(out, NumericSpec(s, "hh"), va_arg(args, int));
     default:
-      return isSigned ? Snprintf(NumericSpec(s, ""), va_arg(args, int))
-                      : Snprintf(NumericSpec(s, ""), va_arg(args, unsigned int));
+      if (isSigned) return AppendNumber(out, NumericSpec(s, ""), va_arg(args, int));
+      return AppendNumber(out, NumericSpec(s, ""), va_arg(args, unsigned int));
   }
 }
 
-std::string FormatFloat(const Spec& s, va_list& args) {
-  if (s.size == Size::kLongDouble) return Snprintf(NumericSpec(s, "L"), va_arg(args, long double));
-  return Snprintf(NumericSpec(s, ""), va_arg(args, double));
+template <typename CharT>
+void FormatFloat(std::basic_string<CharT>& out, const Spec& s, va_list& args) {
+  if (s.size == Size::kLongDouble) return AppendNumber(out, NumericSpec(s, "L"), va_arg(args, long double));
+  AppendNumber(out, NumericSpec(s, ""), va_arg(args, double));
 }
 
 // Whether a %s/%c-family argument is wide, by the Windows rules.
@@ -167,11 +220,11 @@ void AppendPadded(std::basic_string<CharT>& out, const std::basic_string<CharT>&
     return;
   }
   const std::size_t pad = width - text.size();
-  if (s.left()) {
+  if (s.Has('-')) {
     out += text;
     out.append(pad, CharT(' '));
   } else {
-    out.append(pad, CharT(s.zero() ? '0' : ' '));
+    out.append(pad, CharT(s.Has('0') ? '0' : ' '));
     out += text;
   }
 }
@@ -193,11 +246,11 @@ void FormatImpl(std::basic_string<CharT>& out, const CharT* format, va_list& arg
       continue;
     }
     Spec s;
-    while (*p == '-' || *p == '+' || *p == '0' || *p == ' ' || *p == '#') s.flags += static_cast<char>(*p++);
+    while (*p == '-' || *p == '+' || *p == '0' || *p == ' ' || *p == '#') s.AddFlag(static_cast<char>(*p++));
     if (*p == '*') {
       s.width = va_arg(args, int);
       if (s.width < 0) {
-        s.flags += '-';
+        s.AddFlag('-');
         s.width = s.width == -2147483647 - 1 ? 0 : -s.width;
       }
       ++p;
@@ -244,14 +297,14 @@ void FormatImpl(std::basic_string<CharT>& out, const CharT* format, va_list& arg
     ++p;
     switch (s.conv) {
       case 'd': case 'i': case 'u': case 'o': case 'x': case 'X':
-        AppendNarrow(out, FormatInteger(s, args));
+        FormatInteger(out, s, args);
         break;
       case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
-        AppendNarrow(out, FormatFloat(s, args));
+        FormatFloat(out, s, args);
         break;
       case 'p':
-        AppendNarrow(out, Snprintf("%016llX", static_cast<unsigned long long>(
-                                                  reinterpret_cast<std::uintptr_t>(va_arg(args, void*)))));
+        AppendNumber(out, NumericSpec(Spec{{'0'}, 1, 16, -1, Size::kNone, 'X'}, "ll"),
+                     static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(va_arg(args, void*))));
         break;
       case 'n':
         (void)va_arg(args, void*);
@@ -259,11 +312,16 @@ void FormatImpl(std::basic_string<CharT>& out, const CharT* format, va_list& arg
       case 's': case 'S': {
         const void* ptr = va_arg(args, const void*);
         std::basic_string<CharT> text;
+        const bool wide = ArgIsWide<CharT>(s, s.conv == 'S');
+        if (ptr != nullptr && s.width == 0 && s.precision < 0 && wide == (sizeof(CharT) != 1)) {
+          out += static_cast<const CharT*>(ptr);  // the common case: no conversion, no padding
+          break;
+        }
         if (ptr == nullptr) {
           for (const char* n = "(null)"; *n != 0; ++n) text += CharT(*n);
         } else {
           const std::size_t limit = s.precision >= 0 ? static_cast<std::size_t>(s.precision) : std::size_t(-1);
-          text = StringArg<CharT>(ArgIsWide<CharT>(s, s.conv == 'S'), ptr, limit);
+          text = StringArg<CharT>(wide, ptr, limit);
         }
         if (s.precision >= 0) Truncate(text, static_cast<std::size_t>(s.precision));
         AppendPadded(out, text, s);
