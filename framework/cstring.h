@@ -5,6 +5,7 @@
 // string raises CInvalidArgException.
 #pragma once
 
+#include <compare>
 #include <cstdarg>
 #include <string>
 #include <string_view>

@@ -3,6 +3,7 @@
 // UTC; outside it the conversions fail.
 #pragma once
 
+#include <compare>
 #include <ctime>
 
 #include <kwlib63/framework/wintypes.h>

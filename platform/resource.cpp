@@ -99,19 +99,35 @@ HRSRC FindResourceExW(HMODULE module, LPCWSTR type, LPCWSTR name, WORD language)
   return reinterpret_cast<HRSRC>(const_cast<std::u16string*>(&it->second));
 }
 
-HGLOBAL LoadResource(HMODULE, HRSRC resource) {
-  if (resource == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
+namespace {
+// The block `resource` names when it is still one of `module`'s, else null: a
+// module unregistered since FindResourceExW no longer has it.
+const std::u16string* LiveBlock(HMODULE module, HRSRC resource) {
+  if (module == nullptr) module = GetModuleHandleW(nullptr);
+  std::shared_lock lock(RegistryLock());
+  const auto m = Registry().find(module);
+  if (m == Registry().end() || resource == nullptr) return nullptr;
+  for (const auto& [key, block] : m->second.blocks) {
+    if (reinterpret_cast<HRSRC>(const_cast<std::u16string*>(&block)) == resource) return &block;
+  }
+  return nullptr;
+}
+}  // namespace
+
+HGLOBAL LoadResource(HMODULE module, HRSRC resource) {
+  const std::u16string* block = LiveBlock(module, resource);
+  if (block == nullptr) {
+    SetLastError(ERROR_RESOURCE_DATA_NOT_FOUND);
     return nullptr;
   }
-  return const_cast<char16_t*>(reinterpret_cast<const std::u16string*>(resource)->data());
+  return const_cast<char16_t*>(block->data());
 }
 
 LPVOID LockResource(HGLOBAL data) { return data; }
 
-DWORD SizeofResource(HMODULE, HRSRC resource) {
-  if (resource == nullptr) return 0;
-  return static_cast<DWORD>(reinterpret_cast<const std::u16string*>(resource)->size() * sizeof(char16_t));
+DWORD SizeofResource(HMODULE module, HRSRC resource) {
+  const std::u16string* block = LiveBlock(module, resource);
+  return block != nullptr ? static_cast<DWORD>(block->size() * sizeof(char16_t)) : 0;
 }
 
 int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int bufferMax) {

@@ -39,6 +39,8 @@ void UnregisterStringTables(HMODULE module);
 // The string-table block `name` of `module` in exactly `language`, or null with
 // ERROR_RESOURCE_*_NOT_FOUND. Only RT_STRING is served.
 HRSRC FindResourceExW(HMODULE module, LPCWSTR type, LPCWSTR name, WORD language);
+// The block's data, or null with ERROR_RESOURCE_DATA_NOT_FOUND when `resource` is
+// not a block of `module` (any more). Valid while the module stays registered.
 HGLOBAL LoadResource(HMODULE module, HRSRC resource);
 LPVOID LockResource(HGLOBAL data);
 DWORD SizeofResource(HMODULE module, HRSRC resource);

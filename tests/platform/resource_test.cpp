@@ -43,6 +43,19 @@ TEST(Resources, FindIsByExactLanguageWithTheDefaultForNeutral) {
   EXPECT_EQ(kwplat::FindResourceExW(reinterpret_cast<HMODULE>(&local), RT_STRING, MAKEINTRESOURCEW(7), 0), nullptr);
 }
 
+TEST(Resources, BlocksOfAnUnregisteredModuleNoLongerLoad) {
+  const HRSRC block = kwplat::FindResourceExW(Exe(), RT_STRING, MAKEINTRESOURCEW(7), LANG_FR_FR);
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(kwplat::LoadResource(nullptr, block), kwplat::LoadResource(Exe(), block));
+  int local = 0;
+  EXPECT_EQ(kwplat::LoadResource(reinterpret_cast<HMODULE>(&local), block), nullptr);  // not that module's
+  kwplat::UnregisterStringTables(Exe());
+  EXPECT_EQ(kwplat::LoadResource(Exe(), block), nullptr);
+  EXPECT_EQ(kwplat::GetLastError(), ERROR_RESOURCE_DATA_NOT_FOUND);
+  EXPECT_EQ(kwplat::SizeofResource(Exe(), block), 0u);
+  kwplat::RegisterStringTables(&kTables, kTables, LANG_FR_FR);  // back for the other tests
+}
+
 TEST(Resources, LoadStringTakesTheDefaultLanguageThenAnyOther) {
   wchar_t buf[32];
   EXPECT_EQ(kwplat::LoadStringW(nullptr, 100, buf, 32), 4);
