@@ -54,9 +54,11 @@ int LoadStringLang(UINT block, UINT index, LANGID lang, HMODULE module, CString&
   return 0;
 }
 
-void NumericLocaleToC() {
-  const char* current = std::setlocale(LC_NUMERIC, nullptr);
-  if (current == nullptr || std::strcmp(current, "C") != 0) std::setlocale(LC_NUMERIC, "C");
+// Sets a locale category of the process to "C", only when it is not already, so
+// that other threads are not disturbed needlessly.
+void SetCategoryToC(int category) {
+  const char* current = std::setlocale(category, nullptr);
+  if (current == nullptr || std::strcmp(current, "C") != 0) std::setlocale(category, "C");
 }
 
 locale_t SpanishTimeLocale() {
@@ -103,33 +105,39 @@ CString AfxLoadString(unsigned int id) { return AfxLoadStringLang(id, AfxGetLang
 
 CString AfxLoadString(const wchar_t* text) { return CString(text); }
 
+namespace {
+// Formats with decimal points as dots: the numeric category is set to "C" first
+// and left so.
+template <typename S>
+S FormatInCLocale(const typename S::XCHAR* format, va_list args) {
+  SetCategoryToC(LC_NUMERIC);
+  S result;
+  result.FormatV(format, args);
+  return result;
+}
+}  // namespace
+
 CString AfxFormatString(unsigned int id, ...) {
-  NumericLocaleToC();
   const CString format = AfxLoadString(id);
-  CString result;
   va_list args;
   va_start(args, id);
-  result.FormatV(format, args);
+  CString result = FormatInCLocale<CString>(format, args);
   va_end(args);
   return result;
 }
 
 CString AfxFormatString(const wchar_t* format, ...) {
-  NumericLocaleToC();
-  CString result;
   va_list args;
   va_start(args, format);
-  result.FormatV(format, args);
+  CString result = FormatInCLocale<CString>(format, args);
   va_end(args);
   return result;
 }
 
 CStringA AfxFormatStringA(const char* format, ...) {
-  NumericLocaleToC();
-  CStringA result;
   va_list args;
   va_start(args, format);
-  result.FormatV(format, args);
+  CStringA result = FormatInCLocale<CStringA>(format, args);
   va_end(args);
   return result;
 }
@@ -146,7 +154,6 @@ CString AfxFormatDate(CTime& time, const char* format) {
   const locale_t previous = spanish != nullptr ? uselocale(spanish) : nullptr;
   const std::size_t n = std::wcsftime(buffer, 128, wideFormat.c_str(), &local);
   if (previous != nullptr) uselocale(previous);
-  const char* current = std::setlocale(LC_TIME, nullptr);
-  if (current == nullptr || std::strcmp(current, "C") != 0) std::setlocale(LC_TIME, "C");
+  SetCategoryToC(LC_TIME);
   return n == 0 ? CString() : CString(buffer, static_cast<int>(n));
 }

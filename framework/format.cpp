@@ -17,7 +17,7 @@ namespace {
 
 enum class Size { kNone, kChar, kShort, kLong, kLongLong, kPtr, kInt32, kIntMax, kLongDouble, kWide };
 
-struct Spec {
+struct Conversion {
   char flags[8] = {};
   int flagCount = 0;
   int width = 0;
@@ -58,9 +58,9 @@ void AppendNarrow(std::wstring& out, std::string_view text) {
 void AppendNarrow(std::string& out, std::string_view text) { out += text; }
 
 // One numeric conversion as the C library spells it: "%<flags><width>.<precision><length><conv>".
-class NumericSpec {
+class NumericFormat {
  public:
-  NumericSpec(const Spec& s, const char* length) {
+  NumericFormat(const Conversion& s, const char* length) {
     char* p = m_text;
     *p++ = '%';
     for (int i = 0; i < s.flagCount; ++i) *p++ = s.flags[i];
@@ -79,20 +79,20 @@ class NumericSpec {
   char m_text[48];
 };
 
-// The spec is rebuilt from the parsed format, so its argument type matches `value`.
+// The format is rebuilt from the parsed format, so its argument type matches `value`.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 template <typename CharT, typename T>
-void AppendNumber(std::basic_string<CharT>& out, const NumericSpec& spec, T value) {
+void AppendNumber(std::basic_string<CharT>& out, const NumericFormat& numeric, T value) {
   char small[128];
-  const int n = std::snprintf(small, sizeof small, spec.c_str(), value);
+  const int n = std::snprintf(small, sizeof small, numeric.c_str(), value);
   if (n < 0) return;
   if (static_cast<std::size_t>(n) < sizeof small) {
     AppendNarrow(out, std::string_view(small, static_cast<std::size_t>(n)));
     return;
   }
   std::string big(static_cast<std::size_t>(n) + 1, '\0');
-  std::snprintf(big.data(), big.size(), spec.c_str(), value);
+  std::snprintf(big.data(), big.size(), numeric.c_str(), value);
   big.resize(static_cast<std::size_t>(n));
   AppendNarrow(out, big);
 }
@@ -101,7 +101,7 @@ void AppendNumber(std::basic_string<CharT>& out, const NumericSpec& spec, T valu
 // A conversion without flags, width or precision is written without the C
 // library: the same digits, much less work.
 template <typename CharT, typename T>
-bool AppendPlainInteger(std::basic_string<CharT>& out, const Spec& s, T value) {
+bool AppendPlainInteger(std::basic_string<CharT>& out, const Conversion& s, T value) {
   if (s.flagCount != 0 || s.width != 0 || s.precision >= 0) return false;
   const int base = s.conv == 'o' ? 8 : (s.conv == 'x' || s.conv == 'X') ? 16 : 10;
   char digits[32];
@@ -113,50 +113,50 @@ bool AppendPlainInteger(std::basic_string<CharT>& out, const Spec& s, T value) {
 }
 
 template <typename CharT>
-void FormatInteger(std::basic_string<CharT>& out, const Spec& s, va_list& args) {
+void FormatInteger(std::basic_string<CharT>& out, const Conversion& s, va_list& args) {
   const bool isSigned = s.conv == 'd' || s.conv == 'i';
   if (s.size == Size::kNone || s.size == Size::kInt32) {
     if (isSigned) {
       const int v = va_arg(args, int);
-      if (!AppendPlainInteger(out, s, v)) AppendNumber(out, NumericSpec(s, ""), v);
+      if (!AppendPlainInteger(out, s, v)) AppendNumber(out, NumericFormat(s, ""), v);
     } else {
       const unsigned v = va_arg(args, unsigned);
-      if (!AppendPlainInteger(out, s, v)) AppendNumber(out, NumericSpec(s, ""), v);
+      if (!AppendPlainInteger(out, s, v)) AppendNumber(out, NumericFormat(s, ""), v);
     }
     return;
   }
   switch (s.size) {
     case Size::kLongLong:
-      if (isSigned) return AppendNumber(out, NumericSpec(s, "ll"), va_arg(args, long long));
-      return AppendNumber(out, NumericSpec(s, "ll"), va_arg(args, unsigned long long));
+      if (isSigned) return AppendNumber(out, NumericFormat(s, "ll"), va_arg(args, long long));
+      return AppendNumber(out, NumericFormat(s, "ll"), va_arg(args, unsigned long long));
     case Size::kLong:
-      if (isSigned) return AppendNumber(out, NumericSpec(s, "l"), va_arg(args, long));
-      return AppendNumber(out, NumericSpec(s, "l"), va_arg(args, unsigned long));
+      if (isSigned) return AppendNumber(out, NumericFormat(s, "l"), va_arg(args, long));
+      return AppendNumber(out, NumericFormat(s, "l"), va_arg(args, unsigned long));
     case Size::kPtr:
-      if (isSigned) return AppendNumber(out, NumericSpec(s, "t"), va_arg(args, std::ptrdiff_t));
-      return AppendNumber(out, NumericSpec(s, "z"), va_arg(args, std::size_t));
+      if (isSigned) return AppendNumber(out, NumericFormat(s, "t"), va_arg(args, std::ptrdiff_t));
+      return AppendNumber(out, NumericFormat(s, "z"), va_arg(args, std::size_t));
     case Size::kIntMax:
-      if (isSigned) return AppendNumber(out, NumericSpec(s, "j"), va_arg(args, std::intmax_t));
-      return AppendNumber(out, NumericSpec(s, "j"), va_arg(args, std::uintmax_t));
+      if (isSigned) return AppendNumber(out, NumericFormat(s, "j"), va_arg(args, std::intmax_t));
+      return AppendNumber(out, NumericFormat(s, "j"), va_arg(args, std::uintmax_t));
     case Size::kShort:
-      return AppendNumber(out, NumericSpec(s, "h"), va_arg(args, int));
+      return AppendNumber(out, NumericFormat(s, "h"), va_arg(args, int));
     case Size::kChar:
-      return AppendNumber(out, NumericSpec(s, "hh"), va_arg(args, int));
+      return AppendNumber(out, NumericFormat(s, "hh"), va_arg(args, int));
     default:
-      if (isSigned) return AppendNumber(out, NumericSpec(s, ""), va_arg(args, int));
-      return AppendNumber(out, NumericSpec(s, ""), va_arg(args, unsigned int));
+      if (isSigned) return AppendNumber(out, NumericFormat(s, ""), va_arg(args, int));
+      return AppendNumber(out, NumericFormat(s, ""), va_arg(args, unsigned int));
   }
 }
 
 template <typename CharT>
-void FormatFloat(std::basic_string<CharT>& out, const Spec& s, va_list& args) {
-  if (s.size == Size::kLongDouble) return AppendNumber(out, NumericSpec(s, "L"), va_arg(args, long double));
-  AppendNumber(out, NumericSpec(s, ""), va_arg(args, double));
+void FormatFloat(std::basic_string<CharT>& out, const Conversion& s, va_list& args) {
+  if (s.size == Size::kLongDouble) return AppendNumber(out, NumericFormat(s, "L"), va_arg(args, long double));
+  AppendNumber(out, NumericFormat(s, ""), va_arg(args, double));
 }
 
 // Whether a %s/%c-family argument is wide, by the Windows rules.
 template <typename CharT>
-bool ArgIsWide(const Spec& s, bool upperConv) {
+bool ArgIsWide(const Conversion& s, bool upperConv) {
   if (s.size == Size::kChar || s.size == Size::kShort) return false;
   if (s.size == Size::kLong || s.size == Size::kWide) return true;
   constexpr bool wideFormat = sizeof(CharT) != 1;
@@ -213,7 +213,7 @@ void Truncate(std::wstring& text, std::size_t max) {
 }
 
 template <typename CharT>
-void AppendPadded(std::basic_string<CharT>& out, const std::basic_string<CharT>& text, const Spec& s) {
+void AppendPadded(std::basic_string<CharT>& out, const std::basic_string<CharT>& text, const Conversion& s) {
   const std::size_t width = static_cast<std::size_t>(s.width);
   if (text.size() >= width) {
     out += text;
@@ -245,7 +245,7 @@ void FormatImpl(std::basic_string<CharT>& out, const CharT* format, va_list& arg
       ++p;
       continue;
     }
-    Spec s;
+    Conversion s;
     while (*p == '-' || *p == '+' || *p == '0' || *p == ' ' || *p == '#') s.AddFlag(static_cast<char>(*p++));
     if (*p == '*') {
       s.width = va_arg(args, int);
@@ -303,7 +303,7 @@ void FormatImpl(std::basic_string<CharT>& out, const CharT* format, va_list& arg
         FormatFloat(out, s, args);
         break;
       case 'p':
-        AppendNumber(out, NumericSpec(Spec{{'0'}, 1, 16, -1, Size::kNone, 'X'}, "ll"),
+        AppendNumber(out, NumericFormat(Conversion{{'0'}, 1, 16, -1, Size::kNone, 'X'}, "ll"),
                      static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(va_arg(args, void*))));
         break;
       case 'n':

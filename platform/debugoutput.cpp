@@ -2,10 +2,10 @@
 
 #include <cstdio>
 #include <fstream>
-#include <mutex>
 #include <string>
 
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/hookslot.h>
 
 namespace {
 
@@ -15,33 +15,18 @@ void DefaultSink(const wchar_t* text, void*) {
   std::fwrite(utf8.data(), 1, utf8.size(), stderr);
 }
 
-std::mutex g_sinkLock;  // guards g_sink, g_sinkContext
-AFX_DEBUG_OUTPUT_SINK g_sink = DefaultSink;
-void* g_sinkContext = nullptr;
+kwplat::HookSlot<AFX_DEBUG_OUTPUT_SINK> g_sink(DefaultSink);
 
 }  // namespace
 
 AFX_DEBUG_OUTPUT_SINK AfxSetDebugOutputSink(AFX_DEBUG_OUTPUT_SINK sink, void* context, void** previousContext) {
-  std::lock_guard lock(g_sinkLock);
-  AFX_DEBUG_OUTPUT_SINK previous = g_sink;
-  if (previousContext != nullptr) *previousContext = g_sinkContext;
-  g_sink = sink != nullptr ? sink : DefaultSink;
-  g_sinkContext = sink != nullptr ? context : nullptr;
-  return previous;
+  return g_sink.Set(sink, context, previousContext);
 }
 
 namespace kwplat {
 
 void OutputDebugStringW(LPCWSTR text) {
-  if (text == nullptr) return;
-  AFX_DEBUG_OUTPUT_SINK sink;
-  void* context;
-  {
-    std::lock_guard lock(g_sinkLock);
-    sink = g_sink;
-    context = g_sinkContext;
-  }
-  sink(text, context);
+  if (text != nullptr) g_sink.Call(text);
 }
 
 void OutputDebugStringA(LPCSTR text) {

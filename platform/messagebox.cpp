@@ -1,10 +1,10 @@
 #include <kwlib63/platform/messagebox.h>
 
 #include <cstdio>
-#include <mutex>
 #include <string>
 
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/hookslot.h>
 
 namespace {
 
@@ -14,19 +14,12 @@ int DefaultHandler(HWND, const wchar_t* text, const wchar_t* caption, UINT type,
   return kwplat::DefaultMessageBoxButton(type);
 }
 
-std::mutex g_handlerLock;  // guards g_handler, g_handlerContext
-AFX_MSGBOX_HANDLER g_handler = DefaultHandler;
-void* g_handlerContext = nullptr;
+kwplat::HookSlot<AFX_MSGBOX_HANDLER> g_handler(DefaultHandler);
 
 }  // namespace
 
 AFX_MSGBOX_HANDLER AfxSetMessageBoxHandler(AFX_MSGBOX_HANDLER handler, void* context, void** previousContext) {
-  std::lock_guard lock(g_handlerLock);
-  AFX_MSGBOX_HANDLER previous = g_handler;
-  if (previousContext != nullptr) *previousContext = g_handlerContext;
-  g_handler = handler != nullptr ? handler : DefaultHandler;
-  g_handlerContext = handler != nullptr ? context : nullptr;
-  return previous;
+  return g_handler.Set(handler, context, previousContext);
 }
 
 namespace kwplat {
@@ -50,15 +43,8 @@ int DefaultMessageBoxButton(UINT type) {
 }
 
 int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type) {
-  AFX_MSGBOX_HANDLER handler;
-  void* context;
-  {
-    std::lock_guard lock(g_handlerLock);
-    handler = g_handler;
-    context = g_handlerContext;
-  }
   // A null caption reads "Error", as on Windows.
-  return handler(owner, text != nullptr ? text : L"", caption != nullptr ? caption : L"Error", type, context);
+  return g_handler.Call(owner, text != nullptr ? text : L"", caption != nullptr ? caption : L"Error", type);
 }
 
 }  // namespace kwplat
