@@ -112,7 +112,8 @@ BOOL CFileException::GetErrorMessage(LPTSTR error, UINT maxError, PUINT helpCont
 
 namespace {
 // Thrown when memory is exhausted, so throwing needs no allocation; never deleted.
-CMemoryException g_outOfMemory(FALSE);
+// Built at compile time, so it is there before any other static initialisation.
+constinit CMemoryException g_outOfMemory(FALSE);
 
 }  // namespace
 

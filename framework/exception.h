@@ -11,8 +11,8 @@
 class CException : public CObject {
   DECLARE_DYNAMIC(CException)
  public:
-  CException() : m_bAutoDelete(TRUE) {}
-  explicit CException(BOOL autoDelete) : m_bAutoDelete(autoDelete) {}
+  constexpr CException() : m_bAutoDelete(TRUE) {}
+  constexpr explicit CException(BOOL autoDelete) : m_bAutoDelete(autoDelete) {}
   ~CException() override = default;
 
   // Frees the exception when its auto-delete flag is set; otherwise does nothing.

@@ -7,9 +7,11 @@
 IMPLEMENT_DYNAMIC(CDynLinkLibrary, CObject)
 
 namespace {
+// Never destroyed: the library unlinks itself while the process exits, after
+// ordinary static objects are gone.
 std::recursive_mutex& GlobalLock() {
-  static std::recursive_mutex lock;
-  return lock;
+  static auto* lock = new std::recursive_mutex;
+  return *lock;
 }
 }  // namespace
 

@@ -63,7 +63,7 @@ class CObject {
   static CRuntimeClass* _GetBaseClass() { return nullptr; }
 
  protected:
-  CObject() = default;
+  constexpr CObject() = default;
   CObject(const CObject&) = default;
   CObject& operator=(const CObject&) = default;
 };

@@ -24,13 +24,15 @@ struct ModuleStrings {
   std::map<BlockKey, std::u16string> blocks;
 };
 
+// Never destroyed: modules unregister while the process exits, after ordinary
+// static objects are gone.
 std::shared_mutex& RegistryLock() {
-  static std::shared_mutex lock;
-  return lock;
+  static auto* lock = new std::shared_mutex;
+  return *lock;
 }
 std::map<HMODULE, ModuleStrings>& Registry() {  // guarded by RegistryLock()
-  static std::map<HMODULE, ModuleStrings> registry;
-  return registry;
+  static auto* registry = new std::map<HMODULE, ModuleStrings>;
+  return *registry;
 }
 
 std::u16string BuildBlock(const std::u16string (&entries)[16]) {
