@@ -12,6 +12,7 @@ IMPLEMENT_DYNAMIC(CException, CObject)
 IMPLEMENT_DYNAMIC(CSimpleException, CException)
 IMPLEMENT_DYNAMIC(CMemoryException, CSimpleException)
 IMPLEMENT_DYNAMIC(CInvalidArgException, CSimpleException)
+IMPLEMENT_DYNAMIC(CResourceException, CSimpleException)
 IMPLEMENT_DYNAMIC(CFileException, CException)
 
 void CException::Delete() {
@@ -49,6 +50,7 @@ BOOL CSimpleException::GetErrorMessage(LPTSTR error, UINT maxError, PUINT helpCo
 
 const wchar_t* CMemoryException::Text() const { return L"Out of memory."; }
 const wchar_t* CInvalidArgException::Text() const { return L"Invalid argument."; }
+const wchar_t* CResourceException::Text() const { return L"A required resource was unavailable."; }
 
 CFileException::CFileException(int cause, LONG osError, LPCTSTR fileName)
     : m_cause(cause), m_lOsError(osError), m_strFileName(fileName) {}
@@ -119,15 +121,18 @@ constinit CMemoryException g_outOfMemory(FALSE);
 
 void AfxThrowMemoryException() { throw &g_outOfMemory; }
 
-void AfxThrowInvalidArgException() {
-  auto* e = new (std::nothrow) CInvalidArgException();
+namespace {
+// Throws a new E; when it cannot be made, the memory exception instead.
+template <typename E, typename... Args>
+[[noreturn]] void ThrowNew(Args... args) {
+  auto* e = new (std::nothrow) E(args...);
   if (e == nullptr) AfxThrowMemoryException();
   throw e;
 }
+}  // namespace
 
+void AfxThrowInvalidArgException() { ThrowNew<CInvalidArgException>(); }
+void AfxThrowResourceException() { ThrowNew<CResourceException>(); }
 void AfxThrowFileException(int cause, LONG osError, LPCTSTR fileName) {
-  // Copying the name can only fail for want of memory, which the copy reports itself.
-  auto* e = new (std::nothrow) CFileException(cause, osError, fileName);
-  if (e == nullptr) AfxThrowMemoryException();
-  throw e;
+  ThrowNew<CFileException>(cause, osError, fileName);
 }

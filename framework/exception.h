@@ -64,6 +64,15 @@ class CInvalidArgException : public CSimpleException {
   const wchar_t* Text() const override;
 };
 
+class CResourceException : public CSimpleException {
+  DECLARE_DYNAMIC(CResourceException)
+ public:
+  using CSimpleException::CSimpleException;
+
+ protected:
+  const wchar_t* Text() const override;
+};
+
 class CFileException : public CException {
   DECLARE_DYNAMIC(CFileException)
  public:
@@ -104,4 +113,5 @@ class CFileException : public CException {
 
 [[noreturn]] void AfxThrowMemoryException();
 [[noreturn]] void AfxThrowInvalidArgException();
+[[noreturn]] void AfxThrowResourceException();
 [[noreturn]] void AfxThrowFileException(int cause, LONG osError = -1, LPCTSTR fileName = nullptr);

@@ -30,3 +30,7 @@ BOOL CRuntimeClass::IsDerivedFrom(const CRuntimeClass* base) const {
   }
   return FALSE;
 }
+
+CObject* AfxDynamicDownCast(const CRuntimeClass* cls, CObject* object) {
+  return object != nullptr && object->IsKindOf(cls) ? object : nullptr;
+}

@@ -49,6 +49,11 @@ struct CRuntimeClass {
   CObject* class_name::CreateObject() { return new class_name; }      \
   KW_IMPLEMENT_RUNTIMECLASS(class_name, base_class_name, 0xFFFF, &class_name::CreateObject)
 
+// `object` as a `class_name`* when it is of that class or derived from it, else null.
+#define DYNAMIC_DOWNCAST(class_name, object) \
+  (static_cast<class_name*>(AfxDynamicDownCast(RUNTIME_CLASS(class_name), object)))
+CObject* AfxDynamicDownCast(const CRuntimeClass* cls, CObject* object);
+
 class CObject {
  public:
   virtual CRuntimeClass* GetRuntimeClass() const;

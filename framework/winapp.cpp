@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <kwlib63/framework/modulestate.h>
+#include <kwlib63/platform/messagequeue.h>
 #include <kwlib63/platform/module.h>
 
 IMPLEMENT_DYNAMIC(CWinThread, CObject)
@@ -19,7 +20,31 @@ CString ExecutableBaseName() {
 }
 }  // namespace
 
-CWinThread::CWinThread() : m_nThreadID(static_cast<DWORD>(gettid())) {}
+namespace {
+thread_local CWinThread* t_thread = nullptr;
+}  // namespace
+
+CWinThread::CWinThread() : m_nThreadID(static_cast<DWORD>(gettid())) {
+  if (t_thread == nullptr) t_thread = this;
+}
+
+CWinThread::~CWinThread() {
+  if (t_thread == this) t_thread = nullptr;
+}
+
+BOOL CWinThread::PumpMessage() { return kwplat::PumpOneMessage(&m_nExitCode); }
+
+BOOL CWinThread::OnIdle(LONG) { return FALSE; }
+
+int CWinThread::Run() {
+  for (;;) {
+    for (LONG idle = 0; !kwplat::HasPendingMessage() && OnIdle(idle); ++idle) {
+    }
+    if (!PumpMessage()) return m_nExitCode;
+  }
+}
+
+CWinThread* AfxGetThread() { return t_thread; }
 
 CWinApp::CWinApp(LPCTSTR appName) : m_exeName(ExecutableBaseName()) {
   m_appName = appName != nullptr ? CString(appName) : m_exeName;

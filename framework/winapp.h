@@ -1,6 +1,7 @@
-// The application object and its thread. One CWinApp per process, usually a
-// global object of the program; library code finds it through AfxGetApp, which
-// is null in programs that have none.
+// The thread object and the application object. A thread object belongs to the
+// thread that makes it (the first one made there) and pumps that thread's message
+// queue, a GLib main context. One CWinApp per process, usually a global object of
+// the program; library code finds it through AfxGetApp, null in programs without one.
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
@@ -12,8 +13,23 @@ class CWinThread : public CObject {
   DECLARE_DYNAMIC(CWinThread)
  public:
   CWinThread();
+  ~CWinThread() override;
+  CWinThread(const CWinThread&) = delete;
+  CWinThread& operator=(const CWinThread&) = delete;
+
+  // Pumps one message of the thread's queue, waiting for one when none is ready.
+  // FALSE when the message is the quit request, whose exit code is then kept.
+  virtual BOOL PumpMessage();
+  // Idle processing between messages, called with 0, 1, 2, ... while it returns
+  // non-zero. The base has nothing to do and returns FALSE.
+  virtual BOOL OnIdle(LONG count);
+  // The message loop: idle processing whenever the queue is empty, then messages,
+  // until the quit request. Returns its exit code.
+  virtual int Run();
+
   CWnd* m_pMainWnd = nullptr;
   DWORD m_nThreadID;  // the thread that made the object
+  int m_nExitCode = 0;
 };
 
 class CWinApp : public CWinThread {
@@ -40,6 +56,8 @@ class CWinApp : public CWinThread {
   CString m_appName, m_registryKey, m_profileName, m_exeName;
 };
 
+// The calling thread's thread object, or null.
+CWinThread* AfxGetThread();
 CWinApp* AfxGetApp();
 CWnd* AfxGetMainWnd();
 // The application's name: the application object's, or without one the

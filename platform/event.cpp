@@ -1,0 +1,190 @@
+// Events as eventfds: the descriptor is readable exactly while the event is
+// signalled, and every change of state happens under the event's mutex, so a
+// wait polls the descriptors and then takes the event under its lock.
+#include <kwlib63/platform/event.h>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <vector>
+
+#include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/queuepoll.h>
+
+namespace kwplat {
+namespace {
+
+constexpr std::uint32_t kEventMagic = 0x4B574556;  // "KWEV"
+
+struct Event {
+  std::uint32_t magic = kEventMagic;
+  bool manualReset;
+  int fd;
+  std::mutex lock;               // guards the state changes below and the descriptor's count
+  std::atomic<bool> signalled;   // read without the lock only to choose what to poll
+
+  Event(bool manual, int eventFd) : manualReset(manual), fd(eventFd), signalled(false) {}
+
+  void SetLocked() {
+    if (signalled) return;
+    signalled = true;
+    const std::uint64_t one = 1;
+    (void)!write(fd, &one, sizeof one);
+  }
+  void ResetLocked() {
+    if (!signalled) return;
+    signalled = false;
+    std::uint64_t count;
+    (void)!read(fd, &count, sizeof count);
+  }
+  // Takes the event for a released wait: an auto-reset event is reset.
+  void TakeLocked() {
+    if (!manualReset) ResetLocked();
+  }
+};
+
+Event* AsEvent(HANDLE h) {
+  auto* e = static_cast<Event*>(h);
+  return e != nullptr && e->magic == kEventMagic ? e : nullptr;
+}
+
+// Takes every event at once, or none: locks them in address order.
+bool TakeAll(std::vector<Event*> events) {
+  std::sort(events.begin(), events.end());
+  events.erase(std::unique(events.begin(), events.end()), events.end());
+  for (Event* e : events) e->lock.lock();
+  const bool all = std::all_of(events.begin(), events.end(), [](Event* e) { return e->signalled.load(); });
+  if (all) {
+    for (Event* e : events) e->TakeLocked();
+  }
+  for (Event* e : events) e->lock.unlock();
+  return all;
+}
+
+DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds, bool withQueue) {
+  if (count > MAXIMUM_WAIT_OBJECTS || (count > 0 && handles == nullptr) || (count == 0 && !withQueue)) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return WAIT_FAILED;
+  }
+  std::vector<Event*> events(count);
+  for (DWORD i = 0; i < count; ++i) {
+    events[i] = AsEvent(handles[i]);
+    if (events[i] == nullptr) {
+      SetLastError(ERROR_INVALID_HANDLE);
+      return WAIT_FAILED;
+    }
+  }
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+  std::vector<pollfd> fds;
+  for (;;) {
+    if (waitAll) {
+      if (count > 0 && TakeAll(events)) return WAIT_OBJECT_0;
+    } else {
+      for (DWORD i = 0; i < count; ++i) {
+        std::lock_guard guard(events[i]->lock);
+        if (events[i]->signalled) {
+          events[i]->TakeLocked();
+          return WAIT_OBJECT_0 + i;
+        }
+      }
+    }
+    std::optional<detail::QueuePoll> queue;
+    if (withQueue) {
+      queue.emplace();
+      if (queue->Ready()) return WAIT_OBJECT_0 + count;
+    }
+    int timeout = -1;
+    if (milliseconds != INFINITE) {
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+      if (left <= 0) return WAIT_TIMEOUT;
+      timeout = static_cast<int>(std::min<long long>(left, 1 << 30));
+    }
+    fds.clear();
+    // With waitAll, an event already signalled is not polled: it would wake every time.
+    for (Event* e : events) {
+      if (!waitAll || !e->signalled) fds.push_back({e->fd, POLLIN, 0});
+    }
+    if (queue) queue->Query(fds, timeout);
+    const int n = poll(fds.data(), fds.size(), timeout);
+    if (n < 0 && errno != EINTR) {
+      SetLastErrorFromErrno();
+      return WAIT_FAILED;
+    }
+    if (queue && queue->Check(fds)) return WAIT_OBJECT_0 + count;
+  }
+}
+
+}  // namespace
+
+HANDLE CreateEventW(void*, BOOL manualReset, BOOL initialState, LPCWSTR) {
+  const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (fd < 0) {
+    SetLastErrorFromErrno();
+    return nullptr;
+  }
+  auto* e = new (std::nothrow) Event(manualReset != FALSE, fd);
+  if (e == nullptr) {
+    close(fd);
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+  }
+  if (initialState) e->SetLocked();
+  return e;
+}
+
+BOOL SetEvent(HANDLE event) {
+  Event* e = AsEvent(event);
+  if (e == nullptr) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  std::lock_guard guard(e->lock);
+  e->SetLocked();
+  return TRUE;
+}
+
+BOOL ResetEvent(HANDLE event) {
+  Event* e = AsEvent(event);
+  if (e == nullptr) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  std::lock_guard guard(e->lock);
+  e->ResetLocked();
+  return TRUE;
+}
+
+BOOL CloseHandle(HANDLE handle) {
+  Event* e = AsEvent(handle);
+  if (e == nullptr) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  e->magic = 0;
+  close(e->fd);
+  delete e;
+  return TRUE;
+}
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+  return Wait(1, &handle, FALSE, milliseconds, false);
+}
+
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds) {
+  return Wait(count, handles, waitAll, milliseconds, false);
+}
+
+DWORD MsgWaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds, DWORD wakeMask) {
+  return Wait(count, handles, waitAll, milliseconds, wakeMask != 0);
+}
+
+}  // namespace kwplat
