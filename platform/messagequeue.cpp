@@ -1,6 +1,6 @@
 // Message queues on GLib main contexts. The quit request is the queue's own flag,
-// not a GLib source, so that it is seen before anything else, as a WM_QUIT is
-// taken before the messages behind it.
+// not a GLib source: as on Windows, it is taken only once nothing else is ready,
+// so the sources that were ready before it are still dispatched.
 #include <kwlib63/platform/messagequeue.h>
 
 #include <glib.h>
@@ -54,6 +54,10 @@ BOOL HasPendingMessage() {
 
 BOOL PumpOneMessage(int* exitCode) {
   ThreadQueue& q = Queue();
+  if (g_main_context_pending(q.context)) {
+    g_main_context_iteration(q.context, FALSE);
+    return TRUE;
+  }
   if (q.quit) {
     q.quit = false;
     if (exitCode != nullptr) *exitCode = q.exitCode;

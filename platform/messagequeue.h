@@ -14,9 +14,10 @@ void PostQuitMessage(int exitCode);
 // context ready to dispatch.
 BOOL HasPendingMessage();
 
-// Pumps one message: FALSE when the next message is the quit request (removed, its
-// exit code stored in `exitCode` when not null), else runs one iteration of the
-// thread's context, waiting for a source when none is ready, and returns TRUE.
+// Pumps one message and returns TRUE: one iteration of the thread's context,
+// waiting for a source when none is ready. When no source is ready and a quit
+// request is waiting, removes it instead, stores its exit code in `exitCode`
+// (when not null) and returns FALSE.
 BOOL PumpOneMessage(int* exitCode);
 
 // The calling thread's main context, as a GMainContext* (not referenced).
