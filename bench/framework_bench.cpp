@@ -26,4 +26,3 @@ BENCHMARK(BM_Swprintf);
 
 }  // namespace
 
-BENCHMARK_MAIN();

@@ -29,7 +29,7 @@ struct Event {
   bool manualReset;
   int fd;
   std::mutex lock;               // guards the state changes below and the descriptor's count
-  std::atomic<bool> signalled;   // read without the lock only to choose what to poll
+  std::atomic<bool> signalled;   // written under the lock; read without it where nothing changes
 
   Event(bool manual, int eventFd) : manualReset(manual), fd(eventFd), signalled(false) {}
 
@@ -69,12 +69,30 @@ bool TakeAll(std::vector<Event*> events) {
   return all;
 }
 
+// Takes the first signalled event, in order; -1 when none is.
+int TakeAny(Event* const* events, DWORD count) {
+  for (DWORD i = 0; i < count; ++i) {
+    Event* e = events[i];
+    // Taking a manual-reset event changes nothing, so its state is read without the lock.
+    if (e->manualReset) {
+      if (e->signalled.load(std::memory_order_acquire)) return static_cast<int>(i);
+      continue;
+    }
+    std::lock_guard guard(e->lock);
+    if (e->signalled) {
+      e->TakeLocked();
+      return static_cast<int>(i);
+    }
+  }
+  return -1;
+}
+
 DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds, bool withQueue) {
   if (count > MAXIMUM_WAIT_OBJECTS || (count > 0 && handles == nullptr) || (count == 0 && !withQueue)) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return WAIT_FAILED;
   }
-  std::vector<Event*> events(count);
+  Event* events[MAXIMUM_WAIT_OBJECTS];
   for (DWORD i = 0; i < count; ++i) {
     events[i] = AsEvent(handles[i]);
     if (events[i] == nullptr) {
@@ -83,19 +101,14 @@ DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
     }
   }
   using Clock = std::chrono::steady_clock;
-  const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+  std::optional<Clock::time_point> deadline;
+  bool polledOnce = false;
   std::vector<pollfd> fds;
   for (;;) {
     if (waitAll) {
-      if (count > 0 && TakeAll(events)) return WAIT_OBJECT_0;
-    } else {
-      for (DWORD i = 0; i < count; ++i) {
-        std::lock_guard guard(events[i]->lock);
-        if (events[i]->signalled) {
-          events[i]->TakeLocked();
-          return WAIT_OBJECT_0 + i;
-        }
-      }
+      if (count > 0 && TakeAll(std::vector<Event*>(events, events + count))) return WAIT_OBJECT_0;
+    } else if (const int i = TakeAny(events, count); i >= 0) {
+      return WAIT_OBJECT_0 + static_cast<DWORD>(i);
     }
     std::optional<detail::QueuePoll> queue;
     if (withQueue) {
@@ -103,15 +116,21 @@ DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
       if (queue->Ready()) return WAIT_OBJECT_0 + count;
     }
     int timeout = -1;
-    if (milliseconds != INFINITE) {
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    if (milliseconds == 0) {
+      // One look at the descriptors without waiting, then the time-out.
+      if (polledOnce) return WAIT_TIMEOUT;
+      polledOnce = true;
+      timeout = 0;
+    } else if (milliseconds != INFINITE) {
+      if (!deadline) deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*deadline - Clock::now()).count();
       if (left <= 0) return WAIT_TIMEOUT;
       timeout = static_cast<int>(std::min<long long>(left, 1 << 30));
     }
     fds.clear();
     // With waitAll, an event already signalled is not polled: it would wake every time.
-    for (Event* e : events) {
-      if (!waitAll || !e->signalled) fds.push_back({e->fd, POLLIN, 0});
+    for (DWORD i = 0; i < count; ++i) {
+      if (!waitAll || !events[i]->signalled) fds.push_back({events[i]->fd, POLLIN, 0});
     }
     if (queue) queue->Query(fds, timeout);
     const int n = poll(fds.data(), fds.size(), timeout);
@@ -176,6 +195,8 @@ BOOL CloseHandle(HANDLE handle) {
 }
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+  // The common case first: a signalled event, taken without the general wait.
+  if (Event* e = AsEvent(handle); e != nullptr && TakeAny(&e, 1) == 0) return WAIT_OBJECT_0;
   return Wait(1, &handle, FALSE, milliseconds, false);
 }
 

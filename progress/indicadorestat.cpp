@@ -11,11 +11,12 @@
 #include <kwlib63/ui/appframe.h>
 
 namespace {
-// Holds a critical section for a scope.
+// Holds the indicator's critical section for a scope. The calls are qualified:
+// the section is a member of known type, and a report is cheaper without dispatch.
 class Locked {
  public:
-  explicit Locked(CCriticalSection& cs) : m_cs(cs) { m_cs.Lock(); }
-  ~Locked() { m_cs.Unlock(); }
+  explicit Locked(CCriticalSection& cs) : m_cs(cs) { m_cs.CCriticalSection::Lock(); }
+  ~Locked() { m_cs.CCriticalSection::Unlock(); }
   Locked(const Locked&) = delete;
   Locked& operator=(const Locked&) = delete;
 
@@ -45,19 +46,18 @@ int TIndicadorEstat::MostrarEstat(double pos) {
   }
   if (m_pCallback != nullptr) m_pCallback(this, m_lUser);
   EsperarPausa();
-  Locked lock(m_cs);
-  return m_bCancel ? 0 : 1;
+  return m_bCancel.load(std::memory_order_acquire) ? 0 : 1;
 }
 
 int TIndicadorEstat::TestCancel() {
   Locked lock(m_cs);
-  return m_bCancel;
+  return m_bCancel.load();
 }
 
 void TIndicadorEstat::Init() {
   Locked lock(m_cs);
   m_sMissatge.Empty();
-  m_evPausa.SetEvent();
+  Run();
   MostrarEstat(0.0);
   m_dPosicio = 0.0;
   m_bCancel = 0;
@@ -71,13 +71,26 @@ void TIndicadorEstat::Init() {
 void TIndicadorEstat::Cancelar() {
   {
     Locked lock(m_cs);
-    m_bCancel = 1;
+    m_bCancel.store(1, std::memory_order_release);
   }
-  m_evPausa.SetEvent();
+  Run();
 }
 
-void TIndicadorEstat::Pausa() { m_evPausa.ResetEvent(); }
-void TIndicadorEstat::Reanudar() { m_evPausa.SetEvent(); }
+// The event and its quick copy change together under the lock, so that a pause
+// and a resume from two threads cannot leave them disagreeing.
+void TIndicadorEstat::Pausa() {
+  Locked lock(m_cs);
+  m_bPausat.store(true, std::memory_order_release);  // before the event: see m_bPausat
+  m_evPausa.ResetEvent();
+}
+
+void TIndicadorEstat::Reanudar() { Run(); }
+
+void TIndicadorEstat::Run() {
+  Locked lock(m_cs);
+  m_evPausa.SetEvent();
+  m_bPausat.store(false, std::memory_order_release);  // after the event: see m_bPausat
+}
 void TIndicadorEstat::Mostrar() {}
 void TIndicadorEstat::Amagar() {}
 
@@ -218,7 +231,7 @@ CString TIndicadorEstat::GetMissatge() const {
 }
 
 int TIndicadorEstat::EsperarPausa() {
-  if (!GetPausa()) return 0;
+  if (!m_bPausat.load(std::memory_order_acquire) || !GetPausa()) return 0;
   CSyncObject* objects[] = {&m_evPausa};
   CMultiLock wait(objects, 1);
   // A thread without a thread object has no messages to pump: it simply waits.

@@ -13,6 +13,7 @@
 // marked "null-tolerant" answer through a null pointer (1 to go on, 0.0, ...).
 #pragma once
 
+#include <atomic>
 #include <vector>
 
 #include <kwlib63/framework/cstring.h>
@@ -129,12 +130,20 @@ class TIndicadorEstat {
     long long time;
   };
   void StartTimer();
+  void Run();  // signals the pause event: running
 
-  mutable CCriticalSection m_cs;  // guards m_sMissatge, m_dPosicio, m_bCancel
+  mutable CCriticalSection m_cs;  // guards m_sMissatge, m_dPosicio, and the writes of m_bCancel,
+                                  // m_bPausat and m_evPausa
   CString m_sMissatge;
   double m_dPosicio = 0.0;
-  int m_bCancel = 0;
+  // Written under m_cs. A single word, so MostrarEstat reads it without the lock and
+  // sees what a locked read would: a report then costs one lock, not two.
+  std::atomic<int> m_bCancel{0};
   CEvent m_evPausa;  // manual reset; signalled while running
+  // A quick look at the pause for every report, so that a running worker does not
+  // ask the event: set before the event is reset, cleared after it is set, so
+  // "not paused" read here is never wrong; "paused" is checked on the event.
+  std::atomic<bool> m_bPausat{false};
   int m_bTimer = 0;
   Timer* m_pTimer = nullptr;
   std::vector<RANGIE> m_rangs;  // the top at the back
