@@ -2,6 +2,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <cstdlib>
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -18,12 +20,13 @@ struct Result {
   std::string err;
 };
 
-Result Kwlib(const std::string& args) {
+// Runs a shell command line, capturing its standard output and error apart.
+Result Shell(const std::string& commandLine) {
   char errPath[] = "/tmp/kwlib-test-err-XXXXXX";
   const int fd = mkstemp(errPath);
   EXPECT_GE(fd, 0);
   close(fd);
-  const std::string command = std::string(KWLIB_EXE) + " " + args + " 2>" + errPath;
+  const std::string command = commandLine + " 2>" + errPath;
   FILE* pipe = popen(command.c_str(), "r");
   Result r{-1, {}, {}};
   if (pipe == nullptr) return r;
@@ -36,6 +39,8 @@ Result Kwlib(const std::string& args) {
   std::remove(errPath);
   return r;
 }
+
+Result Kwlib(const std::string& args) { return Shell(std::string(KWLIB_EXE) + " " + args); }
 
 TEST(KwlibStrings, PrintsIdsAndTextsInTheChosenLanguage) {
   Result r = Kwlib("strings 18001 22062-22063");
@@ -83,6 +88,36 @@ TEST(Kwlib, HelpAndVersion) {
   r = Kwlib("--version");
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.out.rfind("kwlib 6.3.0", 0), 0u);
+}
+
+TEST(KwlibDemoProgress, PlainLinesWhenNotATerminal) {
+  const Result r = Kwlib("demo-progress --items 3 --delay 0");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.find('\r'), std::string::npos);
+  EXPECT_EQ(r.out.find("\x1b["), std::string::npos);
+  // A line for each message change or tenth, ending with the finished job.
+  EXPECT_NE(r.out.find("]  50% sorting item 1 of 3"), std::string::npos) << r.out;
+  const std::string last = r.out.substr(r.out.rfind('\n', r.out.size() - 2) + 1);
+  EXPECT_EQ(last.rfind("[####################] 100% done", 0), 0u) << last;
+}
+
+TEST(KwlibDemoProgress, OneRedrawnLineOnATerminal) {
+  const auto start = std::chrono::steady_clock::now();
+  // script(1) runs the command on a pseudo-terminal.
+  const Result r = Shell("script -qec '" + std::string(KWLIB_EXE) + " demo-progress --items 3 --delay 40' /dev/null");
+  const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_EQ(r.status, 0) << r.err;
+  const auto redraws = std::count(r.out.begin(), r.out.end(), '\r') - std::count(r.out.begin(), r.out.end(), '\n');
+  EXPECT_GE(redraws, 2);
+  EXPECT_LE(redraws, ms / 100 + 3) << "at most ten redraws a second, in " << ms << " ms";
+  EXPECT_NE(r.out.find("100% done"), std::string::npos);
+  EXPECT_NE(r.out.find("\x1b[K"), std::string::npos);
+}
+
+TEST(KwlibDemoProgress, BadArguments) {
+  for (const char* args : {"demo-progress --items 0", "demo-progress --items x", "demo-progress --frob"}) {
+    EXPECT_EQ(Kwlib(args).status, 2) << args;
+  }
 }
 
 }  // namespace

@@ -1,0 +1,107 @@
+#include "terminalindicator.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/clock.h>
+
+namespace kwlib {
+namespace {
+
+constexpr unsigned long long kRedrawMs = 100;
+
+int TerminalWidth(std::FILE* out) {
+  winsize ws{};
+  if (ioctl(fileno(out), TIOCGWINSZ, &ws) == 0 && ws.ws_col >= 20) return ws.ws_col;
+  return 80;
+}
+
+std::string Clock(unsigned long long seconds) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%02llu:%02llu:%02llu", seconds / 3600, seconds / 60 % 60, seconds % 60);
+  return buf;
+}
+
+// Cuts UTF-8 text to at most `columns` characters.
+std::string Fit(const std::string& text, std::size_t columns) {
+  std::size_t chars = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80 && chars++ == columns) return text.substr(0, i);
+  }
+  return text;
+}
+
+}  // namespace
+
+TerminalIndicator::TerminalIndicator(std::FILE* out) : m_out(out), m_bTerminal(isatty(fileno(out)) != 0) {
+  ActivarTimer();
+}
+
+std::string TerminalIndicator::Render(double pos, const std::string& message, unsigned long long elapsedMs,
+                                      const std::string& eta, int width) {
+  const double fraction = std::isfinite(pos) ? std::clamp(pos, 0.0, 1.0) : 0.0;
+  const int percent = static_cast<int>(fraction * 100.0);
+  std::string times = "  " + Clock(elapsedMs / 1000);
+  if (!eta.empty()) times += " ETA " + eta;
+  constexpr int kBar = 20;
+  const int filled = static_cast<int>(fraction * kBar);
+  std::string line = "[" + std::string(static_cast<std::size_t>(filled), '#') +
+                     std::string(static_cast<std::size_t>(kBar - filled), '.') + "] ";
+  char pct[8];
+  std::snprintf(pct, sizeof pct, "%3d%% ", percent);
+  line += pct;
+  const int room = width - 1 - static_cast<int>(line.size() + times.size());
+  if (room > 0) line += Fit(message, static_cast<std::size_t>(room));
+  return line + times;
+}
+
+void TerminalIndicator::SetMissatge(const wchar_t* text) {
+  TIndicadorEstat::SetMissatge(text);
+  Draw(false);
+}
+
+int TerminalIndicator::MostrarEstat(double pos) {
+  const int result = TIndicadorEstat::MostrarEstat(pos);
+  Draw(false);
+  return result;
+}
+
+void TerminalIndicator::Finish() {
+  Draw(true);
+  if (m_bTerminal) std::fputc('\n', m_out);
+  std::fflush(m_out);
+}
+
+void TerminalIndicator::Draw(bool force) {
+  const double pos = GetEstat();
+  const std::string message = kwfw::WideToUtf8(GetMissatge().GetString());
+  const unsigned long long now = kwplat::GetTickCount64();
+  std::string eta;
+  if (pos > 0.0) {
+    const time_t end = static_cast<time_t>(GetETA().GetTime());
+    struct tm local;
+    char buf[16];
+    if (localtime_r(&end, &local) != nullptr && std::strftime(buf, sizeof buf, "%H:%M:%S", &local) > 0) eta = buf;
+  }
+  if (m_bTerminal) {
+    if (!force && m_bDrawn && now - m_nLastDraw < kRedrawMs) return;
+    const std::string line = Render(pos, message, GetTempsTimer(), eta, TerminalWidth(m_out));
+    std::fprintf(m_out, "\r%s\x1b[K", line.c_str());
+  } else {
+    const int tenth = std::isfinite(pos) ? static_cast<int>(std::clamp(pos, 0.0, 1.0) * 10.0) : 0;
+    if (m_bDrawn && tenth == m_nLastTenth && message == m_sLastMessage) return;
+    m_nLastTenth = tenth;
+    m_sLastMessage = message;
+    std::fprintf(m_out, "%s\n", Render(pos, message, GetTempsTimer(), eta, 200).c_str());
+  }
+  std::fflush(m_out);
+  m_bDrawn = true;
+  m_nLastDraw = now;
+}
+
+}  // namespace kwlib
