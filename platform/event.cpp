@@ -56,6 +56,13 @@ Event* AsEvent(HANDLE h) {
   return e != nullptr && e->magic == kEventMagic ? e : nullptr;
 }
 
+// The event behind `handle`, or null with ERROR_INVALID_HANDLE.
+Event* CheckedEvent(HANDLE handle) {
+  Event* e = AsEvent(handle);
+  if (e == nullptr) SetLastError(ERROR_INVALID_HANDLE);
+  return e;
+}
+
 // Takes every event at once, or none: locks them in address order.
 bool TakeAll(std::vector<Event*> events) {
   std::sort(events.begin(), events.end());
@@ -94,11 +101,8 @@ DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
   }
   Event* events[MAXIMUM_WAIT_OBJECTS];
   for (DWORD i = 0; i < count; ++i) {
-    events[i] = AsEvent(handles[i]);
-    if (events[i] == nullptr) {
-      SetLastError(ERROR_INVALID_HANDLE);
-      return WAIT_FAILED;
-    }
+    events[i] = CheckedEvent(handles[i]);
+    if (events[i] == nullptr) return WAIT_FAILED;
   }
   using Clock = std::chrono::steady_clock;
   std::optional<Clock::time_point> deadline;
@@ -161,33 +165,24 @@ HANDLE CreateEventW(void*, BOOL manualReset, BOOL initialState, LPCWSTR) {
 }
 
 BOOL SetEvent(HANDLE event) {
-  Event* e = AsEvent(event);
-  if (e == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return FALSE;
-  }
+  Event* e = CheckedEvent(event);
+  if (e == nullptr) return FALSE;
   std::lock_guard guard(e->lock);
   e->SetLocked();
   return TRUE;
 }
 
 BOOL ResetEvent(HANDLE event) {
-  Event* e = AsEvent(event);
-  if (e == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return FALSE;
-  }
+  Event* e = CheckedEvent(event);
+  if (e == nullptr) return FALSE;
   std::lock_guard guard(e->lock);
   e->ResetLocked();
   return TRUE;
 }
 
 BOOL CloseHandle(HANDLE handle) {
-  Event* e = AsEvent(handle);
-  if (e == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return FALSE;
-  }
+  Event* e = CheckedEvent(handle);
+  if (e == nullptr) return FALSE;
   e->magic = 0;
   close(e->fd);
   delete e;
