@@ -6,6 +6,7 @@
 #include <new>
 #include <vector>
 
+#include <kwlib63/containers/newcopy.h>
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/progress/iecalls.h>
 
@@ -84,16 +85,7 @@ TLlista& TLlista::operator=(const TLlista& other) {
 
 TLlista::~TLlista() { Done(m_bPropietari); }
 
-TItem* TLlista::Duplicar() const {
-  try {
-    return new TLlista(this);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  } catch (CException* e) {
-    e->Delete();
-    return nullptr;
-  }
-}
+TItem* TLlista::Duplicar() const { return kwcont::NewCopy(this); }
 
 CMoxelRTTI* TLlista::GetRTTI() const { return &m_rttiTLlista; }
 int TLlista::EsBuit() const { return EsBuida(); }

@@ -1,0 +1,138 @@
+// THash: buckets, chains, ownership, the pool's growth and the kept oddities.
+#include <gtest/gtest.h>
+
+#include <kwlib63/containers/hash.h>
+
+#include "counted.h"
+
+namespace {
+
+using kwtest::Counted;
+
+int Value(const TItem* item) { return item != nullptr ? static_cast<const TInt*>(item)->Get() : -1; }
+
+TEST(Hash, BucketsAndGrowth) {
+  THash h;
+  EXPECT_EQ(h.QueSoc(), 1);
+  TInt one(1);
+  EXPECT_EQ(h.put(&one, L"x"), -1);  // unusable before init; the item stays the caller's
+  EXPECT_EQ(h.init(10), 0);
+  EXPECT_EQ(h.GetNumBuckets(), 4u);
+  EXPECT_EQ(h.init(2), 0);
+  EXPECT_EQ(h.GetNumBuckets(), 1u);
+  EXPECT_EQ(h.init(3), 0);
+  for (const wchar_t* k : {L"a", L"b", L"c", L"d"}) EXPECT_EQ(h.put(new TInt(k[0]), k), 0);
+  EXPECT_EQ(h.GetCapacitat(), 23u);  // 3 + max(3 / 3, 20)
+  EXPECT_EQ(h.length(), 4u);
+  EXPECT_EQ(Value(h.get(L"c")), L'c');
+}
+
+TEST(Hash, SameSumSameBucketBothFound) {
+  THash h;
+  h.init(10);
+  h.put(new TInt(1), L"ab");
+  h.put(new TInt(2), L"ba");
+  EXPECT_EQ(Value(h.get(L"ab")), 1);
+  EXPECT_EQ(Value(h.get(L"ba")), 2);
+  int pos = static_cast<int>((L'a' + L'b') % 4);
+  const int before = h.BuscarClau(L"ba", pos);
+  EXPECT_NE(pos, -1);
+  EXPECT_NE(before, -1);  // "ab" came first in the chain
+  EXPECT_EQ(h.get(L"zz"), nullptr);
+}
+
+TEST(Hash, OwnershipOfReplacedAndRemovedItems) {
+  Counted::live = 0;
+  {
+    THash h;
+    h.init(5);
+    h.put(new Counted(1), L"k");
+    h.put(new Counted(2), L"k");
+    EXPECT_EQ(h.length(), 1u);
+    EXPECT_EQ(Counted::live, 1);  // the old item was deleted
+    TItem* old = nullptr;
+    EXPECT_EQ(h.change(new Counted(3), L"k", old), 0);
+    EXPECT_EQ(Value(old), 2);  // handed back
+    delete old;
+    TItem* untouched = reinterpret_cast<TItem*>(0x1);
+    h.change(new Counted(4), L"new", untouched);
+    EXPECT_EQ(untouched, reinterpret_cast<TItem*>(0x1));
+    EXPECT_EQ(h.del(L"missing"), -1402);
+    EXPECT_EQ(h.del(L"k"), 0);
+    EXPECT_EQ(h.length(), 1u);
+    EXPECT_EQ(Counted::live, 1);
+  }
+  EXPECT_EQ(Counted::live, 0);
+}
+
+TEST(Hash, CountedKeysAreStoredOnePositionLater) {
+  THash h;
+  h.init(10);
+  EXPECT_EQ(h.put(new TInt(1), L"abcdef", 3), 0);
+  EXPECT_EQ(h.get(L"abc", 3), nullptr);  // stored as ?abc, read as abc
+  EXPECT_EQ(h.put(new TInt(2), L"abc", 3), 0);
+  EXPECT_EQ(h.length(), 2u);  // so a second put adds a second entry
+}
+
+TEST(Hash, CopyListAndDuplicate) {
+  THash h;
+  h.init(6);
+  h.put(new TInt(1), L"one");
+  h.put(new TInt(2), L"two");
+  THash dest;
+  dest.init(1);
+  EXPECT_EQ(h.copy(&dest), -4);  // too small
+  dest.init(6);
+  dest.put(new TInt(9), L"nine");
+  EXPECT_EQ(h.copy(&dest), -4);  // not empty
+  dest.init(6);
+  EXPECT_EQ(h.copy(&dest), 0);
+  EXPECT_EQ(Value(dest.get(L"two")), 2);
+  EXPECT_NE(dest.get(L"two"), h.get(L"two"));
+
+  TLlista* list = h.LlistaElements();
+  ASSERT_EQ(list->Cnt(), 2);
+  auto* first = static_cast<THashItem*>(list->GetItem(0));
+  EXPECT_EQ(first->QueSoc(), 20);
+  EXPECT_STREQ(first->GetClau(), L"one");  // pool order
+  EXPECT_EQ(Value(first->GetItem()), 1);
+  EXPECT_NE(first->GetItem(), h.get(L"one"));
+  delete list;
+
+  EXPECT_EQ(h.Duplicar(), nullptr);  // a table with items: kept so
+  THash empty;
+  empty.init(7);
+  TItem* copy = empty.Duplicar();
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(static_cast<THash*>(copy)->GetCapacitat(), 7u);
+  delete copy;
+}
+
+TEST(Hash, DoneForgetsButKeepsTheCount) {
+  THash h;
+  h.init(4);
+  TInt kept(5);
+  h.put(&kept, L"k");
+  h.Done();
+  EXPECT_EQ(h.get(L"k"), nullptr);
+  EXPECT_EQ(h.length(), 1u);
+  EXPECT_EQ(kept.Get(), 5);  // not deleted
+  EXPECT_EQ(h.init(4), 0);
+  EXPECT_EQ(h.length(), 0u);
+}
+
+TEST(Hash, CopiesFromAReferenceShareTheTable) {
+  Counted::live = 0;
+  {
+    THash a;
+    a.init(4);
+    a.put(new Counted(1), L"k");
+    THash b(a);
+    EXPECT_EQ(b.get(L"k"), a.get(L"k"));
+    b.put(new Counted(2), L"j");
+    EXPECT_EQ(Value(a.get(L"j")), 2);
+  }
+  EXPECT_EQ(Counted::live, 0);  // deleted once
+}
+
+}  // namespace
