@@ -6,6 +6,7 @@
 #include <new>
 #include <vector>
 
+#include <kwlib63/containers/mergesort.h>
 #include <kwlib63/containers/newcopy.h>
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/progress/iecalls.h>
@@ -210,39 +211,14 @@ int TLlista::Invertir() {
 int TLlista::Ordenar(COMPARA compare, __int64 param, TIndicadorEstat* ie) {
   if (m_nItems == 0) return 0;
   if (compare == nullptr) return -2;
-  // A bottom-up merge sort that orders exactly as an insertion sort taking items
-  // from the back and placing each before the first element it does not exceed:
-  // when two runs merge, the earlier item goes first unless it compares above.
-  const std::size_t n = static_cast<std::size_t>(m_nItems);
-  std::vector<TItem*> a(m_ppItems, m_ppItems + n), b(n);
-  // The indicator hears k / n for k = 1..n, spread evenly over the merges.
-  std::size_t passes = 0;
-  for (std::size_t width = 1; width < n; width *= 2) ++passes;
-  const double work = static_cast<double>(std::max<std::size_t>(passes, 1)) * static_cast<double>(n);
-  double done = 0.0;
-  std::size_t reported = 0;
-  const auto progress = [&](double moved) {
-    done += moved;
-    while (reported < n && done * static_cast<double>(n) >= work * static_cast<double>(reported + 1)) {
-      ++reported;
-      if (!kwprog::MostrarEstatRel(ie, static_cast<double>(reported) / static_cast<double>(n))) return false;
-    }
-    return true;
-  };
-  for (std::size_t width = 1; width < n; width *= 2) {
-    for (std::size_t lo = 0; lo < n; lo += 2 * width) {
-      const std::size_t mid = std::min(lo + width, n), hi = std::min(lo + 2 * width, n);
-      std::size_t i = lo, j = mid, k = lo;
-      while (i < mid && j < hi) b[k++] = compare(a[i], a[j], param) <= 0 ? a[i++] : a[j++];
-      while (i < mid) b[k++] = a[i++];
-      while (j < hi) b[k++] = a[j++];
-      if (!progress(static_cast<double>(hi - lo))) return -5;
-    }
-    a.swap(b);
-  }
-  if (n == 1 && !progress(1.0)) return -5;
-  std::copy(a.begin(), a.end(), m_ppItems);
-  return 0;
+  // The insertion sort it stands for takes items from the back and places each
+  // before the first it does not exceed: an earlier item goes first unless it
+  // compares above.
+  std::vector<TItem*> items(m_ppItems, m_ppItems + m_nItems);
+  const int result = kwcont::StableMergeSort(
+      items, [&](const TItem* left, const TItem* right) { return compare(left, right, param) <= 0; }, ie);
+  if (result == 0) std::copy(items.begin(), items.end(), m_ppItems);
+  return result;
 }
 
 int TLlista::Concatenar(const TLlista* other, int pos) {

@@ -1,0 +1,198 @@
+// The cross list and the ring: linking rules, the index, sorting and walking.
+#include <vector>
+#include <gtest/gtest.h>
+
+#include <kwlib63/containers/crosslist.h>
+#include <kwlib63/progress/indicadorestat.h>
+
+#include "counted.h"
+
+namespace {
+
+using kwtest::Counted;
+
+std::vector<int> Values(const TCrossList& l) {
+  std::vector<int> v;
+  TCrossNode* n = l.GetFirst();
+  for (int i = 0; i < l.Cnt() && n != nullptr; ++i, n = n->GetNext()) {
+    v.push_back(n->GetItem() ? static_cast<TInt*>(n->GetItem())->Get() : -1);
+  }
+  return v;
+}
+
+TEST(CrossList, RecordsOfBothKinds) {
+  TCrossList l;
+  TCircularCrossList ring;
+  EXPECT_EQ(l.QueSoc(), 8);
+  EXPECT_EQ(ring.QueSoc(), 9);
+  EXPECT_EQ(ring.EsTipus(8), 0);  // the ring's parent record is TItem's
+  EXPECT_EQ(l.IsEmpty(), 1);
+  EXPECT_EQ(l.IsSorted(), 1);
+}
+
+TEST(CrossList, InsertionRules) {
+  TCrossList l;
+  TInt notThere(0);
+  auto* x = new TInt(5);
+  EXPECT_EQ(l.InsertAfter(x, &notThere), nullptr);  // nothing created
+  EXPECT_EQ(l.Cnt(), 0);
+  TCrossNode* a = l.InsertLast(new TInt(1));
+  TCrossNode* b = l.InsertLast(new TInt(2));
+  TCrossNode* inserted = l.InsertAfter(x, b->GetItem());
+  EXPECT_EQ(inserted, l.GetLast());
+  auto* first = new TCrossNode;
+  first->SetItem(new TInt(0));
+  inserted = l.InsertAfter(first, static_cast<TCrossNode*>(nullptr));
+  EXPECT_EQ(inserted, l.GetFirst());
+  auto* last = new TCrossNode;
+  last->SetItem(new TInt(9));
+  inserted = l.InsertBefore(last, static_cast<TCrossNode*>(nullptr));
+  EXPECT_EQ(inserted, l.GetLast());
+  EXPECT_EQ(Values(l), (std::vector<int>{0, 1, 2, 5, 9}));
+  EXPECT_EQ(l.GetNode(a->GetItem()), a);
+  TCrossNode stray;
+  EXPECT_EQ(l.LinkNodes(a, &stray, l.GetLast()), nullptr);  // not neighbours: refused
+  EXPECT_EQ(l.Cnt(), 5);
+  EXPECT_EQ(l.IsSorted(), 1);
+  l.InsertFirst(new TInt(7));
+  EXPECT_EQ(l.IsSorted(), 0);
+}
+
+TEST(CrossList, PullingOutTheOnlyNode) {
+  TCrossList linear;
+  TCrossNode* n = linear.InsertLast(new TInt(1));
+  TCrossNode* out = linear.PullOut(n);
+  EXPECT_EQ(out, n);
+  EXPECT_EQ(linear.Cnt(), 0);
+  EXPECT_EQ(linear.GetFirst(), nullptr);
+  EXPECT_EQ(linear.GetNode(n->GetItem()), n);  // kept: the index still finds it
+  linear.Remove(n);                            // and the node can still be removed
+
+  TCircularCrossList ring;
+  TCrossNode* r = ring.InsertLast(new TInt(1));
+  EXPECT_EQ(r->GetNext(), r);  // a ring of one
+  ring.PullOut(r);
+  EXPECT_EQ(ring.GetNode(r->GetItem()), nullptr);  // the ring forgets it
+  delete r;
+}
+
+TEST(CrossList, RingWrapsAround) {
+  TCircularCrossList ring;
+  for (int i = 0; i < 3; ++i) ring.InsertLast(new TInt(i));
+  EXPECT_EQ(ring.GetLast()->GetNext(), ring.GetFirst());
+  EXPECT_EQ(ring.GetFirst()->GetPrev(), ring.GetLast());
+  ring.InsertFirst(new TInt(-1));
+  EXPECT_EQ(Values(ring), (std::vector<int>{-1, 0, 1, 2}));
+  EXPECT_EQ(ring.GetLast()->GetNext(), ring.GetFirst());
+  ring.Remove(ring.GetFirst());
+  EXPECT_EQ(ring.GetLast()->GetNext(), ring.GetFirst());
+  EXPECT_EQ(Values(ring), (std::vector<int>{0, 1, 2}));
+  TItem* copy = ring.Duplicar();
+  EXPECT_EQ(copy->QueSoc(), 9);
+  EXPECT_EQ(Values(*static_cast<TCrossList*>(copy)), (std::vector<int>{0, 1, 2}));
+  delete copy;
+  ring.ExChangePositions(ring.GetFirst(), ring.GetLast());
+  EXPECT_EQ(Values(ring), (std::vector<int>{2, 1, 0}));
+}
+
+TEST(CrossList, OrderedInsertionSortsFirst) {
+  TCrossList l;
+  l.InsertLast(new TInt(3));
+  l.InsertFirst(new TInt(5));  // out of order
+  EXPECT_EQ(l.IsSorted(), 0);
+  auto* twin = new TInt(3);
+  l.AddOrderedElem(twin);
+  EXPECT_EQ(Values(l), (std::vector<int>{3, 3, 5}));
+  EXPECT_EQ(l.GetFirst()->GetNext()->GetItem(), twin);  // after the equal one
+  EXPECT_EQ(l.IsSorted(), 1);
+  EXPECT_EQ(l.AddOrderedElem(static_cast<TItem*>(nullptr)), nullptr);
+}
+
+TEST(CrossList, SortByComparisonReversesEqualsAndDropsEmptyNodes) {
+  Counted::live = 0;
+  {
+    TCrossList l;
+    auto* first3 = new Counted(3);
+    l.InsertLast(first3);
+    l.InsertLast(new Counted(1));
+    l.InsertLast(new TCrossNode);  // no item
+    auto* second3 = new Counted(3);
+    l.InsertLast(second3);
+    EXPECT_EQ(l.Sort(), 0);
+    EXPECT_EQ(Values(l), (std::vector<int>{1, 3, 3}));
+    EXPECT_EQ(l.GetLast()->GetItem(), first3);  // equal items reversed
+    EXPECT_EQ(l.GetNode(second3)->GetNext(), l.GetNode(first3));
+    EXPECT_EQ(l.IsSorted(), 1);
+  }
+  EXPECT_EQ(Counted::live, 0);
+}
+
+class Recording : public TIndicadorEstat {
+ public:
+  int MostrarEstat(double pos) override {
+    shown.push_back(pos);
+    if (cancelAt > 0 && static_cast<int>(shown.size()) == cancelAt) Cancelar();
+    return TIndicadorEstat::MostrarEstat(pos);
+  }
+  std::vector<double> shown;
+  int cancelAt = 0;
+};
+
+TEST(CrossList, SortWithAFunction) {
+  TCrossList l;
+  for (int v : {4, 102, 3, 101, 1}) l.InsertLast(new TInt(v));
+  const auto byUnits = [](const TItem* a, const TItem* b, __int64) {
+    return static_cast<const TInt*>(a)->Get() % 100 - static_cast<const TInt*>(b)->Get() % 100;
+  };
+  Recording ie;
+  EXPECT_EQ(l.Sort(byUnits, 0, &ie), 0);
+  // Gathered from the first, each before the first it does not exceed: 1 and 101
+  // tie and come out reversed.
+  EXPECT_EQ(Values(l), (std::vector<int>{1, 101, 102, 3, 4}));
+  EXPECT_EQ(ie.shown, (std::vector<double>{0.2, 0.4, 0.6, 0.8, 1.0}));
+  Recording cancel;
+  cancel.cancelAt = 2;
+  EXPECT_EQ(l.Sort(kwtest::ByValue, 0, &cancel), -5);
+  EXPECT_EQ(Values(l), (std::vector<int>{1, 101, 102, 3, 4}));
+}
+
+TEST(CrossList, ReverseConcatenateJoinProcess) {
+  TCrossList a, b;
+  for (int i = 1; i <= 3; ++i) a.InsertLast(new TInt(i));
+  a.Reverse();
+  EXPECT_EQ(Values(a), (std::vector<int>{3, 2, 1}));
+  EXPECT_EQ(a.IsSorted(), 0);
+  b.Concatenate(&a, a.GetFirst()->GetNext());
+  EXPECT_EQ(Values(b), (std::vector<int>{2, 1}));
+  EXPECT_EQ(a.Cnt(), 3);
+  b.Join(&a, nullptr);
+  EXPECT_EQ(Values(b), (std::vector<int>{2, 1, 3, 2, 1}));
+  EXPECT_EQ(a.Cnt(), 0);
+  std::vector<int> indexes;
+  const auto fn = [](TItem*, int index, __int64 param) {
+    reinterpret_cast<std::vector<int>*>(param)->push_back(index);
+    return index;
+  };
+  EXPECT_EQ(b.Process(fn, 1, reinterpret_cast<__int64>(&indexes), nullptr), 0);
+  EXPECT_EQ(indexes, (std::vector<int>{4, 3, 2, 1, 0}));  // numbered from the end, walked forward
+  Recording ie;
+  ie.Cancelar();
+  EXPECT_EQ(b.Process(fn, 0, reinterpret_cast<__int64>(&indexes), &ie), -5);
+}
+
+TEST(CrossList, ExchangeAndRemove) {
+  TCrossList l;
+  std::vector<TCrossNode*> n;
+  for (int i = 0; i < 4; ++i) n.push_back(l.InsertLast(new TInt(i)));
+  l.ExChangePositions(n[1], n[3]);
+  EXPECT_EQ(Values(l), (std::vector<int>{0, 3, 2, 1}));
+  l.ExChangePositions(n[2], n[3]);  // b right before a
+  EXPECT_EQ(Values(l), (std::vector<int>{0, 2, 3, 1}));
+  l.ExChangePositions(n[0], n[1]);
+  EXPECT_EQ(Values(l), (std::vector<int>{1, 2, 3, 0}));
+  EXPECT_EQ(l.Remove(nullptr), -3);
+  EXPECT_EQ(l.Remove(n[2]), 0);
+  EXPECT_EQ(Values(l), (std::vector<int>{1, 3, 0}));
+}
+
+}  // namespace
