@@ -4,7 +4,7 @@
 #include <new>
 #include <vector>
 
-#include <kwlib63/containers/mergesort.h>
+#include <kwlib63/containers/stablesort.h>
 #include <kwlib63/containers/newcopy.h>
 #include <kwlib63/progress/iecalls.h>
 
@@ -331,8 +331,8 @@ int TCrossList::Sort() {
     }
   }
   std::reverse(nodes.begin(), nodes.end());
-  kwcont::StableMergeSort(
-      nodes, [](const TCrossNode* left, const TCrossNode* right) { return right->GetItem()->Comparar(left->GetItem()) >= 0; },
+  kwcont::StableSort(
+      nodes.data(), nodes.size(), [](const TCrossNode* a, const TCrossNode* b) { return a->GetItem()->Comparar(b->GetItem()) < 0; },
       nullptr);
   Relink(nodes);
   m_bSorted = 1;
@@ -346,8 +346,8 @@ int TCrossList::Sort(COMPARA compare, __int64 param, TIndicadorEstat* ie) {
   // stable sort of the reversed list.
   std::vector<TCrossNode*> nodes = Walk(this, nullptr);
   std::reverse(nodes.begin(), nodes.end());
-  const int result = kwcont::StableMergeSort(
-      nodes, [&](const TCrossNode* left, const TCrossNode* right) { return compare(left->GetItem(), right->GetItem(), param) <= 0; },
+  const int result = kwcont::StableSort(
+      nodes.data(), nodes.size(), [&](const TCrossNode* a, const TCrossNode* b) { return compare(a->GetItem(), b->GetItem(), param) < 0; },
       ie);
   // Relinking clears the sorted flag where the caller's order is not Comparar's.
   if (result == 0) Relink(nodes);

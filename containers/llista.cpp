@@ -6,7 +6,7 @@
 #include <new>
 #include <vector>
 
-#include <kwlib63/containers/mergesort.h>
+#include <kwlib63/containers/stablesort.h>
 #include <kwlib63/containers/newcopy.h>
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/progress/iecalls.h>
@@ -212,13 +212,11 @@ int TLlista::Ordenar(COMPARA compare, __int64 param, TIndicadorEstat* ie) {
   if (m_nItems == 0) return 0;
   if (compare == nullptr) return -2;
   // The insertion sort it stands for takes items from the back and places each
-  // before the first it does not exceed: an earlier item goes first unless it
-  // compares above.
-  std::vector<TItem*> items(m_ppItems, m_ppItems + m_nItems);
-  const int result = kwcont::StableMergeSort(
-      items, [&](const TItem* left, const TItem* right) { return compare(left, right, param) <= 0; }, ie);
-  if (result == 0) std::copy(items.begin(), items.end(), m_ppItems);
-  return result;
+  // before the first it does not exceed: equal items keep their order, a stable
+  // sort by `compare`.
+  return kwcont::StableSort(
+      m_ppItems, static_cast<std::size_t>(m_nItems),
+      [compare, param](const TItem* a, const TItem* b) { return compare(a, b, param) < 0; }, ie);
 }
 
 int TLlista::Concatenar(const TLlista* other, int pos) {

@@ -10,13 +10,18 @@
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/modulestate.h>
 #include <kwlib63/framework/object.h>
+#include <kwlib63/framework/syncobject.h>
 #include <kwlib63/framework/winapp.h>
 #include <kwlib63/framework/wintypes.h>
+#include <kwlib63/framework/wnd.h>
 
+#include <kwlib63/platform/clock.h>
 #include <kwlib63/platform/debugoutput.h>
+#include <kwlib63/platform/event.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/memory.h>
 #include <kwlib63/platform/messagebox.h>
+#include <kwlib63/platform/messagequeue.h>
 #include <kwlib63/platform/module.h>
 #include <kwlib63/platform/resource.h>
 #include <kwlib63/platform/sysmessage.h>
@@ -30,3 +35,16 @@
 #include <kwlib63/core/loadstring.h>
 #include <kwlib63/core/moxelmessagebox.h>
 #include <kwlib63/core/valueitem.h>
+
+#include <kwlib63/progress/comptatemps.h>
+#include <kwlib63/progress/indicadorestat.h>
+
+#include <kwlib63/containers/arbre.h>
+#include <kwlib63/containers/crosslist.h>
+#include <kwlib63/containers/hash.h>
+#include <kwlib63/containers/llista.h>
+#include <kwlib63/containers/llistacircular.h>
+#include <kwlib63/containers/pila.h>
+#include <kwlib63/containers/taula.h>
+
+#include <kwlib63/ui/appframe.h>

@@ -168,6 +168,20 @@ TEST(Llista, SortIsStableAndReportsEveryFraction) {
   EXPECT_EQ(TLlista().Ordenar(byKey), 0);
 }
 
+TEST(Llista, SortWithAnIndicatorOrdersAsWithoutAndReportsEveryFraction) {
+  TLlista a, b;
+  for (int i = 0; i < 1000; ++i) {
+    a.Afegir(new TInt((i * 7919) % 101));
+    b.Afegir(new TInt((i * 7919) % 101));
+  }
+  Recording ie;
+  EXPECT_EQ(a.Ordenar(kwtest::ByValue, 0, &ie), 0);
+  EXPECT_EQ(b.Ordenar(kwtest::ByValue), 0);
+  EXPECT_EQ(Values(a), Values(b));
+  ASSERT_EQ(ie.shown.size(), 1000u);
+  for (std::size_t k = 0; k < ie.shown.size(); ++k) EXPECT_DOUBLE_EQ(ie.shown[k], (k + 1) / 1000.0);
+}
+
 TEST(Llista, CancelledSortLeavesTheListAsItWas) {
   TLlista l;
   for (int i = 9; i >= 0; --i) l.Afegir(new TInt(i));
