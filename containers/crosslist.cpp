@@ -277,7 +277,10 @@ int TCrossList::Remove(TCrossNode* node) {
 
 int TCrossList::ExChangePositions(TCrossNode* a, TCrossNode* b) {
   if (a == nullptr || b == nullptr || a == b) return a == b && a != nullptr ? 0 : -3;
-  TCrossNode* p = GetPrev(a);
+  return SwapNodes(a, b, GetPrev(a));
+}
+
+int TCrossList::SwapNodes(TCrossNode* a, TCrossNode* b, TCrossNode* p) {
   PullOut(a);
   InsertBefore(a, b);
   // When b stood right before a, putting a before b has swapped them already.
@@ -432,13 +435,5 @@ TCrossNode* TCircularCrossList::PullOut(TCrossNode* node) {
 int TCircularCrossList::ExChangePositions(TCrossNode* a, TCrossNode* b) {
   if (a == nullptr || b == nullptr || a == b) return a == b && a != nullptr ? 0 : -3;
   // As in the linear list, with "before the first" meaning the head of the ring.
-  TCrossNode* p = a == GetFirst() ? nullptr : GetPrev(a);
-  PullOut(a);
-  InsertBefore(a, b);
-  if (p != b) {
-    PullOut(b);
-    InsertAfter(b, p);
-  }
-  m_bSorted = 0;
-  return 0;
+  return SwapNodes(a, b, a == GetFirst() ? nullptr : GetPrev(a));
 }

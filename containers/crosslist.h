@@ -131,6 +131,8 @@ class TCrossList : public TItem {
   void CopyFrom(const TCrossList* src);
   // The index entry of `node`'s item, when it is that node's.
   void Unindex(const TCrossNode* node);
+  // Puts a before b, then b where a stood: behind `p`, or first when `p` is null.
+  int SwapNodes(TCrossNode* a, TCrossNode* b, TCrossNode* p);
 
   int m_bOwnsNodes = 1;
   TCrossNode* m_pFirst = nullptr;

@@ -6,6 +6,7 @@
 #include <kwlib63/progress/indicadorestat.h>
 
 #include "counted.h"
+#include "support/recordingie.h"
 
 namespace {
 
@@ -127,16 +128,7 @@ TEST(CrossList, SortByComparisonReversesEqualsAndDropsEmptyNodes) {
   EXPECT_EQ(Counted::live, 0);
 }
 
-class Recording : public TIndicadorEstat {
- public:
-  int MostrarEstat(double pos) override {
-    shown.push_back(pos);
-    if (cancelAt > 0 && static_cast<int>(shown.size()) == cancelAt) Cancelar();
-    return TIndicadorEstat::MostrarEstat(pos);
-  }
-  std::vector<double> shown;
-  int cancelAt = 0;
-};
+using Recording = kwtest::RecordingIndicator;
 
 TEST(CrossList, SortWithAFunction) {
   TCrossList l;

@@ -6,6 +6,7 @@
 #include <kwlib63/progress/indicadorestat.h>
 
 #include "counted.h"
+#include "support/recordingie.h"
 
 namespace {
 
@@ -139,17 +140,7 @@ TEST(Llista, ConcatenateCopiesAndMergeMoves) {
   EXPECT_EQ(a.Concatenar(nullptr), 0);
 }
 
-// Records the fractions an operation reports.
-class Recording : public TIndicadorEstat {
- public:
-  int MostrarEstat(double pos) override {
-    shown.push_back(pos);
-    if (cancelAt > 0 && static_cast<int>(shown.size()) == cancelAt) Cancelar();
-    return TIndicadorEstat::MostrarEstat(pos);
-  }
-  std::vector<double> shown;
-  int cancelAt = 0;
-};
+using Recording = kwtest::RecordingIndicator;
 
 TEST(Llista, SortIsStableAndReportsEveryFraction) {
   TLlista l;
