@@ -1,0 +1,16 @@
+// Internal to persist/: the CRC-32 engines behind AfxComputeCRC32. Each takes and
+// returns the running register (already complemented), so they chain.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kwpersist {
+
+// Slicing by eight bytes with tables; runs on every CPU.
+std::uint32_t Crc32Portable(std::uint32_t crc, const unsigned char* data, std::size_t length);
+// Carry-less multiplication folding; only where Crc32SimdAvailable() says so.
+std::uint32_t Crc32Simd(std::uint32_t crc, const unsigned char* data, std::size_t length);
+bool Crc32SimdAvailable();
+
+}  // namespace kwpersist
