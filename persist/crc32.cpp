@@ -51,12 +51,16 @@ bool Crc32SimdAvailable() {
 #endif
 }
 
+std::uint32_t Crc32Update(std::uint32_t crc, const unsigned char* data, std::size_t length) {
+  static const auto engine = Crc32SimdAvailable() ? &Crc32Simd : &Crc32Portable;
+  return engine(crc, data, length);
+}
+
 }  // namespace kwpersist
 
 unsigned long AfxComputeCRC32(unsigned char* pData, unsigned long long nLength) {
   if (nLength == 0 || pData == nullptr) return 0;
-  static const auto engine = kwpersist::Crc32SimdAvailable() ? &kwpersist::Crc32Simd : &kwpersist::Crc32Portable;
-  return ~engine(0xFFFFFFFFu, pData, static_cast<std::size_t>(nLength));
+  return ~kwpersist::Crc32Update(0xFFFFFFFFu, pData, static_cast<std::size_t>(nLength));
 }
 
 unsigned long AfxUpdateCRC32(char c, unsigned long crc) {

@@ -1,0 +1,14 @@
+// Base64 of RFC 4648 section 4 (A-Z a-z 0-9 + /, padded with =, no line breaks)
+// into and out of NUL-terminated text. Output buffers are sized with the _len
+// functions.
+#pragma once
+
+// ((nLength + 2) / 3) * 4 + 1: the encoded length with its NUL.
+int Base64encode_len(int nLength);
+// Encodes and writes a NUL; returns the characters written with the NUL.
+int Base64encode(char* pOut, const char* pIn, int nLength);
+// ((n + 3) / 4) * 3 + 1, n the count of leading alphabet characters.
+int Base64decode_len(const char* pCoded);
+// Decodes the leading alphabet characters (the first other byte, '=' included,
+// ends the data), writes a NUL after the bytes and returns their count.
+int Base64decode(char* pOut, const char* pCoded);

@@ -1,0 +1,105 @@
+// Base64 and the circular byte buffer.
+#include <random>
+#include <string>
+#include <vector>
+#include <gtest/gtest.h>
+
+#include <kwlib63/persist/base64.h>
+#include <kwlib63/persist/buffercircular.h>
+
+namespace {
+
+std::string Encode(const std::string& in) {
+  std::string out(static_cast<std::size_t>(Base64encode_len(static_cast<int>(in.size()))), '#');
+  EXPECT_EQ(Base64encode(out.data(), in.data(), static_cast<int>(in.size())), static_cast<int>(out.size()));
+  EXPECT_EQ(out.back(), '\0');
+  out.pop_back();
+  return out;
+}
+
+std::string Decode(const std::string& coded, int* count = nullptr) {
+  std::string out(static_cast<std::size_t>(Base64decode_len(coded.c_str())), '#');
+  const int n = Base64decode(out.data(), coded.c_str());
+  if (count != nullptr) *count = n;
+  EXPECT_EQ(out[static_cast<std::size_t>(n)], '\0');
+  return out.substr(0, static_cast<std::size_t>(n));
+}
+
+TEST(Base64, KnownTexts) {
+  EXPECT_EQ(Base64encode_len(0), 1);
+  EXPECT_EQ(Base64encode_len(1), 5);
+  EXPECT_EQ(Encode(""), "");
+  EXPECT_EQ(Encode("Man"), "TWFu");
+  EXPECT_EQ(Encode("M"), "TQ==");
+  EXPECT_EQ(Encode("Ma"), "TWE=");
+  EXPECT_EQ(Encode(std::string("\xFB\xFF", 2)), "+/8=");
+  EXPECT_EQ(Base64decode_len("TQ=="), 4);
+  int n = -1;
+  EXPECT_EQ(Decode("TQ==", &n), "M");
+  EXPECT_EQ(n, 1);
+  EXPECT_EQ(Decode("TWF\nu"), "Ma");  // the line break ends the data
+  EXPECT_EQ(Decode("TW-Fu"), "M");    // so does URL-safe input
+  EXPECT_EQ(Decode("TWFuT"), "Man");  // a single leftover character gives nothing
+  EXPECT_EQ(Decode(""), "");
+  EXPECT_EQ(Decode("TWFu TWFu"), "Man");
+}
+
+TEST(Base64, RoundTripsOfEveryLength) {
+  std::mt19937 rng(8);
+  for (int len = 0; len < 300; ++len) {
+    std::string data(static_cast<std::size_t>(len), '\0');
+    for (char& c : data) c = static_cast<char>(rng());
+    ASSERT_EQ(Decode(Encode(data)), data) << len;
+  }
+}
+
+TEST(BufferCircular, WrapExample) {
+  CBufferCircular b(8);
+  const unsigned char six[] = {1, 2, 3, 4, 5, 6}, five[] = {7, 8, 9, 10, 11};
+  unsigned char out[16] = {};
+  EXPECT_EQ(b.Write(six, 6), 1);
+  EXPECT_EQ(b.Read(out, 4, 0), 4u);
+  EXPECT_EQ(b.Write(five, 5), 1);  // 2 bytes at 6-7, 3 at 0-2
+  EXPECT_EQ(b.GetMidaDades(), 7u);
+  EXPECT_EQ(b.GetMidaLliure(), 1u);
+  EXPECT_EQ(b.Write(six, 2), 0);  // one byte more than the free space: nothing changes
+  EXPECT_EQ(b.GetMidaDades(), 7u);
+  EXPECT_EQ(b.Write(six, 1), 1);  // exactly the free space
+  EXPECT_EQ(b.Read(out, 10, 0), 0u);
+  EXPECT_EQ(b.Read(out, 10, 1), 8u);
+  EXPECT_EQ(std::vector<unsigned char>(out, out + 8), (std::vector<unsigned char>{5, 6, 7, 8, 9, 10, 11, 1}));
+  b.Free();
+  EXPECT_EQ(b.Write(six, 1), 0);
+  EXPECT_EQ(b.Read(out, 1, 1), 0u);
+  EXPECT_TRUE(b.IsKindOf(RUNTIME_CLASS(CBufferCircular)));
+}
+
+TEST(BufferCircular, QueueAgainstAModel) {
+  std::mt19937 rng(4);
+  CBufferCircular b;
+  ASSERT_EQ(b.Alloc(37), 1);
+  std::vector<unsigned char> model;
+  unsigned char next = 0;
+  for (int step = 0; step < 3000; ++step) {
+    const unsigned long n = rng() % 20;
+    if (rng() % 2) {
+      std::vector<unsigned char> data(n);
+      for (auto& c : data) c = next++;
+      const int ok = b.Write(data.data(), n);
+      ASSERT_EQ(ok, model.size() + n <= 37 ? 1 : 0);
+      if (ok) model.insert(model.end(), data.begin(), data.end());
+      else next = static_cast<unsigned char>(next - n);
+    } else {
+      std::vector<unsigned char> out(n);
+      const int partial = static_cast<int>(rng() % 2);
+      const unsigned long got = b.Read(out.data(), n, partial);
+      const unsigned long want = model.size() >= n ? n : (partial ? model.size() : 0);
+      ASSERT_EQ(got, want);
+      ASSERT_TRUE(std::equal(out.begin(), out.begin() + static_cast<long>(got), model.begin()));
+      model.erase(model.begin(), model.begin() + static_cast<long>(got));
+    }
+    ASSERT_EQ(b.GetMidaDades(), model.size());
+  }
+}
+
+}  // namespace
