@@ -121,3 +121,48 @@ TEST(KwlibDemoProgress, BadArguments) {
 }
 
 }  // namespace
+
+namespace {
+
+std::string TempFile(const std::string& content) {
+  char path[] = "/tmp/kwlib-test-XXXXXX";
+  const int fd = mkstemp(path);
+  EXPECT_GE(fd, 0);
+  EXPECT_EQ(write(fd, content.data(), content.size()), static_cast<ssize_t>(content.size()));
+  close(fd);
+  return path;
+}
+
+std::string Slurp(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(f), {});
+}
+
+TEST(KwlibData, Crc32Base64AndPack) {
+  const std::string digits = TempFile("123456789");
+  Result r = Kwlib("crc32 " + digits + " /no/such/file");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, "cbf43926  " + digits + "\n");
+  EXPECT_NE(r.err.find("/no/such/file"), std::string::npos);
+
+  EXPECT_EQ(Shell("printf Man | " + std::string(KWLIB_EXE) + " base64").out, "TWFu\n");
+  EXPECT_EQ(Shell("printf 'TWF\\nu\\n' | " + std::string(KWLIB_EXE) + " base64 -d").out, "Man");
+  r = Shell("printf 'TW!u' | " + std::string(KWLIB_EXE) + " base64 -d");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_TRUE(r.out.empty());
+
+  std::string data(5000, 'a');
+  for (std::size_t i = 0; i < data.size(); i += 7) data[i] = static_cast<char>(i);
+  const std::string in = TempFile(data), packed = TempFile(""), back = TempFile("");
+  for (const char* format : {"--rle", "--rll", "--packbits"}) {
+    ASSERT_EQ(Kwlib(std::string("pack ") + format + " " + in + " " + packed).status, 0) << format;
+    EXPECT_LT(Slurp(packed).size(), data.size()) << format;
+    ASSERT_EQ(Kwlib(std::string("pack ") + format + " -d " + packed + " " + back).status, 0) << format;
+    EXPECT_EQ(Slurp(back), data) << format;
+  }
+  EXPECT_EQ(Kwlib("pack " + in + " " + back).status, 2);  // no format
+  EXPECT_EQ(Kwlib("pack --rle /no/such/file " + back).status, 1);
+  for (const std::string& f : {digits, in, packed, back}) std::remove(f.c_str());
+}
+
+}  // namespace
