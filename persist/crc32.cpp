@@ -51,8 +51,16 @@ bool Crc32SimdAvailable() {
 #endif
 }
 
+bool Crc32WideAvailable() {
+#if defined(__x86_64__)
+  return Crc32SimdAvailable() && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("vpclmulqdq");
+#else
+  return false;
+#endif
+}
+
 std::uint32_t Crc32Update(std::uint32_t crc, const unsigned char* data, std::size_t length) {
-  static const auto engine = Crc32SimdAvailable() ? &Crc32Simd : &Crc32Portable;
+  static const auto engine = Crc32WideAvailable() ? &Crc32Wide : Crc32SimdAvailable() ? &Crc32Simd : &Crc32Portable;
   return engine(crc, data, length);
 }
 

@@ -12,6 +12,9 @@ std::uint32_t Crc32Portable(std::uint32_t crc, const unsigned char* data, std::s
 // Carry-less multiplication folding; only where Crc32SimdAvailable() says so.
 std::uint32_t Crc32Simd(std::uint32_t crc, const unsigned char* data, std::size_t length);
 bool Crc32SimdAvailable();
+// The same on 256-bit registers; only where Crc32WideAvailable() says so.
+std::uint32_t Crc32Wide(std::uint32_t crc, const unsigned char* data, std::size_t length);
+bool Crc32WideAvailable();
 // The fastest engine this CPU runs, chosen once.
 std::uint32_t Crc32Update(std::uint32_t crc, const unsigned char* data, std::size_t length);
 
