@@ -80,22 +80,24 @@ int Base64decode_len(const char* pCoded) {
 
 int Base64decode(char* pOut, const char* pCoded) {
   const auto* in = reinterpret_cast<const unsigned char*>(pCoded);
-  const std::size_t n = AlphabetLength(in);
+  // The terminator bounds what may be read, so whole groups are taken with one
+  // test; the group holding the first byte outside the alphabet ends the data.
+  const std::size_t length = std::strlen(pCoded);
   auto* out = reinterpret_cast<unsigned char*>(pOut);
   std::size_t i = 0;
-  // Every full group of four but the last; the last (1 to 4 characters) below.
-  for (; i + 4 < n; i += 4, out += 3) {
+  for (; i + 4 <= length; i += 4, out += 3) {
     const std::uint32_t v = kDecode[0][in[i]] | kDecode[1][in[i + 1]] | kDecode[2][in[i + 2]] | kDecode[3][in[i + 3]];
+    if (v & kBad) break;
     out[0] = static_cast<unsigned char>(v >> 16);
     out[1] = static_cast<unsigned char>(v >> 8);
     out[2] = static_cast<unsigned char>(v);
   }
-  const std::size_t r = n - i;
+  // Fewer than four alphabet characters left: one byte for two, two for three.
   std::uint32_t v = 0;
-  for (std::size_t k = 0; k < r; ++k) v |= kDecode[k][in[i + k]];
+  std::size_t r = 0;
+  for (; r < 3 && i + r < length && kDecode[3][in[i + r]] != kBad; ++r) v |= kDecode[r][in[i + r]];
   if (r >= 2) *out++ = static_cast<unsigned char>(v >> 16);
   if (r >= 3) *out++ = static_cast<unsigned char>(v >> 8);
-  if (r == 4) *out++ = static_cast<unsigned char>(v);
   *out = '\0';
   return static_cast<int>(out - reinterpret_cast<unsigned char*>(pOut));
 }
