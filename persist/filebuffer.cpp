@@ -1,0 +1,162 @@
+#include <kwlib63/persist/filebuffer.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include <kwlib63/framework/exception.h>
+
+IMPLEMENT_DYNAMIC(CFileBuffer, CFile)
+
+CFileBuffer::CFileBuffer(LPCTSTR path, UINT openFlags, unsigned long bufferSize) : m_nBufferSize(bufferSize) {
+  CFileException error;
+  if (!Open(path, openFlags, &error)) AfxThrowFileException(error.m_cause, error.m_lOsError, error.m_strFileName);
+}
+
+CFileBuffer::~CFileBuffer() {
+  // As Close, without closing explicitly: the file object closes itself. A write
+  // error here has nowhere to go.
+  try {
+    flushBuffer();
+  } catch (CException* e) {
+    e->Delete();
+  }
+  DeleteContents();
+}
+
+BOOL CFileBuffer::Open(LPCTSTR path, UINT openFlags, CFileException* error) {
+  m_nFlags = openFlags;
+  if (!CFile::Open(path, openFlags, error)) return FALSE;
+  m_nPosition = 0;
+  return TRUE;
+}
+
+int CFileBuffer::IsBuffered(unsigned long long pos) const {
+  if (m_pBuffer == nullptr || pos < m_nBlockStart) return 0;
+  const unsigned long long limit = Writing() ? m_nBufferSize : m_nValid;
+  return pos - m_nBlockStart < limit ? 1 : 0;
+}
+
+unsigned char* CFileBuffer::getActualBufferPosition() {
+  return IsBuffered() ? m_pBuffer + (m_nPosition - m_nBlockStart) : nullptr;
+}
+
+int CFileBuffer::updateBuffer() { return IsBuffered() ? 0 : loadBuffer(m_nPosition); }
+
+void CFileBuffer::updateWriteBlockLimits(unsigned int n) {
+  if (!IsBuffered()) return;
+  const auto o = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
+  const auto stop = static_cast<unsigned long>(std::min<unsigned long long>(static_cast<unsigned long long>(o) + n, m_nBufferSize));
+  if (m_bDirty) {
+    m_nDirtyStart = std::min(m_nDirtyStart, o);
+    m_nDirtyEnd = std::max(m_nDirtyEnd, stop);
+  } else {
+    m_nDirtyStart = o;
+    m_nDirtyEnd = stop;
+    m_bDirty = true;
+  }
+}
+
+int CFileBuffer::flushBuffer() {
+  if (m_pBuffer == nullptr) return -1;
+  if (Writing() && m_bDirty && m_nDirtyEnd > m_nDirtyStart) {
+    CFile::Seek(static_cast<long long>(m_nBlockStart + m_nDirtyStart), begin);
+    CFile::Write(m_pBuffer + m_nDirtyStart, m_nDirtyEnd - m_nDirtyStart);
+    CFile::Seek(static_cast<long long>(m_nPosition), begin);
+  }
+  m_bDirty = false;
+  m_nDirtyStart = m_nDirtyEnd = 0;
+  return 0;
+}
+
+void CFileBuffer::DeleteContents() {
+  std::free(m_pBuffer);
+  m_pBuffer = nullptr;
+  m_nBlockStart = 0;
+  m_nValid = 0;
+  m_bDirty = false;
+  m_nDirtyStart = m_nDirtyEnd = 0;
+}
+
+int CFileBuffer::loadBuffer(unsigned long long pos) {
+  if ((m_nFlags & 3) == modeReadWrite || m_nBufferSize == 0) return -1;
+  try {
+    if (m_pBuffer != nullptr) {
+      flushBuffer();
+    } else if ((m_pBuffer = static_cast<unsigned char*>(std::malloc(m_nBufferSize))) == nullptr) {
+      return -1;
+    }
+    const unsigned long long length = CFile::GetLength();
+    if (Writing()) {
+      // Past the end the block starts at the end, so that the gap is written as
+      // zeros; a position further than one block past the end starts its own block.
+      m_nBlockStart = pos >= length && pos - length < m_nBufferSize ? length : pos;
+      if (pos >= length) CFile::Seek(0, end);
+      m_nValid = 0;
+      std::memset(m_pBuffer, 0, m_nBufferSize);
+    } else {
+      if (pos >= length) return -7;
+      m_nBlockStart = pos;
+      CFile::Seek(static_cast<long long>(pos), begin);
+      m_nValid = CFile::Read(m_pBuffer, m_nBufferSize);
+      std::memset(m_pBuffer + m_nValid, 0, m_nBufferSize - m_nValid);
+      CFile::Seek(static_cast<long long>(pos), begin);
+    }
+    return 0;
+  } catch (CException* e) {
+    e->Delete();
+    return -7;
+  }
+}
+
+UINT CFileBuffer::Read(void* buffer, UINT count) {
+  UINT done = 0;
+  while (done < count) {
+    if (!IsBuffered() && loadBuffer(m_nPosition) != 0) break;
+    const auto offset = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
+    if (offset >= m_nValid) break;  // the block holds no file data here
+    const UINT n = std::min<UINT>(count - done, m_nValid - offset);
+    std::memcpy(static_cast<unsigned char*>(buffer) + done, m_pBuffer + offset, n);
+    done += n;
+    m_nPosition += n;
+  }
+  return done;
+}
+
+void CFileBuffer::Write(const void* buffer, UINT count) {
+  UINT done = 0;
+  while (done < count) {
+    if (!IsBuffered() && (loadBuffer(m_nPosition) != 0 || !IsBuffered())) return;  // dropped, as before
+    const auto offset = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
+    const UINT n = std::min<UINT>(count - done, m_nBufferSize - offset);
+    updateWriteBlockLimits(n);
+    std::memcpy(m_pBuffer + offset, static_cast<const unsigned char*>(buffer) + done, n);
+    done += n;
+    m_nPosition += n;
+  }
+}
+
+unsigned long long CFileBuffer::Seek(long long offset, UINT from) {
+  CFile::Seek(static_cast<long long>(m_nPosition), begin);
+  m_nPosition = CFile::Seek(offset, from);
+  return m_nPosition;
+}
+
+unsigned long long CFileBuffer::GetPosition() const { return m_nPosition; }
+
+unsigned long long CFileBuffer::GetLength() const {
+  if (Writing() && m_bDirty) return m_nBlockStart + m_nDirtyEnd;
+  return CFile::GetLength();
+}
+
+void CFileBuffer::Flush() {
+  flushBuffer();
+  CFile::Flush();
+}
+
+void CFileBuffer::Close() {
+  flushBuffer();
+  DeleteContents();
+  m_nPosition = 0;
+  CFile::Close();
+}

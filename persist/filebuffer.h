@@ -1,0 +1,62 @@
+// CFileBuffer: a CFile with one large block between the caller and the disk, for
+// files opened either for reading or for writing (not both): a sequential reader
+// reads the disk once per block, a sequential writer writes it once per block.
+// The logical position is the buffer's; the file's own is not kept in step.
+//
+// Reads report a short count; writes that cannot be buffered are dropped without
+// a word, as the original does. Opening errors raise CFileException.
+#pragma once
+
+#include <kwlib63/framework/file.h>
+
+class CFileBuffer : public CFile {
+  DECLARE_DYNAMIC(CFileBuffer)
+ public:
+  // Opens the file; raises CFileException on failure. The block is allocated on
+  // first use.
+  CFileBuffer(LPCTSTR path, UINT openFlags, unsigned long bufferSize);
+  ~CFileBuffer() override;
+
+  BOOL Open(LPCTSTR path, UINT openFlags, CFileException* error = nullptr) override;
+  UINT Read(void* buffer, UINT count) override;
+  void Write(const void* buffer, UINT count) override;
+  // Seeks from the logical position; the block is neither written nor dropped.
+  unsigned long long Seek(long long offset, UINT from) override;
+  unsigned long long GetPosition() const override;
+  // In write mode with data not yet written: block start + end of that data (not
+  // the larger of that and the file's length); else the file's length.
+  unsigned long long GetLength() const override;
+  void Flush() override;
+  void Close() override;
+
+  int IsBuffered() const { return IsBuffered(m_nPosition); }
+  int IsBuffered(unsigned long long pos) const;
+  // The block's byte at the logical position, or null when it is not buffered.
+  unsigned char* getActualBufferPosition();
+  // 0 when the position is buffered, else loadBuffer's result.
+  int updateBuffer();
+  // Marks `n` bytes from the position as data to write (up to the block's end).
+  void updateWriteBlockLimits(unsigned int n);
+
+ protected:
+  // Moves the block to `pos`: 0, -1 (read-write mode, or no memory), -7 (a file error,
+  // or reading at or past the end).
+  int loadBuffer(unsigned long long pos);
+  // Writes the changed stretch of the block; -1 without a block, else 0.
+  int flushBuffer();
+  // Frees the block and forgets the state without writing anything.
+  void DeleteContents();
+
+ private:
+  bool Writing() const { return (m_nFlags & modeWrite) != 0; }
+
+  UINT m_nFlags = 0;
+  unsigned char* m_pBuffer = nullptr;
+  unsigned long m_nBufferSize;
+  unsigned long long m_nBlockStart = 0;
+  unsigned long long m_nPosition = 0;
+  unsigned long m_nValid = 0;  // read mode: bytes of the block that hold file data
+  bool m_bDirty = false;       // write mode: [m_nDirtyStart, m_nDirtyEnd) must be written
+  unsigned long m_nDirtyStart = 0;
+  unsigned long m_nDirtyEnd = 0;
+};

@@ -1,0 +1,99 @@
+// CFileBuffer on real files: lengths before a flush, short reads, the refused
+// read-write mode, and data crossing many small blocks.
+#include <unistd.h>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <string>
+#include <gtest/gtest.h>
+
+#include <kwlib63/framework/exception.h>
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/persist/filebuffer.h>
+
+namespace {
+
+class FileBufferTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char dir[] = "/tmp/kwlib-fb-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    m_dir = dir;
+    m_path = kwfw::Utf8ToWide(m_dir + "/f.bin");
+  }
+  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
+  std::string Contents() const {
+    std::ifstream f(m_dir + "/f.bin", std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(f), {});
+  }
+  std::string m_dir;
+  std::wstring m_path;
+};
+
+constexpr UINT kWrite = CFile::modeCreate | CFile::modeWrite | CFile::typeBinary;
+constexpr UINT kRead = CFile::modeRead | CFile::shareDenyWrite | CFile::typeBinary;
+
+TEST_F(FileBufferTest, LengthBeforeFlushAndAfterClose) {
+  CFileBuffer f(m_path.c_str(), kWrite, 4096);
+  f.Write("0123456789", 10);
+  EXPECT_EQ(f.GetLength(), 10u);
+  EXPECT_EQ(Contents(), "");  // nothing on disk yet
+  EXPECT_EQ(f.GetPosition(), 10u);
+  f.Close();
+  EXPECT_EQ(Contents(), "0123456789");
+}
+
+TEST_F(FileBufferTest, ReadsAreShortAtTheEnd) {
+  std::ofstream(m_dir + "/f.bin") << "abcdef";
+  CFileBuffer f(m_path.c_str(), kRead, 4);
+  char buf[16] = {};
+  EXPECT_EQ(f.Read(buf, 3), 3u);
+  EXPECT_EQ(f.Read(buf + 3, 16), 3u);  // across the block's end, then short
+  EXPECT_STREQ(buf, "abcdef");
+  EXPECT_EQ(f.Read(buf, 1), 0u);
+  EXPECT_EQ(f.Seek(-2, CFile::end), 4u);
+  EXPECT_EQ(f.Read(buf, 16), 2u);
+  EXPECT_EQ(std::string(buf, 2), "ef");
+}
+
+TEST_F(FileBufferTest, ReadWriteModeReadsAndWritesNothing) {
+  std::ofstream(m_dir + "/f.bin") << "abc";
+  CFileBuffer f(m_path.c_str(), CFile::modeReadWrite, 64);
+  char buf[4] = {};
+  EXPECT_EQ(f.Read(buf, 3), 0u);
+  f.Write("xyz", 3);
+  f.Close();
+  EXPECT_EQ(Contents(), "abc");
+}
+
+TEST_F(FileBufferTest, ManySmallWritesThroughSmallBlocks) {
+  std::mt19937 rng(2);
+  std::string expected;
+  {
+    CFileBuffer f(m_path.c_str(), kWrite, 7);
+    for (int i = 0; i < 500; ++i) {
+      std::string piece(rng() % 12, 'a');
+      for (char& c : piece) c = static_cast<char>('a' + rng() % 26);
+      f.Write(piece.data(), static_cast<UINT>(piece.size()));
+      expected += piece;
+    }
+  }  // written by the destructor
+  EXPECT_EQ(Contents(), expected);
+  CFileBuffer f(m_path.c_str(), kRead, 5);
+  std::string back(expected.size(), '\0');
+  EXPECT_EQ(f.Read(back.data(), static_cast<UINT>(back.size())), expected.size());
+  EXPECT_EQ(back, expected);
+}
+
+TEST_F(FileBufferTest, OpenFailureRaises) {
+  bool thrown = false;
+  try {
+    CFileBuffer f((m_path + L".missing").c_str(), kRead, 16);
+  } catch (CFileException* e) {
+    thrown = e->m_cause == CFileException::fileNotFound;
+    e->Delete();
+  }
+  EXPECT_TRUE(thrown);
+}
+
+}  // namespace
