@@ -1,0 +1,117 @@
+// TSerializer: identified, levelled binary records in a file. An 18-byte file
+// header, then records of a 10-byte header and data, until the end of the file;
+// a record is the parent of the following records with a greater level. Reading
+// can drive a status indicator in proportion to the file position and stops when
+// it is cancelled. File errors are shown to the user (ReportError) and turned
+// into result codes; nothing is thrown.
+//
+// File header (little-endian): type, w2, w3, w4 (int16 each, none negative when
+// read) | signature (10 bytes). Record: id (uint32) | length (uint32) | level
+// (int16) | data.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include <kwlib63/framework/file.h>
+#include <kwlib63/framework/wintypes.h>
+
+class TIndicadorEstat;
+
+inline constexpr std::size_t KW_SER_FILEHEADER = 18;
+inline constexpr std::size_t KW_SER_RECORDHEADER = 10;
+inline constexpr unsigned char KW_SER_SIGNATURE[10] = {0x5A, 0xC3, 0x17, 0xE8, 0x4D, 0xB6, 0x21, 0x7F, 0x90, 0x3E};
+
+struct SER_RECORDHEADER {
+  DWORD nId;
+  DWORD nLength;
+  short nNivell;
+};
+
+class TSerializer {
+ public:
+  // Works on an open file it does not own.
+  explicit TSerializer(CFile* file);
+  virtual ~TSerializer();
+  TSerializer(const TSerializer&) = delete;
+  TSerializer& operator=(const TSerializer&) = delete;
+
+  // Opens `path` through an 8 MiB CFileBuffer, for writing (created) or reading.
+  // The third argument is not used. Null, after showing the error, on failure.
+  static TSerializer* Open(const wchar_t* path, int bWrite, unsigned long = 0);
+  // Deletes the serializer, then closes and deletes its file. Null is ignored.
+  static void Close(TSerializer* serializer);
+  // 1 when `path` has a good header of type `nTipus` (any type when negative).
+  static int TestFitxer(const wchar_t* path, int nTipus);
+
+  // Only on an empty file: 0, -16100 when the file has content, -8 on a write error.
+  int CreateHeader(short nTipus, short w2, short w3, short w4);
+  // 0, -7 when 18 bytes cannot be read, -16103 for a bad signature or a negative word.
+  int GetHeader(short& nTipus, short& w2, short& w3, short& w4);
+
+  // A record of the current level (note the order: data, length, identifier).
+  // 0, or -8 on a write error.
+  int WriteRecord(void* pData, unsigned long nLength, unsigned long nId);
+  // A non-negative argument sets the level; a negative one adds (Push) or takes
+  // (Pop) one. Both return the new level.
+  short Push(short nNivell = -1);
+  short Pop(short nNivell = -1);
+  short GetNivell() const { return m_hdr.nNivell; }
+  void SetNivell(short nNivell) { m_hdr.nNivell = nNivell; }
+
+  // The next record header at level `nNivell` (any level when negative): 1, or 0
+  // at the end of the data, on a cancel, or for another level (that record stays
+  // pending for the next call).
+  int NextRecord(SER_RECORDHEADER& hdr, short nNivell = -1, TIndicadorEstat* pIE = nullptr);
+  int NextRecord(unsigned long& nId, unsigned long& nLength, short& nNivellRec, short nNivell = -1,
+                 TIndicadorEstat* pIE = nullptr);
+  // `nCount` bytes of data (0xFFFFFFFF: the rest of the record). 1, or 0 when fewer
+  // arrive or on a cancel.
+  int ReadRecord(void* pBuffer, unsigned long nCount, TIndicadorEstat* pIE = nullptr);
+  // Skips the records deeper than `nNivell` (the current level when negative).
+  int SkipRecord(short nNivell = -1, TIndicadorEstat* pIE = nullptr);
+  // The next record whole. 0; -5 cancelled; -17 no record; -7 read error; the
+  // identifier forms: -9 another identifier (left pending), -1 no memory. A block
+  // allocated here (with malloc) is the caller's.
+  int ReadNextRecord(SER_RECORDHEADER& hdr, void*& pData, unsigned long* pLength = nullptr, short nNivell = -1,
+                     TIndicadorEstat* pIE = nullptr);
+  int ReadNextRecord(unsigned long nId, void*& pData, unsigned long* pLength = nullptr, short nNivell = -1,
+                     TIndicadorEstat* pIE = nullptr);
+  // Into the caller's buffer: 0, or 4 when the record was cut to `nMax` bytes.
+  int ReadNextRecord(unsigned long nId, void* pBuffer, unsigned long nMax, unsigned long* pLength, short nNivell,
+                     TIndicadorEstat* pIE);
+
+  // The first record with `nId` among the first record's siblings and the records
+  // above them. 0; -6 cannot open; -7 or -16103 bad header; -16102 not found; -7
+  // data unreadable. `pData` receives a malloc block for a non-empty record.
+  static int GetRegistre(const wchar_t* path, unsigned long nId, void*& pData, unsigned long& nLength,
+                         TIndicadorEstat* pIE = nullptr);
+  static int GetRegistre(CFile* file, unsigned long nId, void*& pData, unsigned long& nLength,
+                         TIndicadorEstat* pIE = nullptr);
+  // The same, returning the block or null.
+  static void* GetRegistre(const wchar_t* path, unsigned long nId, unsigned long& nLength, TIndicadorEstat* pIE = nullptr);
+  static void* GetRegistre(CFile* file, unsigned long nId, unsigned long& nLength, TIndicadorEstat* pIE = nullptr);
+
+  unsigned long long GetLength() const;
+  unsigned long long GetPosition() const;
+
+  // Stores `p` under `name` (removes it for null); returns what was stored before.
+  // The objects are not owned.
+  CObject* SetHelper(const wchar_t* name, CObject* p);
+  CObject* GetHelper(const wchar_t* name) const;
+
+ private:
+  // Delivers the pending header or reads the next one. 1, or 0 at the end of data.
+  int ReadHeader();
+  // The indicator moved to the file position; 1 without one.
+  int Advance(TIndicadorEstat* pIE) const;
+  // Reads exactly `count` bytes: true, or false when fewer arrive.
+  bool ReadExactly(void* buffer, unsigned long count);
+
+  CFile* m_pFile;
+  SER_RECORDHEADER m_hdr = {0, 0, 0};
+  bool m_bPending = false;
+  unsigned long m_nConsumed = 0;
+  unsigned long long m_nLength = 0;
+  std::map<std::wstring, CObject*> m_helpers;
+};
