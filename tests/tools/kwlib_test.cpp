@@ -166,3 +166,47 @@ TEST(KwlibData, Crc32Base64AndPack) {
 }
 
 }  // namespace
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/persist/serializer.h>
+
+namespace {
+
+TEST(KwlibRecords, DumpAndGet) {
+  const std::string path = TempFile("");
+  std::remove(path.c_str());
+  {
+    TSerializer* s = TSerializer::Open(kwfw::Utf8ToWide(path).c_str(), 1);
+    ASSERT_NE(s, nullptr);
+    s->CreateHeader(3, 1, 2, 0);
+    s->WriteRecord(const_cast<char*>("hello"), 5, 10);
+    s->Push();
+    s->WriteRecord(const_cast<char*>("inner"), 5, 11);
+    s->Pop();
+    s->WriteRecord(const_cast<char*>("\x01\x02"), 2, 12);
+    TSerializer::Close(s);
+  }
+  Result r = Kwlib("records dump " + path);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("id 10  length 5  level 0  68 65 6c 6c 6f  |hello|"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("\n  id 11"), std::string::npos) << r.out;  // indented by level
+  r = Kwlib("records dump --json " + path);
+  Json::Value v;
+  std::istringstream in(r.out);
+  ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &v, nullptr)) << r.out;
+  EXPECT_EQ(v["type"].asInt(), 3);
+  ASSERT_EQ(v["records"].size(), 3u);
+  EXPECT_EQ(v["records"][2]["preview"].asString(), "01 02");
+  EXPECT_EQ(Kwlib("records get " + path + " 12").out, std::string("\x01\x02"));
+  r = Kwlib("records get " + path + " 11");  // inside a subtree: not searched
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("no record with id 11"), std::string::npos);
+  const std::string notRecords = TempFile("plain text");
+  EXPECT_EQ(Kwlib("records dump " + notRecords).status, 1);
+  EXPECT_EQ(Kwlib("records dump /no/such/file").status, 1);
+  EXPECT_EQ(Kwlib("records frob " + path).status, 2);
+  std::remove(path.c_str());
+  std::remove(notRecords.c_str());
+}
+
+}  // namespace

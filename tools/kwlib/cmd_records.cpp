@@ -1,0 +1,150 @@
+// kwlib records: the records of a record file, as a tree, or one record's data.
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/json.h>
+#include <kwlib63/persist/serializer.h>
+#include <kwlib63/platform/messagebox.h>
+
+#include "command.h"
+#include "fileio.h"
+
+namespace {
+
+// File errors the library shows in a box go to standard error, prefixed.
+int ShowOnStderr(HWND, const wchar_t* text, const wchar_t*, UINT, void*) {
+  std::cerr << "kwlib records: " << kwfw::WideToUtf8(text) << "\n";
+  return IDOK;
+}
+
+std::string Preview(const std::vector<unsigned char>& data, bool text) {
+  std::string out;
+  const std::size_t n = std::min<std::size_t>(data.size(), 16);
+  for (std::size_t i = 0; i < n; ++i) {
+    if (text) {
+      out += data[i] >= 0x20 && data[i] < 0x7F ? static_cast<char>(data[i]) : '.';
+    } else {
+      char hex[4];
+      std::snprintf(hex, sizeof hex, i + 1 < n ? "%02x " : "%02x", data[i]);
+      out += hex;
+    }
+  }
+  return out;
+}
+
+int Dump(const std::string& path, bool json, std::ostream& out, std::ostream& err) {
+  const std::wstring wide = kwfw::Utf8ToWide(path);
+  TSerializer* s = TSerializer::Open(wide.c_str(), 0);
+  if (s == nullptr) return kwlib::kExitFailure;
+  short type, w2, w3, w4;
+  if (s->GetHeader(type, w2, w3, w4) != 0) {
+    err << "kwlib records: " << path << ": not a record file (bad or missing header)\n";
+    TSerializer::Close(s);
+    return kwlib::kExitFailure;
+  }
+  Json::Value records(Json::arrayValue);
+  if (!json) out << "type " << type << ", header words " << w2 << " " << w3 << " " << w4 << "\n";
+  SER_RECORDHEADER h;
+  int status = kwlib::kExitOk;
+  while (s->NextRecord(h, -1)) {
+    std::vector<unsigned char> data(h.nLength);
+    if (!data.empty() && !s->ReadRecord(data.data(), 0xFFFFFFFF)) {
+      err << "kwlib records: " << path << ": record " << h.nId << " is cut short\n";
+      status = kwlib::kExitFailure;
+      break;
+    }
+    if (json) {
+      Json::Value r;
+      r["id"] = h.nId;
+      r["length"] = h.nLength;
+      r["level"] = h.nNivell;
+      r["preview"] = Preview(data, false);
+      records.append(r);
+    } else {
+      const int indent = h.nNivell > 0 ? std::min<int>(h.nNivell, 40) : 0;
+      out << std::string(static_cast<std::size_t>(2 * indent), ' ') << "id " << h.nId << "  length " << h.nLength
+          << "  level " << h.nNivell << "  " << Preview(data, false) << "  |" << Preview(data, true) << "|\n";
+    }
+  }
+  if (json) {
+    Json::Value root;
+    root["type"] = type;
+    root["header"] = Json::Value(Json::arrayValue);
+    for (short w : {w2, w3, w4}) root["header"].append(w);
+    root["records"] = records;
+    out << Json::writeString(Json::StreamWriterBuilder(), root) << "\n";
+  }
+  TSerializer::Close(s);
+  return status;
+}
+
+int Get(const std::string& path, unsigned long id, const std::string& output, std::ostream& err) {
+  void* data = nullptr;
+  unsigned long length = 0;
+  const int r = TSerializer::GetRegistre(kwfw::Utf8ToWide(path).c_str(), id, data, length);
+  if (r == -16102) err << "kwlib records: " << path << ": no record with id " << id << "\n";
+  if (r == -16103 || r == -7) err << "kwlib records: " << path << ": not a record file, or damaged\n";
+  if (r < 0) return kwlib::kExitFailure;
+  std::string error;
+  const bool ok = kwlib::WriteAll(output, static_cast<unsigned char*>(data), length, error);
+  std::free(data);
+  if (!ok) err << "kwlib records: " << error << "\n";
+  return ok ? kwlib::kExitOk : kwlib::kExitFailure;
+}
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  if (args.empty()) throw kwlib::UsageError("give dump or get");
+  void* previousContext = nullptr;
+  const AFX_MSGBOX_HANDLER previous = AfxSetMessageBoxHandler(ShowOnStderr, nullptr, &previousContext);
+  struct Restore {
+    AFX_MSGBOX_HANDLER handler;
+    void* context;
+    ~Restore() { AfxSetMessageBoxHandler(handler, context); }
+  } restore{previous, previousContext};
+  if (args[0] == "dump") {
+    bool json = false;
+    std::vector<std::string> files;
+    for (std::size_t i = 1; i < args.size(); ++i) {
+      if (args[i] == "--json") {
+        json = true;
+      } else if (args[i].rfind("--", 0) == 0) {
+        throw kwlib::UsageError("unknown option '" + args[i] + "'");
+      } else {
+        files.push_back(args[i]);
+      }
+    }
+    if (files.size() != 1) throw kwlib::UsageError("give one file");
+    return Dump(files[0], json, out, err);
+  }
+  if (args[0] == "get") {
+    std::vector<std::string> rest;
+    std::string output = "-";
+    for (std::size_t i = 1; i < args.size(); ++i) {
+      if (args[i] == "-o") {
+        if (++i == args.size()) throw kwlib::UsageError("-o needs a file");
+        output = args[i];
+      } else {
+        rest.push_back(args[i]);
+      }
+    }
+    if (rest.size() != 2) throw kwlib::UsageError("give a file and an id");
+    return Get(rest[0], kwlib::ParseNumber(rest[1], 0xFFFFFFFF, "record id"), output, err);
+  }
+  throw kwlib::UsageError("unknown subcommand '" + args[0] + "'");
+}
+
+}  // namespace
+
+KWLIB_COMMAND(kRecords, "records", "list a record file or take one record's data",
+              "Usage: kwlib records dump [--json] FILE\n"
+              "       kwlib records get FILE ID [-o OUT]\n\n"
+              "dump lists the records of a record file in order, indented by level, with\n"
+              "the identifier, the length and the first 16 bytes in hex and as text.\n"
+              "get writes the data of the first record with identifier ID found among the\n"
+              "top records (not inside a skipped subtree) to OUT or standard output.\n"
+              "Exit status: 1 for a missing file, a bad header or a missing record.\n",
+              &Run);
