@@ -10,6 +10,12 @@
 #include <kwlib63/persist/compression.h>
 #include <kwlib63/persist/crc32.h>
 #include <kwlib63/persist/crc32_impl.h>
+#include <kwlib63/persist/serializer.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -62,6 +68,74 @@ void BM_PackbitsRandom(benchmark::State& state) {
   SetBytes(state);
 }
 BENCHMARK(BM_PackbitsRandom);
+
+constexpr int kRecords = 1'000'000;
+constexpr unsigned long kRecordBytes = 50;
+const char* const kRecordFile = "/tmp/kwlib-bench-records.dat";
+
+// One million records of 50 bytes through the serializer.
+void BM_SerializerWrite(benchmark::State& state) {
+  char data[kRecordBytes];
+  std::memset(data, 'x', sizeof data);
+  for (auto _ : state) {
+    TSerializer* s = TSerializer::Open(L"/tmp/kwlib-bench-records.dat", 1);
+    s->CreateHeader(1, 0, 0, 0);
+    for (int i = 0; i < kRecords; ++i) s->WriteRecord(data, kRecordBytes, static_cast<unsigned long>(i));
+    TSerializer::Close(s);
+  }
+  state.SetBytesProcessed(state.iterations() * kRecords * static_cast<std::int64_t>(kRecordBytes + 10));
+}
+BENCHMARK(BM_SerializerWrite)->Unit(benchmark::kMillisecond);
+
+// The same bytes with write() in 8 MiB blocks.
+void BM_WriteBlocks(benchmark::State& state) {
+  const std::size_t total = 18 + kRecords * (kRecordBytes + 10);
+  std::vector<char> block(8u << 20, 'x');
+  for (auto _ : state) {
+    const int fd = open(kRecordFile, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    for (std::size_t done = 0; done < total;) {
+      const std::size_t n = std::min(block.size(), total - done);
+      if (write(fd, block.data(), n) != static_cast<ssize_t>(n)) break;
+      done += n;
+    }
+    close(fd);
+  }
+  state.SetBytesProcessed(state.iterations() * kRecords * static_cast<std::int64_t>(kRecordBytes + 10));
+}
+BENCHMARK(BM_WriteBlocks)->Unit(benchmark::kMillisecond);
+
+void BM_SerializerRead(benchmark::State& state) {
+  {
+    char data[kRecordBytes] = {};
+    TSerializer* s = TSerializer::Open(L"/tmp/kwlib-bench-records.dat", 1);
+    s->CreateHeader(1, 0, 0, 0);
+    for (int i = 0; i < kRecords; ++i) s->WriteRecord(data, kRecordBytes, static_cast<unsigned long>(i));
+    TSerializer::Close(s);
+  }
+  char data[kRecordBytes];
+  for (auto _ : state) {
+    TSerializer* s = TSerializer::Open(L"/tmp/kwlib-bench-records.dat", 0);
+    short t, w2, w3, w4;
+    s->GetHeader(t, w2, w3, w4);
+    SER_RECORDHEADER h;
+    while (s->NextRecord(h)) s->ReadRecord(data, h.nLength);
+    TSerializer::Close(s);
+  }
+  state.SetBytesProcessed(state.iterations() * kRecords * static_cast<std::int64_t>(kRecordBytes + 10));
+}
+BENCHMARK(BM_SerializerRead)->Unit(benchmark::kMillisecond);
+
+void BM_ReadBlocks(benchmark::State& state) {
+  std::vector<char> block(8u << 20);
+  for (auto _ : state) {
+    const int fd = open(kRecordFile, O_RDONLY);
+    while (read(fd, block.data(), block.size()) > 0) {
+    }
+    close(fd);
+  }
+  state.SetBytesProcessed(state.iterations() * kRecords * static_cast<std::int64_t>(kRecordBytes + 10));
+}
+BENCHMARK(BM_ReadBlocks)->Unit(benchmark::kMillisecond);
 
 const std::string& EncodedText() {
   static const std::string text = [] {
