@@ -121,13 +121,19 @@ int TSerializer::GetHeader(short& nTipus, short& w2, short& w3, short& w4) {
 int TSerializer::WriteRecord(void* pData, unsigned long nLength, unsigned long nId) {
   // Lengths and identifiers are 32 bits in the file; a larger one cannot be written.
   if (nLength > 0xFFFFFFFFul || nId > 0xFFFFFFFFul || (nLength > 0 && pData == nullptr)) return -8;
-  unsigned char header[KW_SER_RECORDHEADER];
-  Put32(header, static_cast<std::uint32_t>(nId));
-  Put32(header + 4, static_cast<std::uint32_t>(nLength));
-  Put16(header + 8, static_cast<unsigned short>(m_hdr.nNivell));
+  // A small record goes to the file in one piece: one call instead of two.
+  unsigned char record[512];
+  Put32(record, static_cast<std::uint32_t>(nId));
+  Put32(record + 4, static_cast<std::uint32_t>(nLength));
+  Put16(record + 8, static_cast<unsigned short>(m_hdr.nNivell));
   try {
-    m_pFile->Write(header, sizeof header);
-    if (nLength > 0) m_pFile->Write(pData, static_cast<UINT>(nLength));
+    if (nLength <= sizeof record - KW_SER_RECORDHEADER) {
+      if (nLength > 0) std::memcpy(record + KW_SER_RECORDHEADER, pData, nLength);
+      m_pFile->Write(record, static_cast<UINT>(KW_SER_RECORDHEADER + nLength));
+    } else {
+      m_pFile->Write(record, KW_SER_RECORDHEADER);
+      m_pFile->Write(pData, static_cast<UINT>(nLength));
+    }
     return 0;
   } catch (CException* e) {
     Report(e);
