@@ -51,6 +51,12 @@ bool TakeShareLocks(int fd, UINT flags) {
 
 std::string Narrow(LPCTSTR path) { return kwfw::WideToUtf8(path != nullptr ? path : L""); }
 
+// A CFileException for the failure in errno, naming `path`.
+[[noreturn]] void ThrowErrnoFor(LPCTSTR path) {
+  const int err = errno;
+  AfxThrowFileException(CFileException::ErrnoToException(err), static_cast<LONG>(kwplat::Win32ErrorFromErrno(err)), path);
+}
+
 void FillStatus(const struct stat& st, const std::string& path, CFileStatus& status) {
   status.m_ctime = CTime(static_cast<long long>(st.st_ctime));
   status.m_mtime = CTime(static_cast<long long>(st.st_mtime));
@@ -126,8 +132,8 @@ BOOL CFile::Open(LPCTSTR path, UINT openFlags, CFileException* error) {
 }
 
 void CFile::ThrowErrno(int error) const {
-  AfxThrowFileException(CFileException::ErrnoToException(error),
-                        static_cast<LONG>(kwplat::Win32ErrorFromErrno(error)), m_strFileName);
+  errno = error;
+  ThrowErrnoFor(m_strFileName);
 }
 
 UINT CFile::Read(void* buffer, UINT count) {
@@ -248,15 +254,9 @@ BOOL CFile::GetStatus(LPCTSTR path, CFileStatus& status) {
 }
 
 void CFile::Rename(LPCTSTR oldName, LPCTSTR newName) {
-  if (std::rename(Narrow(oldName).c_str(), Narrow(newName).c_str()) != 0) {
-    const int err = errno;
-    AfxThrowFileException(CFileException::ErrnoToException(err), static_cast<LONG>(kwplat::Win32ErrorFromErrno(err)), oldName);
-  }
+  if (std::rename(Narrow(oldName).c_str(), Narrow(newName).c_str()) != 0) ThrowErrnoFor(oldName);
 }
 
 void CFile::Remove(LPCTSTR path) {
-  if (unlink(Narrow(path).c_str()) != 0) {
-    const int err = errno;
-    AfxThrowFileException(CFileException::ErrnoToException(err), static_cast<LONG>(kwplat::Win32ErrorFromErrno(err)), path);
-  }
+  if (unlink(Narrow(path).c_str()) != 0) ThrowErrnoFor(path);
 }

@@ -247,6 +247,11 @@ int TSerializer::ReadNextRecord(SER_RECORDHEADER& hdr, void*& pData, unsigned lo
     pData = std::malloc(hdr.nLength > 0 ? hdr.nLength : 1);
     if (pData == nullptr) AfxThrowMemoryException();
   }
+  return ReadWholeRecord(hdr, pData, allocated, pLength, pIE);
+}
+
+int TSerializer::ReadWholeRecord(const SER_RECORDHEADER& hdr, void*& pData, bool allocated, unsigned long* pLength,
+                                 TIndicadorEstat* pIE) {
   if (!ReadRecord(pData, kRest, pIE)) {
     if (allocated) {
       std::free(pData);
@@ -269,15 +274,7 @@ int TSerializer::ReadNextRecord(unsigned long nId, void*& pData, unsigned long* 
   if (hdr.nLength == 0) return 0;
   const bool allocated = pData == nullptr;
   if (allocated && (pData = std::malloc(hdr.nLength)) == nullptr) return -1;
-  if (!ReadRecord(pData, kRest, pIE)) {
-    if (allocated) {
-      std::free(pData);
-      pData = nullptr;
-    }
-    return -7;
-  }
-  if (pLength != nullptr) *pLength = hdr.nLength;
-  return 0;
+  return ReadWholeRecord(hdr, pData, allocated, pLength, pIE);
 }
 
 int TSerializer::ReadNextRecord(unsigned long nId, void* pBuffer, unsigned long nMax, unsigned long* pLength,

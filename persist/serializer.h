@@ -105,6 +105,10 @@ class TSerializer {
   int ReadHeader();
   // The indicator moved to the file position; 1 without one.
   int Advance(TIndicadorEstat* pIE) const;
+  // Reads the current record into `pData`: 0, or -7 (a block `allocated` here is
+  // then freed and `pData` reset).
+  int ReadWholeRecord(const SER_RECORDHEADER& hdr, void*& pData, bool allocated, unsigned long* pLength,
+                      TIndicadorEstat* pIE);
   // Reads exactly `count` bytes: true, or false when fewer arrive.
   bool ReadExactly(void* buffer, unsigned long count);
 

@@ -14,6 +14,7 @@
 #include <kwlib63/progress/indicadorestat.h>
 
 #include "support/recorders.h"
+#include "support/recordingie.h"
 
 namespace {
 
@@ -195,14 +196,7 @@ TEST_F(SerializerTest, HeaderOnlyOnAnEmptyFileAndLevels) {
 
 TEST_F(SerializerTest, IndicatorFollowsThePositionAndCancels) {
   WriteTree();
-  class Recording : public TIndicadorEstat {
-   public:
-    int MostrarEstat(double pos) override {
-      shown.push_back(pos);
-      return TIndicadorEstat::MostrarEstat(pos);
-    }
-    std::vector<double> shown;
-  } ie;
+  kwtest::RecordingIndicator ie;
   TSerializer* s = TSerializer::Open(m_path.c_str(), 0);
   short t, w2, w3, w4;
   s->GetHeader(t, w2, w3, w4);
