@@ -49,7 +49,11 @@ class CFile : public CObject {
     osSequentialScan = 0x80000,
   };
   enum SeekPosition { begin = 0x0, current = 0x1, end = 0x2 };
+  // `system` is the framework's name; it hides the C library's system() inside CFile.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wshadow"
   enum Attribute { normal = 0x00, readOnly = 0x01, hidden = 0x02, system = 0x04, volume = 0x08, directory = 0x10, archive = 0x20 };
+#pragma GCC diagnostic pop
 
   static constexpr int hFileNull = -1;
 
