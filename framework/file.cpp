@@ -23,17 +23,20 @@ namespace {
 constexpr off_t kReadersByte = 0x7FFFFFFFFFFFFFF0LL;
 constexpr off_t kWritersByte = 0x7FFFFFFFFFFFFFF1LL;
 
-// False only when another open file holds a conflicting lock. A lock the
-// descriptor's access does not allow (a shared lock needs read access, an
-// exclusive one write access) cannot be kept and is passed over.
-bool LockByte(int fd, off_t at, short type) {
+// Takes, changes or drops (F_UNLCK) an open file description lock; false with errno set.
+bool SetLock(int fd, off_t start, off_t length, short type) {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
-  lock.l_start = at;
-  lock.l_len = 1;
-  return fcntl(fd, F_OFD_SETLK, &lock) == 0 || errno == EBADF;
+  lock.l_start = start;
+  lock.l_len = length;
+  return fcntl(fd, F_OFD_SETLK, &lock) == 0;
 }
+
+// False only when another open file holds a conflicting lock. A lock the
+// descriptor's access does not allow (a shared lock needs read access, an
+// exclusive one write access) cannot be kept and is passed over.
+bool LockByte(int fd, off_t at, short type) { return SetLock(fd, at, 1, type) || errno == EBADF; }
 
 // Takes the locks of an access and a share mode: shared for what the file is
 // opened for, exclusive for what it denies to others.
@@ -191,23 +194,13 @@ void CFile::SetLength(unsigned long long length) {
 }
 
 void CFile::LockRange(unsigned long long position, unsigned long long count) {
-  struct flock lock = {};
-  lock.l_type = F_WRLCK;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = static_cast<off_t>(position);
-  lock.l_len = static_cast<off_t>(count);
-  if (fcntl(m_hFile, F_OFD_SETLK, &lock) != 0) {
+  if (!SetLock(m_hFile, static_cast<off_t>(position), static_cast<off_t>(count), F_WRLCK)) {
     AfxThrowFileException(CFileException::lockViolation, static_cast<LONG>(ERROR_LOCK_VIOLATION), m_strFileName);
   }
 }
 
 void CFile::UnlockRange(unsigned long long position, unsigned long long count) {
-  struct flock lock = {};
-  lock.l_type = F_UNLCK;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = static_cast<off_t>(position);
-  lock.l_len = static_cast<off_t>(count);
-  if (fcntl(m_hFile, F_OFD_SETLK, &lock) != 0) ThrowErrno(errno);
+  if (!SetLock(m_hFile, static_cast<off_t>(position), static_cast<off_t>(count), F_UNLCK)) ThrowErrno(errno);
 }
 
 void CFile::Flush() {
