@@ -210,3 +210,30 @@ TEST(KwlibRecords, DumpAndGet) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(KwlibCsv, RowsAsTextAndJson) {
+  const std::string file = TempFile("head\r\n\"a\",\"b\tc\"\r\n\r\n\"d\\\"e\",\"\"\r\n");
+  Result r = Kwlib("csv --skip 1 --quote '\"' --mode required " + file);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "a\tb\\tc\nd\\\\\"e\t\n");  // the escaped quote stays, escape and all
+  r = Kwlib("csv --json --skip 1 --quote '\"' --mode optional " + file);
+  EXPECT_EQ(r.status, 0) << r.err;
+  Json::Value rows;
+  ASSERT_TRUE(Json::Reader().parse(r.out, rows)) << r.out;
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[0][1].asString(), "b\tc");
+  EXPECT_EQ(rows[1][0].asString(), "d\\\"e");
+  EXPECT_EQ(Shell("printf 'x;y\\n' | " + std::string(KWLIB_EXE) + " csv --sep ';' -").out, "x\ty\n");
+
+  r = Kwlib("csv /no/such/file.csv");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("/no/such/file.csv"), std::string::npos);
+  for (const char* bad : {"csv", "csv --quote '\"' x", "csv --mode optional x", "csv --sep ab x", "csv --skip -1 x"}) {
+    EXPECT_EQ(Kwlib(bad).status, 2) << bad;
+  }
+  std::remove(file.c_str());
+}
+
+}  // namespace

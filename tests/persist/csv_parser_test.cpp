@@ -1,0 +1,162 @@
+// csv_parser on real files: the three enclosure modes, blank lines and both line
+// ends, skipped lines, lines longer than the read block, and the diagnostics.
+#include <unistd.h>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+#include <gtest/gtest.h>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/persist/csv_parser.h>
+
+namespace {
+
+using Row = std::vector<std::string>;
+
+class CsvParserTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char dir[] = "/tmp/kwlib-csv-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    m_dir = dir;
+  }
+  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
+
+  std::wstring Write(const std::string& text) {
+    const std::string path = m_dir + "/in.csv";
+    std::FILE* f = std::fopen(path.c_str(), "wb");
+    std::fwrite(text.data(), 1, text.size(), f);
+    std::fclose(f);
+    return kwfw::Utf8ToWide(path);
+  }
+  // Every row of `text` read by `parser`.
+  std::vector<Row> Rows(csv_parser& parser, const std::string& text) {
+    std::vector<Row> rows;
+    EXPECT_TRUE(parser.init(Write(text).c_str()));
+    while (parser.has_more_rows()) rows.push_back(parser.get_row());
+    return rows;
+  }
+  std::vector<Row> Rows(const std::string& text) {
+    csv_parser parser;
+    return Rows(parser, text);
+  }
+
+  std::string m_dir;
+};
+
+TEST_F(CsvParserTest, NoEnclosureSplitsAtEveryTerminator) {
+  EXPECT_EQ(Rows("a,,b\n"), (std::vector<Row>{{"a", "", "b"}}));
+  EXPECT_EQ(Rows("a,b,\n,\n"), (std::vector<Row>{{"a", "b", ""}, {"", ""}}));
+  csv_parser parser;
+  parser.set_field_term_char(0);  // ignored: the comma stays
+  parser.set_line_term_char(0);
+  EXPECT_EQ(Rows(parser, "x,y"), (std::vector<Row>{{"x", "y"}}));
+  csv_parser tabs;
+  tabs.set_field_term_char('\t');
+  EXPECT_EQ(Rows(tabs, "a,b\tc\n"), (std::vector<Row>{{"a,b", "c"}}));
+}
+
+TEST_F(CsvParserTest, BlankLinesNeverMakeRowsAndBothLineEndsAgree) {
+  EXPECT_EQ(Rows("\n\r\n\na,b\nc\n"), (std::vector<Row>{{"a", "b"}, {"c"}}));
+  EXPECT_EQ(Rows("a,b\r\nc,d\r\n"), Rows("a,b\nc,d\n"));
+  EXPECT_EQ(Rows("a,b\r\nc,d\r\n"), (std::vector<Row>{{"a", "b"}, {"c", "d"}}));
+  // A bare CR ends a line too.
+  EXPECT_EQ(Rows("a\rb\r"), (std::vector<Row>{{"a"}, {"b"}}));
+  // Line ends after the content stay in the line handed to the splitter: a blank
+  // line after a row shows up as the row's last field repeated up to it.
+  EXPECT_EQ(Rows("a,b\n\nc\n"), (std::vector<Row>{{"a", "b", "b\n"}, {"c"}}));
+  EXPECT_EQ(Rows("\n\n\n"), std::vector<Row>(1));  // one empty row: there was no line
+}
+
+TEST_F(CsvParserTest, MoreRowsAndReadingPastTheEnd) {
+  csv_parser parser;
+  ASSERT_TRUE(parser.init(Write("a\nb").c_str()));
+  EXPECT_TRUE(parser.has_more_rows());
+  EXPECT_EQ(parser.get_row(), Row{"a"});
+  EXPECT_TRUE(parser.has_more_rows());
+  EXPECT_EQ(parser.get_row(), Row{"b"});  // the terminator is supplied at the end of the file
+  EXPECT_FALSE(parser.has_more_rows());
+  EXPECT_TRUE(parser.get_row().empty());
+  EXPECT_TRUE(parser.get_row().empty());
+}
+
+TEST_F(CsvParserTest, RequiredEnclosureTakesOnlyQuotedText) {
+  csv_parser parser;
+  parser.set_enclosed_char('"', ENCLOSURE_REQUIRED);
+  EXPECT_EQ(Rows(parser, "\"x\",\"y\"\n"), (std::vector<Row>{{"x", "y"}}));
+  // No enclosure at all: the whole line with its terminator.
+  EXPECT_EQ(Rows(parser, "plain,text\n"), (std::vector<Row>{{"plain,text\n"}}));
+  // Bytes outside quotes are dropped; escaped quotes stay as written.
+  EXPECT_EQ(Rows(parser, "junk\"a,b\" more \"c\\\"d\"\n"), (std::vector<Row>{{"a,b", "c\\\"d"}}));
+  // A quote left open runs to the end of the line, terminator included.
+  EXPECT_EQ(Rows(parser, "\"a\",\"open\n"), (std::vector<Row>{{"a", "open\n"}}));
+  EXPECT_EQ(Rows(parser, "\"\",\"\"\n"), (std::vector<Row>{{"", ""}}));
+}
+
+TEST_F(CsvParserTest, OptionalEnclosureStripsOneQuoteEachSide) {
+  csv_parser parser;
+  parser.set_enclosed_char('"', ENCLOSURE_OPTIONAL);
+  EXPECT_EQ(Rows(parser, "\"ab\",c,\"\"\n"), (std::vector<Row>{{"ab", "c", "\""}}));
+  // Terminators inside quotes still split.
+  EXPECT_EQ(Rows(parser, "\"a,b\"\n"), (std::vector<Row>{{"a", "b\""}}));
+  // A closing quote without an opening one takes two bytes off the end.
+  EXPECT_EQ(Rows(parser, "abc\"\n"), (std::vector<Row>{{"ab"}}));
+  EXPECT_EQ(Rows(parser, "\"abc\n"), (std::vector<Row>{{"abc"}}));
+  // Field starts move past the line terminator too.
+  EXPECT_EQ(Rows(parser, "a\n\nb\n"), (std::vector<Row>{{"a", ""}, {"b"}}));
+}
+
+TEST_F(CsvParserTest, SkippedLinesAndCallersStream) {
+  csv_parser parser;
+  parser.set_skip_lines(2);
+  EXPECT_EQ(Rows(parser, "h1\n\nh2\nr1\nr2\n"), (std::vector<Row>{{"r1"}, {"r2"}}));
+  csv_parser all_skipped;
+  all_skipped.set_skip_lines(10);
+  EXPECT_EQ(Rows(all_skipped, "a\nb\n"), std::vector<Row>{});
+
+  // A caller's stream is rewound, read, and left open for the caller.
+  std::FILE* f = std::tmpfile();
+  ASSERT_NE(f, nullptr);
+  std::fputs("skip\n1,2\n", f);
+  {
+    csv_parser from_stream;
+    from_stream.set_skip_lines(1);
+    ASSERT_TRUE(from_stream.init(f));
+    EXPECT_EQ(from_stream.get_row(), (Row{"1", "2"}));
+    EXPECT_FALSE(from_stream.has_more_rows());
+  }
+  EXPECT_EQ(std::fseek(f, 0, SEEK_SET), 0);  // still open after the parser is gone
+  std::fclose(f);
+}
+
+TEST_F(CsvParserTest, LinesAcrossAndBeyondTheReadBlock) {
+  std::string text;
+  std::vector<Row> expected;
+  std::string big(600 * 1024, 'x');  // longer than the first read block
+  text += big + ",tail\n";
+  expected.push_back({big, "tail"});
+  for (int i = 0; i < 40000; ++i) {
+    const std::string a = std::to_string(i), b = std::string(i % 37, 'q');
+    text += a + "," + b + (i % 3 == 0 ? "\r\n" : "\n");
+    expected.push_back({a, b});
+  }
+  EXPECT_EQ(Rows(text), expected);
+}
+
+TEST_F(CsvParserTest, Diagnostics) {
+  csv_parser parser;
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(parser.init(L""));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Fatal error : invalid input file \n");
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(parser.init(kwfw::Utf8ToWide(m_dir + "/missing.csv").c_str()));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Fatal error : unable to open input file " + m_dir + "/missing.csv\n");
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(parser.init(static_cast<std::FILE*>(nullptr)));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Fatal error : unable to open input file from file pointer\n");
+  EXPECT_FALSE(parser.has_more_rows());
+  EXPECT_TRUE(parser.get_row().empty());
+}
+
+}  // namespace
