@@ -208,6 +208,18 @@ int TSerializer::NextRecord(unsigned long& nId, unsigned long& nLength, short& n
   return 1;
 }
 
+bool TSerializer::DataInFile() {
+  const unsigned long long left = m_hdr.nLength >= m_nConsumed ? m_hdr.nLength - m_nConsumed : 0;
+  try {
+    const unsigned long long length = m_pFile->GetLength(), position = m_pFile->GetPosition();
+    if (position <= length && left <= length - position) return true;
+    m_pFile->SeekToEnd();
+  } catch (CException* e) {
+    Report(e);
+  }
+  return false;
+}
+
 int TSerializer::ReadRecord(void* pBuffer, unsigned long nCount, TIndicadorEstat* pIE) {
   if (pIE != nullptr && pIE->TestCancel()) return 0;
   if (nCount == kRest) nCount = m_hdr.nLength >= m_nConsumed ? m_hdr.nLength - m_nConsumed : 0;
@@ -243,6 +255,7 @@ int TSerializer::ReadNextRecord(SER_RECORDHEADER& hdr, void*& pData, unsigned lo
   if (pIE != nullptr && pIE->TestCancel()) return -5;
   if (!NextRecord(hdr, nNivell, nullptr)) return -17;
   const bool allocated = pData == nullptr;
+  if (allocated && !DataInFile()) return -7;
   if (allocated) {
     pData = std::malloc(hdr.nLength > 0 ? hdr.nLength : 1);
     if (pData == nullptr) AfxThrowMemoryException();
@@ -273,6 +286,7 @@ int TSerializer::ReadNextRecord(unsigned long nId, void*& pData, unsigned long* 
   }
   if (hdr.nLength == 0) return 0;
   const bool allocated = pData == nullptr;
+  if (allocated && !DataInFile()) return -7;
   if (allocated && (pData = std::malloc(hdr.nLength)) == nullptr) return -1;
   return ReadWholeRecord(hdr, pData, allocated, pLength, pIE);
 }
@@ -327,6 +341,7 @@ int TSerializer::GetRegistre(CFile* file, unsigned long nId, void*& pData, unsig
   }
   nLength = hdr.nLength;
   if (hdr.nLength == 0) return 0;
+  if (!s.DataInFile()) return -7;
   pData = std::malloc(hdr.nLength);
   if (pData == nullptr) return -1;
   if (!s.ReadRecord(pData, kRest, pIE)) {

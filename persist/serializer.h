@@ -109,6 +109,10 @@ class TSerializer {
   // then freed and `pData` reset).
   int ReadWholeRecord(const SER_RECORDHEADER& hdr, void*& pData, bool allocated, unsigned long* pLength,
                       TIndicadorEstat* pIE);
+  // Whether the rest of the current record's data lies within the file. When it
+  // does not, the file is left at its end, as a short read leaves it: a damaged
+  // length is refused before a block of its size is allocated.
+  bool DataInFile();
   // Reads exactly `count` bytes: true, or false when fewer arrive.
   bool ReadExactly(void* buffer, unsigned long count);
 

@@ -157,6 +157,18 @@ TEST_F(SerializerTest, DamagedAndShortFiles) {
   EXPECT_EQ(s->NextRecord(h), 0);
   TSerializer::Close(s);
 
+  // A damaged length far beyond the end of the file: refused before allocating.
+  WriteBytes(Header() + std::string("\x07\x00\x00\x00\xF0\xFF\xFF\xFF\x00\x00" "abc", 13));
+  s = TSerializer::Open(m_path.c_str(), 0);
+  s->GetHeader(t, w2, w3, w4);
+  EXPECT_EQ(s->ReadNextRecord(h, data), -7);
+  EXPECT_EQ(data, nullptr);
+  EXPECT_EQ(s->NextRecord(h), 0);  // nothing after it
+  TSerializer::Close(s);
+  unsigned long length = 0;
+  EXPECT_EQ(TSerializer::GetRegistre(m_path.c_str(), 7, data, length), -7);
+  EXPECT_EQ(data, nullptr);
+
   std::string bad = Header();
   bad[5] = '\x80';  // a negative header word
   WriteBytes(bad);
