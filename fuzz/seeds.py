@@ -1,0 +1,62 @@
+#!/usr/bin/env python3
+"""Writes the seed corpus of each fuzz target into DIR/<target>/: small valid
+inputs of each format, so that the fuzzers start from real structure."""
+import base64
+import os
+import struct
+import sys
+
+SIGNATURE = bytes([0x5A, 0xC3, 0x17, 0xE8, 0x4D, 0xB6, 0x21, 0x7F, 0x90, 0x3E])
+
+
+def record_file(records, words=(7, 1, 2, 3)):
+    """A record file: the header words, the signature, then (id, level, data)."""
+    out = struct.pack("<4h", *words) + SIGNATURE
+    for rid, level, data in records:
+        out += struct.pack("<IIh", rid, len(data), level) + data
+    return out
+
+
+def packbits(data):
+    """Literal packets only: valid PackBits for any data."""
+    out = b""
+    for i in range(0, len(data), 128):
+        chunk = data[i:i + 128]
+        out += bytes([len(chunk) - 1]) + chunk
+    return out
+
+
+def seeds():
+    tree = [(1, 1, b"r"), (2, 2, b"a"), (3, 3, b"bb"), (4, 2, b""), (5, 1, b"d")]
+    yield "serializer", "tree", record_file(tree)
+    yield "serializer", "empty", record_file([])
+    yield "serializer", "big", record_file([(i % 7, 1 + i % 4, bytes(range(i % 40))) for i in range(60)])
+    yield "serializer", "long-record", record_file([(1, 1, b"x" * 3000), (2, 2, b"y")])
+
+    limit = b"\x01\x00"  # 256 * 4 bytes of output allowed
+    yield "decompress", "rle", limit + bytes([3, ord("a"), 0, ord("b"), 255, 0])
+    yield "decompress", "packbits-runs", limit + bytes([0xFD, ord("z"), 0x80, 1, 0x81, 2])
+    yield "decompress", "packbits-literal", limit + packbits(bytes(range(200)))
+    yield "decompress", "tiny-limit", b"\x00\x01" + bytes([0x80, 7, 5, 1, 2, 3, 4, 5, 6])
+
+    for name, data in (("man", b"Man"), ("pad1", b"Ma"), ("pad2", b"M"), ("bytes", bytes(range(256)))):
+        yield "base64", name, base64.b64encode(data)
+    yield "base64", "junk", b"TW Fu\n=="
+
+    yield "csv", "plain", b"\x00," + b"a,,b\nc,d\r\n\r\ne\n"
+    yield "csv", "required", b"\x01," + b'junk"a,b" "c\\"d"\n"open\n'
+    yield "csv", "optional", b"\x02," + b'"ab",c,""\nabc"\n"x\n'
+    yield "csv", "skip-tabs", b"\x43\t" + b"h1\nh2\na\tb\n\n\nc"
+
+
+def main():
+    root = sys.argv[1]
+    for target, name, data in seeds():
+        folder = os.path.join(root, target)
+        os.makedirs(folder, exist_ok=True)
+        with open(os.path.join(folder, "seed-" + name), "wb") as f:
+            f.write(data)
+
+
+if __name__ == "__main__":
+    main()
