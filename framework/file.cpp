@@ -13,6 +13,7 @@
 
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
 
 IMPLEMENT_DYNAMIC(CFile, CObject)
@@ -232,6 +233,8 @@ BOOL CFile::GetStatus(CFileStatus& status) const {
   FillStatus(st, Narrow(m_strFileName), status);
   return TRUE;
 }
+
+CFile::operator HANDLE() const { return kwplat::HandleFromFd(m_hFile); }
 
 CString CFile::GetFileName() const {
   const int slash = m_strFileName.ReverseFind(L'/');

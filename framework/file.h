@@ -84,6 +84,8 @@ class CFile : public CObject {
   void SeekToBegin() { Seek(0, begin); }
   unsigned long long SeekToEnd() { return Seek(0, end); }
   CString GetFilePath() const { return m_strFileName; }
+  // The descriptor as a file handle, for calls that take one (CreateFileMappingW).
+  operator HANDLE() const;
   CString GetFileName() const;
 
   static BOOL GetStatus(LPCTSTR path, CFileStatus& status);

@@ -22,16 +22,18 @@
 namespace kwplat {
 namespace {
 
-constexpr std::uint32_t kEventMagic = 0x4B574556;  // "KWEV"
-
-struct Event {
-  std::uint32_t magic = kEventMagic;
+struct Event : HandleObject {
   bool manualReset;
   int fd;
   std::mutex lock;               // guards the state changes below and the descriptor's count
   std::atomic<bool> signalled;   // written under the lock; read without it where nothing changes
 
-  Event(bool manual, int eventFd) : manualReset(manual), fd(eventFd), signalled(false) {}
+  Event(bool manual, int eventFd)
+      : HandleObject(HandleKind::kEvent, [](HandleObject* e) { delete static_cast<Event*>(e); }),
+        manualReset(manual),
+        fd(eventFd),
+        signalled(false) {}
+  ~Event() { close(fd); }
 
   void SetLocked() {
     if (signalled) return;
@@ -51,17 +53,10 @@ struct Event {
   }
 };
 
-Event* AsEvent(HANDLE h) {
-  auto* e = static_cast<Event*>(h);
-  return e != nullptr && e->magic == kEventMagic ? e : nullptr;
-}
+Event* AsEvent(HANDLE h) { return static_cast<Event*>(HandleObject::Find(h, HandleKind::kEvent)); }
 
 // The event behind `handle`, or null with ERROR_INVALID_HANDLE.
-Event* CheckedEvent(HANDLE handle) {
-  Event* e = AsEvent(handle);
-  if (e == nullptr) SetLastError(ERROR_INVALID_HANDLE);
-  return e;
-}
+Event* CheckedEvent(HANDLE handle) { return static_cast<Event*>(HandleObject::Checked(handle, HandleKind::kEvent)); }
 
 // Takes every event at once, or none: locks them in address order.
 bool TakeAll(std::vector<Event*> events) {
@@ -161,7 +156,7 @@ HANDLE CreateEventW(void*, BOOL manualReset, BOOL initialState, LPCWSTR) {
     return nullptr;
   }
   if (initialState) e->SetLocked();
-  return e;
+  return static_cast<HandleObject*>(e);
 }
 
 BOOL SetEvent(HANDLE event) {
@@ -177,15 +172,6 @@ BOOL ResetEvent(HANDLE event) {
   if (e == nullptr) return FALSE;
   std::lock_guard guard(e->lock);
   e->ResetLocked();
-  return TRUE;
-}
-
-BOOL CloseHandle(HANDLE handle) {
-  Event* e = CheckedEvent(handle);
-  if (e == nullptr) return FALSE;
-  e->magic = 0;
-  close(e->fd);
-  delete e;
   return TRUE;
 }
 

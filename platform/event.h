@@ -6,6 +6,7 @@
 #pragma once
 
 #include <kwlib63/framework/wintypes.h>
+#include <kwlib63/platform/handle.h>
 
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
 inline constexpr DWORD WAIT_TIMEOUT = 258;
@@ -21,8 +22,7 @@ namespace kwplat {
 HANDLE CreateEventW(void* security, BOOL manualReset, BOOL initialState, LPCWSTR name);
 BOOL SetEvent(HANDLE event);
 BOOL ResetEvent(HANDLE event);
-// Closes an event handle made by CreateEventW.
-BOOL CloseHandle(HANDLE handle);
+// CloseHandle (handle.h) closes an event.
 
 // Waits until one (or, with `waitAll`, every) event is signalled, or the time-out
 // in milliseconds passes. WAIT_OBJECT_0 + i names the event that released the wait

@@ -1,0 +1,40 @@
+#include <kwlib63/platform/handle.h>
+
+#include <kwlib63/platform/lasterror.h>
+
+namespace kwplat {
+namespace {
+
+// Reads the kind of whatever `handle` points at; null and the descriptor values of
+// file handles (small integers) are never objects.
+HandleObject* AnyObject(HANDLE handle) {
+  if (reinterpret_cast<std::uintptr_t>(handle) < 0x10000 || handle == INVALID_HANDLE_VALUE) return nullptr;
+  return static_cast<HandleObject*>(handle);
+}
+
+bool IsKnownKind(HandleKind kind) { return kind == HandleKind::kEvent || kind == HandleKind::kFileMapping; }
+
+}  // namespace
+
+HandleObject* HandleObject::Find(HANDLE handle, HandleKind kind) {
+  HandleObject* object = AnyObject(handle);
+  return object != nullptr && object->m_kind == kind ? object : nullptr;
+}
+
+HandleObject* HandleObject::Checked(HANDLE handle, HandleKind kind) {
+  HandleObject* object = Find(handle, kind);
+  if (object == nullptr) SetLastError(ERROR_INVALID_HANDLE);
+  return object;
+}
+
+BOOL CloseHandle(HANDLE handle) {
+  HandleObject* object = AnyObject(handle);
+  if (object == nullptr || !IsKnownKind(object->Kind())) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  object->Destroy();
+  return TRUE;
+}
+
+}  // namespace kwplat
