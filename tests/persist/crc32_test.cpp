@@ -24,7 +24,7 @@ TEST(Crc32, EnginesAgreeOnEveryLengthAndAlignment) {
   std::vector<unsigned char> data(5000);
   for (auto& b : data) b = static_cast<unsigned char>(rng());
   for (std::size_t offset = 0; offset < 16; ++offset) {
-    for (std::size_t length : {0u, 1u, 15u, 16u, 63u, 64u, 65u, 127u, 128u, 200u, 255u, 256u, 257u, 383u, 384u, 1000u, 4096u, 4977u}) {
+    for (std::size_t length : {0u, 1u, 15u, 16u, 39u, 63u, 64u, 65u, 79u, 80u, 81u, 121u, 127u, 128u, 200u, 255u, 256u, 257u, 383u, 384u, 1000u, 4096u, 4977u}) {
       const std::uint32_t portable = kwpersist::Crc32Portable(0xFFFFFFFFu, data.data() + offset, length);
       // A plain bitwise CRC as the reference for the portable engine.
       std::uint32_t bitwise = 0xFFFFFFFFu;
