@@ -1,13 +1,12 @@
-// Checksums and coders against their usual peers, on the same 64 MiB.
-#include <random>
+// Checksums, Base64 and the record file against their usual peers, on the same 64 MiB.
 #include <string>
 #include <vector>
 #include <benchmark/benchmark.h>
 #include <zlib.h>
 #include <glib.h>
+#include <modp_b64.h>
 
 #include <kwlib63/persist/base64.h>
-#include <kwlib63/persist/compression.h>
 #include <kwlib63/persist/crc32.h>
 #include <kwlib63/persist/crc32_impl.h>
 #include <kwlib63/persist/serializer.h>
@@ -17,27 +16,16 @@
 #include <cstdio>
 #include <cstring>
 
+#include "benchdata.h"
+
 namespace {
 
-constexpr std::size_t kSize = 64u << 20;
-
-const std::vector<unsigned char>& RandomBytes() {
-  static const std::vector<unsigned char> data = [] {
-    std::vector<unsigned char> v(kSize);
-    std::mt19937_64 rng(3);
-    for (std::size_t i = 0; i < kSize; i += 8) {
-      const std::uint64_t r = rng();
-      for (int k = 0; k < 8; ++k) v[i + static_cast<std::size_t>(k)] = static_cast<unsigned char>(r >> (8 * k));
-    }
-    return v;
-  }();
-  return data;
-}
-
-void SetBytes(benchmark::State& state) { state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kSize)); }
+using kwbench::kSize;
+using kwbench::RandomBytes;
+using kwbench::SetBytes;
 
 void BM_Crc32(benchmark::State& state) {
-  auto& data = const_cast<std::vector<unsigned char>&>(RandomBytes());
+  auto& data = RandomBytes();
   for (auto _ : state) benchmark::DoNotOptimize(AfxComputeCRC32(data.data(), data.size()));
   SetBytes(state);
 }
@@ -56,18 +44,6 @@ void BM_ZlibCrc32(benchmark::State& state) {
   SetBytes(state);
 }
 BENCHMARK(BM_ZlibCrc32);
-
-void BM_PackbitsRandom(benchmark::State& state) {
-  auto& data = const_cast<std::vector<unsigned char>&>(RandomBytes());
-  std::vector<unsigned char> out(kSize + kSize / 128 + 16);
-  for (auto _ : state) {
-    unsigned long n = static_cast<unsigned long>(kSize);
-    TCompression::ComprimirPackbits(data.data(), n, out.data());
-    benchmark::DoNotOptimize(n);
-  }
-  SetBytes(state);
-}
-BENCHMARK(BM_PackbitsRandom);
 
 constexpr int kRecords = 1'000'000;
 constexpr unsigned long kRecordBytes = 50;
@@ -166,6 +142,14 @@ void BM_GlibBase64Encode(benchmark::State& state) {
 }
 BENCHMARK(BM_GlibBase64Encode);
 
+void BM_ModpBase64Encode(benchmark::State& state) {
+  const auto& data = RandomBytes();
+  std::string out(modp_b64_encode_len(kSize), '\0');
+  for (auto _ : state) benchmark::DoNotOptimize(modp_b64_encode(out.data(), reinterpret_cast<const char*>(data.data()), kSize));
+  SetBytes(state);
+}
+BENCHMARK(BM_ModpBase64Encode);
+
 void BM_Base64Decode(benchmark::State& state) {
   const std::string& text = EncodedText();
   std::string out(kSize + 8, '\0');
@@ -185,5 +169,18 @@ void BM_GlibBase64Decode(benchmark::State& state) {
   SetBytes(state);
 }
 BENCHMARK(BM_GlibBase64Decode);
+
+void BM_ModpBase64Decode(benchmark::State& state) {
+  const std::string& text = EncodedText();
+  const std::size_t length = text.find('\0') == std::string::npos ? text.size() : text.find('\0');
+  std::string out(modp_b64_decode_len(length) + 1, '\0');
+  for (auto _ : state) {
+    const std::size_t n = modp_b64_decode(out.data(), text.data(), length);
+    if (n != kSize) state.SkipWithError("modp_b64 did not decode the text");
+    benchmark::DoNotOptimize(n);
+  }
+  SetBytes(state);
+}
+BENCHMARK(BM_ModpBase64Decode);
 
 }  // namespace
