@@ -92,6 +92,7 @@ void csv_parser::set_line_term_char(char c) {
 
 std::vector<std::string> csv_parser::get_row() {
   std::vector<std::string> row;
+  row.reserve(last_row_size);  // rows of a file tend to have one shape
   const char* buffer = nullptr;
   unsigned int length = 0;
   if (_read_single_line(&buffer, &length)) {
@@ -102,6 +103,7 @@ std::vector<std::string> csv_parser::get_row() {
     }
   }
   ++record_count;
+  last_row_size = row.size();
   return row;
 }
 
@@ -206,8 +208,9 @@ void csv_parser::_get_fields_with_enclosure(std::vector<std::string>& row, const
   // The buffer holds one zero byte past `length`, so strnlen below stays inside it.
   bool open = false;
   std::size_t start = 0;
-  for (std::size_t i = 0; i < length; ++i) {
-    if (text[i] != enclosure_char || (i > 0 && text[i - 1] == escape_char)) continue;
+  for (const char* p = text; (p = static_cast<const char*>(std::memchr(p, enclosure_char, length - (p - text)))) != nullptr; ++p) {
+    const std::size_t i = static_cast<std::size_t>(p - text);
+    if (i > 0 && text[i - 1] == escape_char) continue;
     if (!open) {
       start = i + 1;
     } else {

@@ -75,4 +75,5 @@ class csv_parser {
   std::size_t block_pos = 0;
   std::size_t block_end = 0;
   std::vector<char> line;  // the current line as handed to the splitters
+  std::size_t last_row_size = 0;
 };
