@@ -1,13 +1,51 @@
-// The coders scan for the end of a run with word-wide comparisons and copy
-// literal stretches and runs as blocks; the packet choices are exactly the
-// greedy ones the formats define.
+// The coders walk the input run by run: a bit mask marks where each run of equal
+// bytes ends in a 64-byte window, so that a run costs a few instructions rather
+// than a comparison per byte, and literal stretches are copied as blocks. The
+// packet choices are exactly the greedy ones the formats define.
 #include <kwlib63/persist/compression.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
+
+// Bit k set when p[k] and p[k + 1] differ, for k in 0..63: the ends of the runs in
+// the window. Reads p[0..64].
+inline std::uint64_t RunEnds(const unsigned char* p) {
+  std::uint64_t equal = 0;
+#if defined(__SSE2__)
+  for (int j = 0; j < 4; ++j) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * j));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * j + 1));
+    equal |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, b)))) << (16 * j);
+  }
+#else
+  for (int k = 0; k < 64; ++k) equal |= static_cast<std::uint64_t>(p[k] == p[k + 1]) << k;
+#endif
+  return ~equal;
+}
+
+// The 64 pairs (0, v) of 64 single bytes.
+inline void SpreadPairs(const unsigned char* src, unsigned char* dst) {
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  for (int j = 0; j < 4; ++j) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16 * j));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 32 * j), _mm_unpacklo_epi8(zero, v));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 32 * j + 16), _mm_unpackhi_epi8(zero, v));
+  }
+#else
+  for (int k = 0; k < 64; ++k) {
+    dst[2 * k] = 0;
+    dst[2 * k + 1] = src[k];
+  }
+#endif
+}
 
 // The length of the run of src[from]'s value starting at `from`, at most `max`.
 std::size_t RunLength(const unsigned char* src, std::size_t from, std::size_t end, std::size_t max) {
@@ -26,21 +64,58 @@ std::size_t RunLength(const unsigned char* src, std::size_t from, std::size_t en
   return i - from;
 }
 
+// Calls onRun(start, end) for each maximal run of equal bytes of src[0, n), in
+// order, until it returns false. A window of 64 runs of one byte each is offered
+// whole to onSingles(base) first; when it returns true the window is done.
+template <typename OnRun, typename OnSingles>
+void ForEachRun(const unsigned char* src, std::size_t n, OnRun&& onRun, OnSingles&& onSingles) {
+  std::size_t start = 0;
+  for (std::size_t base = 0; base + 65 <= n; base += 64) {
+    std::uint64_t ends = RunEnds(src + base);
+    if (ends == ~std::uint64_t{0} && start == base && onSingles(base)) {
+      start = base + 64;
+      continue;
+    }
+    for (; ends != 0; ends &= ends - 1) {
+      const std::size_t end = base + static_cast<std::size_t>(__builtin_ctzll(ends)) + 1;
+      if (!onRun(start, end)) return;
+      start = end;
+    }
+  }
+  while (start < n) {
+    const std::size_t end = start + RunLength(src, start, n, n - start);
+    if (!onRun(start, end)) return;
+    start = end;
+  }
+}
+
 // RLE and RLL differ only in the longest run of a pair and in its count byte.
 template <std::size_t kMaxRun, typename CountByte>
 int CompressPairs(const unsigned char* src, unsigned long& nLen, unsigned char* dst, unsigned long nMax,
                   CountByte countByte) {
-  const std::size_t n = nLen;
-  const std::size_t limit = nMax != 0 ? nMax : n;
+  const std::size_t limit = nMax != 0 ? nMax : nLen;
   std::size_t out = 0;
-  for (std::size_t i = 0; i < n;) {
-    const std::size_t run = RunLength(src, i, n, kMaxRun);
-    if (out + 2 > limit) return 0;
-    dst[out] = countByte(run - 1);
-    dst[out + 1] = src[i];
-    out += 2;
-    i += run;
-  }
+  bool full = false;
+  ForEachRun(
+      src, nLen,
+      [&](std::size_t start, std::size_t end) {
+        for (std::size_t run = end - start; run > 0;) {
+          const std::size_t part = std::min(run, kMaxRun);
+          if (out + 2 > limit) return !(full = true);
+          dst[out] = countByte(part - 1);
+          dst[out + 1] = src[start];
+          out += 2;
+          run -= part;
+        }
+        return true;
+      },
+      [&](std::size_t base) {
+        if (out + 128 > limit || countByte(0) != 0) return false;
+        SpreadPairs(src + base, dst + out);
+        out += 128;
+        return true;
+      });
+  if (full) return 0;
   nLen = static_cast<unsigned long>(out);
   return 1;
 }
@@ -73,33 +148,30 @@ int TCompression::ComprimirPackbits(unsigned char* pSrc, unsigned long& nLen, un
   const std::size_t n = nLen;
   std::size_t out = 0;
   std::size_t literals = 0;  // start of the pending literal stretch
-  std::size_t i = 0;
-  while (n > 2 && i < n - 2) {
-    const unsigned char v = pSrc[i];
-    if (pSrc[i + 1] != v) {
-      ++i;
-      continue;
-    }
-    // A pair inside literal data stays literal unless a third byte follows it.
-    if (literals < i && pSrc[i + 2] != v) {
-      ++i;
-      continue;
-    }
-    out = FlushLiterals(pSrc, literals, i, pDst, out);
-    const std::size_t end = i + 2 + (pSrc[i + 2] == v ? RunLength(pSrc, i + 2, n, n) : 0);
-    std::size_t remaining = end - i;
-    for (; remaining > 128; remaining -= 128) {
-      pDst[out++] = 0x81;
-      pDst[out++] = v;
-    }
-    if (remaining > 1) {
-      pDst[out++] = static_cast<unsigned char>(257 - remaining);
-      pDst[out++] = v;
-      literals = end;
-    } else {
-      literals = end - 1;  // the run's last byte opens the next literal stretch
-    }
-    i = end;
+  if (n > 2) {
+    ForEachRun(
+        pSrc, n,
+        [&](std::size_t start, std::size_t end) {
+          if (start >= n - 2) return false;  // the last two bytes never open a run
+          const std::size_t length = end - start;
+          // Single bytes are literal, and so is a pair inside literal data.
+          if (length == 1 || (length == 2 && literals < start)) return true;
+          out = FlushLiterals(pSrc, literals, start, pDst, out);
+          std::size_t remaining = length;
+          for (; remaining > 128; remaining -= 128) {
+            pDst[out++] = 0x81;
+            pDst[out++] = pSrc[start];
+          }
+          if (remaining > 1) {
+            pDst[out++] = static_cast<unsigned char>(257 - remaining);
+            pDst[out++] = pSrc[start];
+            literals = end;
+          } else {
+            literals = end - 1;  // the run's last byte opens the next literal stretch
+          }
+          return true;
+        },
+        [](std::size_t) { return true; });  // single bytes stay in the literal stretch
   }
   out = FlushLiterals(pSrc, literals, n, pDst, out);
   nLen = static_cast<unsigned long>(out);

@@ -1,4 +1,5 @@
 // The run-length coders byte for byte, and round trips.
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -117,6 +118,98 @@ TEST(Compression, RoundTrips) {
     Bytes back(n + 1, 0);
     back.resize(TCompression::DescomprimirRLE(rle.data(), static_cast<unsigned long>(rle.size()), static_cast<unsigned long>(n), back.data()));
     EXPECT_EQ(back, data) << "rle round " << round;
+  }
+}
+
+// The packet rules applied one byte at a time, as the formats state them: the
+// reference the word-wide coders must match byte for byte.
+Bytes ReferencePairs(const Bytes& in, std::size_t maxRun, bool rll, std::size_t limit, int& result) {
+  Bytes out;
+  for (std::size_t i = 0; i < in.size();) {
+    std::size_t run = 1;
+    while (i + run < in.size() && in[i + run] == in[i] && run < maxRun) ++run;
+    if (out.size() + 2 > limit) {
+      result = 0;
+      return out;
+    }
+    out.push_back(static_cast<unsigned char>(rll ? 0x100 - (run - 1) : run - 1));
+    out.push_back(in[i]);
+    i += run;
+  }
+  result = 1;
+  return out;
+}
+
+Bytes ReferencePack(const Bytes& in) {
+  Bytes out;
+  const std::size_t n = in.size();
+  std::size_t literals = 0, i = 0;
+  const auto flush = [&](std::size_t to) {
+    for (; literals < to;) {
+      const std::size_t r = std::min<std::size_t>(to - literals, 128);
+      out.push_back(static_cast<unsigned char>(r - 1));
+      out.insert(out.end(), in.begin() + static_cast<long>(literals), in.begin() + static_cast<long>(literals + r));
+      literals += r;
+    }
+  };
+  while (n > 2 && i < n - 2) {
+    const unsigned char v = in[i];
+    if (in[i + 1] != v || (literals < i && in[i + 2] != v)) {
+      ++i;
+      continue;
+    }
+    flush(i);
+    std::size_t end = i + 2;
+    while (end < n && in[end] == v) ++end;
+    std::size_t remaining = end - i;
+    for (; remaining > 128; remaining -= 128) out.insert(out.end(), {0x81, v});
+    if (remaining > 1) {
+      out.insert(out.end(), {static_cast<unsigned char>(257 - remaining), v});
+      literals = end;
+    } else {
+      literals = end - 1;
+    }
+    i = end;
+  }
+  flush(n);
+  return out;
+}
+
+TEST(Compression, MatchesTheByteAtATimeRules) {
+  std::mt19937 rng(9);
+  for (int round = 0; round < 300; ++round) {
+    // Runs of every length class (1, 2, 3, up to past 256) in random order, and
+    // sizes around the coders' 64-byte windows.
+    Bytes data(round < 100 ? static_cast<std::size_t>(round) : rng() % 6000);
+    for (std::size_t i = 0; i < data.size();) {
+      const unsigned kind = rng() % 8;
+      const std::size_t run = kind < 3 ? 1 + kind : kind < 6 ? 1 + rng() % 20 : 100 + rng() % 400;
+      const auto v = static_cast<unsigned char>(rng() % 3);
+      for (std::size_t k = 0; k < run && i < data.size(); ++k) data[i++] = v;
+    }
+    ASSERT_EQ(Pack(data), ReferencePack(data)) << "round " << round;
+    const std::size_t limits[] = {2 * data.size() + 2, data.size(), data.size() / 3 + 1, 64};
+    for (std::size_t limit : limits) {
+      int wantRle = 0, wantRll = 0, got = 0;
+      const Bytes rle = ReferencePairs(data, 256, false, limit, wantRle);
+      const Bytes rll = ReferencePairs(data, 129, true, limit, wantRll);
+      Bytes out(2 * data.size() + 2, 0xEE);
+      unsigned long n = static_cast<unsigned long>(data.size());
+      got = TCompression::ComprimirRLE(data.data(), n, out.data(), static_cast<unsigned long>(limit));
+      ASSERT_EQ(got, wantRle) << "rle round " << round << " limit " << limit;
+      // A refused output still holds the pairs that fitted.
+      ASSERT_TRUE(std::equal(rle.begin(), rle.end(), out.begin())) << "rle round " << round << " limit " << limit;
+      if (got) {
+        ASSERT_EQ(n, rle.size());
+      }
+      n = static_cast<unsigned long>(data.size());
+      got = TCompression::ComprimirRLL(data.data(), n, out.data(), static_cast<unsigned long>(limit));
+      ASSERT_EQ(got, wantRll) << "rll round " << round << " limit " << limit;
+      ASSERT_TRUE(std::equal(rll.begin(), rll.end(), out.begin())) << "rll round " << round << " limit " << limit;
+      if (got) {
+        ASSERT_EQ(n, rll.size());
+      }
+    }
   }
 }
 
