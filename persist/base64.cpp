@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include <kwlib63/persist/base64_impl.h>
+
 namespace {
 
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -79,12 +81,18 @@ int Base64decode_len(const char* pCoded) {
 }
 
 int Base64decode(char* pOut, const char* pCoded) {
+  static const bool wide = kwpersist::Base64WideAvailable();
+  return kwpersist::Base64DecodeWith(pOut, pCoded, wide);
+}
+
+int kwpersist::Base64DecodeWith(char* pOut, const char* pCoded, bool wide) {
   const auto* in = reinterpret_cast<const unsigned char*>(pCoded);
   // The terminator bounds what may be read, so whole groups are taken with one
   // test; the group holding the first byte outside the alphabet ends the data.
   const std::size_t length = std::strlen(pCoded);
   auto* out = reinterpret_cast<unsigned char*>(pOut);
-  std::size_t i = 0;
+  std::size_t i = wide ? Base64DecodeWide(in, length, out) : 0;
+  out += i / 4 * 3;
   for (; i + 4 <= length; i += 4, out += 3) {
     const std::uint32_t v = kDecode[0][in[i]] | kDecode[1][in[i + 1]] | kDecode[2][in[i + 2]] | kDecode[3][in[i + 3]];
     if (v & kBad) break;

@@ -121,8 +121,17 @@ int CompressPairs(const unsigned char* src, unsigned long& nLen, unsigned char* 
 }
 
 // Literal packets of at most 128 bytes.
-std::size_t FlushLiterals(const unsigned char* src, std::size_t from, std::size_t to, unsigned char* dst,
-                          std::size_t out) {
+// `n` bounds both buffers: the input holds n bytes and the output at least n.
+inline __attribute__((always_inline)) std::size_t FlushLiterals(const unsigned char* src, std::size_t from, std::size_t to, unsigned char* dst,
+                          std::size_t out, std::size_t n) {
+  // Short stretches, the common case between runs, move as one 16-byte block; the
+  // bytes past the stretch are overwritten by the packets that follow.
+  if (to - from <= 16 && from + 16 <= n && out + 17 <= n) {
+    if (from == to) return out;
+    dst[out] = static_cast<unsigned char>(to - from - 1);
+    std::memcpy(dst + out + 1, src + from, 16);
+    return out + 1 + (to - from);
+  }
   while (from < to) {
     const std::size_t r = std::min<std::size_t>(to - from, 128);
     dst[out++] = static_cast<unsigned char>(r - 1);
@@ -156,7 +165,7 @@ int TCompression::ComprimirPackbits(unsigned char* pSrc, unsigned long& nLen, un
           const std::size_t length = end - start;
           // Single bytes are literal, and so is a pair inside literal data.
           if (length == 1 || (length == 2 && literals < start)) return true;
-          out = FlushLiterals(pSrc, literals, start, pDst, out);
+          out = FlushLiterals(pSrc, literals, start, pDst, out, n);
           std::size_t remaining = length;
           for (; remaining > 128; remaining -= 128) {
             pDst[out++] = 0x81;
@@ -173,7 +182,7 @@ int TCompression::ComprimirPackbits(unsigned char* pSrc, unsigned long& nLen, un
         },
         [](std::size_t) { return true; });  // single bytes stay in the literal stretch
   }
-  out = FlushLiterals(pSrc, literals, n, pDst, out);
+  out = FlushLiterals(pSrc, literals, n, pDst, out, n);
   nLen = static_cast<unsigned long>(out);
   return 1;
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <kwlib63/persist/base64.h>
+#include <kwlib63/persist/base64_impl.h>
 #include <kwlib63/persist/buffercircular.h>
 
 namespace {
@@ -50,6 +51,36 @@ TEST(Base64, RoundTripsOfEveryLength) {
     std::string data(static_cast<std::size_t>(len), '\0');
     for (char& c : data) c = static_cast<char>(rng());
     ASSERT_EQ(Decode(Encode(data)), data) << len;
+  }
+}
+
+// The scalar decoder and, where the CPU has it, the vector one, against the rule:
+// the leading alphabet characters, three bytes per four, one or two for a rest of
+// two or three. A byte outside the alphabet lands anywhere in or after the blocks.
+TEST(Base64, BothDecodersStopAtTheFirstByteOutsideTheAlphabet) {
+  static const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::mt19937 rng(12);
+  for (int round = 0; round < 2000; ++round) {
+    std::string data(rng() % 200, '\0');
+    for (char& c : data) c = static_cast<char>(rng());
+    std::string text = Encode(data);
+    if (round % 2 == 1 && !text.empty()) text[rng() % text.size()] = static_cast<char>(rng() % 2 ? rng() % 256 : '=');
+    std::size_t valid = 0;
+    while (valid < text.size() && alphabet.find(text[valid]) != std::string::npos && text[valid] != '\0') ++valid;
+    std::string expected;
+    std::uint32_t bits = 0;
+    for (std::size_t k = 0; k < valid; ++k) {
+      bits = bits << 6 | static_cast<std::uint32_t>(alphabet.find(text[k]));
+      if (k % 4 == 3) expected += {static_cast<char>(bits >> 16), static_cast<char>(bits >> 8), static_cast<char>(bits)};
+    }
+    if (valid % 4 >= 2) expected += static_cast<char>(bits >> (valid % 4 == 2 ? 4 : 10));
+    if (valid % 4 == 3) expected += static_cast<char>(bits >> 2);
+    for (const bool wide : {false, kwpersist::Base64WideAvailable()}) {
+      std::string out(static_cast<std::size_t>(Base64decode_len(text.c_str())), '#');
+      const int n = kwpersist::Base64DecodeWith(out.data(), text.c_str(), wide);
+      ASSERT_EQ(out.substr(0, static_cast<std::size_t>(n)), expected) << round << (wide ? " wide" : " scalar");
+      ASSERT_EQ(out[static_cast<std::size_t>(n)], '\0');
+    }
   }
 }
 
