@@ -46,15 +46,7 @@ int CFileBuffer::updateBuffer() { return IsBuffered() ? 0 : loadBuffer(m_nPositi
 void CFileBuffer::updateWriteBlockLimits(unsigned int n) {
   if (!IsBuffered()) return;
   const auto o = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
-  const auto stop = static_cast<unsigned long>(std::min<unsigned long long>(static_cast<unsigned long long>(o) + n, m_nBufferSize));
-  if (m_bDirty) {
-    m_nDirtyStart = std::min(m_nDirtyStart, o);
-    m_nDirtyEnd = std::max(m_nDirtyEnd, stop);
-  } else {
-    m_nDirtyStart = o;
-    m_nDirtyEnd = stop;
-    m_bDirty = true;
-  }
+  MarkDirty(o, static_cast<unsigned long>(std::min<unsigned long long>(static_cast<unsigned long long>(o) + n, m_nBufferSize)));
 }
 
 int CFileBuffer::flushBuffer() {

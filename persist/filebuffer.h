@@ -7,6 +7,9 @@
 // a word, as the original does. Opening errors raise CFileException.
 #pragma once
 
+#include <algorithm>
+#include <cstring>
+
 #include <kwlib63/framework/file.h>
 
 class CFileBuffer : public CFile {
@@ -38,6 +41,28 @@ class CFileBuffer : public CFile {
   // Marks `n` bytes from the position as data to write (up to the block's end).
   void updateWriteBlockLimits(unsigned int n);
 
+  // Small transfers wholly inside the block, for callers that make many of them:
+  // the same effect as Read or Write, or false (nothing done) when the bytes are
+  // not all in the block and the general path must take them.
+  bool ReadInBlock(void* buffer, unsigned int n) {
+    if (m_pBuffer == nullptr || m_nPosition < m_nBlockStart || m_nPosition - m_nBlockStart + n > m_nValid) return false;
+    std::memcpy(buffer, m_pBuffer + (m_nPosition - m_nBlockStart), n);
+    m_nPosition += n;
+    return true;
+  }
+  bool WriteInBlock(const void* buffer, unsigned int n) {
+    if (n == 0) return true;
+    if (m_pBuffer == nullptr || !Writing() || m_nPosition < m_nBlockStart ||
+        m_nPosition - m_nBlockStart + n > m_nBufferSize) {
+      return false;
+    }
+    const auto o = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
+    MarkDirty(o, o + n);
+    std::memcpy(m_pBuffer + o, buffer, n);
+    m_nPosition += n;
+    return true;
+  }
+
  protected:
   // Moves the block to `pos`: 0, -1 (read-write mode, or no memory), -7 (a file error,
   // or reading at or past the end).
@@ -49,6 +74,17 @@ class CFileBuffer : public CFile {
 
  private:
   bool Writing() const { return (m_nFlags & modeWrite) != 0; }
+  // Extends the stretch to write to cover [from, to) of the block.
+  void MarkDirty(unsigned long from, unsigned long to) {
+    if (m_bDirty) {
+      m_nDirtyStart = std::min(m_nDirtyStart, from);
+      m_nDirtyEnd = std::max(m_nDirtyEnd, to);
+    } else {
+      m_nDirtyStart = from;
+      m_nDirtyEnd = to;
+      m_bDirty = true;
+    }
+  }
 
   UINT m_nFlags = 0;
   unsigned char* m_pBuffer = nullptr;

@@ -16,6 +16,8 @@
 #include <kwlib63/framework/file.h>
 #include <kwlib63/framework/wintypes.h>
 
+class CFileBuffer;
+
 class TIndicadorEstat;
 
 inline constexpr std::size_t KW_SER_FILEHEADER = 18;
@@ -117,6 +119,7 @@ class TSerializer {
   bool ReadExactly(void* buffer, unsigned long count);
 
   CFile* m_pFile;
+  CFileBuffer* m_pBuffered;  // m_pFile when it is a CFileBuffer: small records skip its general path
   SER_RECORDHEADER m_hdr = {0, 0, 0};
   bool m_bPending = false;
   unsigned long m_nConsumed = 0;
