@@ -12,6 +12,10 @@
 #include <emmintrin.h>
 #endif
 
+// The per-run steps are small and run millions of times: they belong inside the
+// scanning loop, whatever the inliner's size estimate says.
+#define KW_INLINE __attribute__((always_inline))
+
 namespace {
 
 // Bit k set when p[k] and p[k + 1] differ, for k in 0..63: the ends of the runs in
@@ -64,22 +68,40 @@ std::size_t RunLength(const unsigned char* src, std::size_t from, std::size_t en
   return i - from;
 }
 
-// Calls onRun(start, end) for each maximal run of equal bytes of src[0, n), in
-// order, until it returns false. A window of 64 runs of one byte each is offered
-// whole to onSingles(base) first; when it returns true the window is done.
-template <typename OnRun, typename OnSingles>
+// Which runs ForEachRun reports.
+enum class Runs { kAll, kLongerThanOne };
+
+// Calls onRun(start, end) for each maximal run of equal bytes of src[0, n) (with
+// Runs::kLongerThanOne, for those of two bytes or more until the last 64 bytes,
+// and for all of them after), in order, until it returns false. With Runs::kAll a
+// window of 64 runs of one byte each is offered whole to onSingles(base) first;
+// when it returns true the window is done.
+template <Runs kWhich, typename OnRun, typename OnSingles>
 void ForEachRun(const unsigned char* src, std::size_t n, OnRun&& onRun, OnSingles&& onSingles) {
-  std::size_t start = 0;
+  std::size_t start = 0;  // of the run in progress
+  std::uint64_t endedBefore = 1;  // whether a run ends just before the window
   for (std::size_t base = 0; base + 65 <= n; base += 64) {
     std::uint64_t ends = RunEnds(src + base);
-    if (ends == ~std::uint64_t{0} && start == base && onSingles(base)) {
-      start = base + 64;
-      continue;
-    }
-    for (; ends != 0; ends &= ends - 1) {
-      const std::size_t end = base + static_cast<std::size_t>(__builtin_ctzll(ends)) + 1;
-      if (!onRun(start, end)) return;
-      start = end;
+    if constexpr (kWhich == Runs::kLongerThanOne) {
+      // A run is longer than one byte when the byte before its end is not an end.
+      for (std::uint64_t longEnds = ends & ~(ends << 1 | endedBefore); longEnds != 0; longEnds &= longEnds - 1) {
+        const int k = __builtin_ctzll(longEnds);
+        const std::uint64_t below = ends & ((std::uint64_t{1} << k) - 1);
+        const std::size_t from = below != 0 ? base + 64 - static_cast<std::size_t>(__builtin_clzll(below)) : start;
+        if (!onRun(from, base + static_cast<std::size_t>(k) + 1)) return;
+      }
+      if (ends != 0) start = base + 64 - static_cast<std::size_t>(__builtin_clzll(ends));
+      endedBefore = ends >> 63;
+    } else {
+      if (ends == ~std::uint64_t{0} && start == base && onSingles(base)) {
+        start = base + 64;
+        continue;
+      }
+      for (; ends != 0; ends &= ends - 1) {
+        const std::size_t end = base + static_cast<std::size_t>(__builtin_ctzll(ends)) + 1;
+        if (!onRun(start, end)) return;
+        start = end;
+      }
     }
   }
   while (start < n) {
@@ -96,9 +118,9 @@ int CompressPairs(const unsigned char* src, unsigned long& nLen, unsigned char* 
   const std::size_t limit = nMax != 0 ? nMax : nLen;
   std::size_t out = 0;
   bool full = false;
-  ForEachRun(
+  ForEachRun<Runs::kAll>(
       src, nLen,
-      [&](std::size_t start, std::size_t end) {
+      [&](std::size_t start, std::size_t end) KW_INLINE {
         for (std::size_t run = end - start; run > 0;) {
           const std::size_t part = std::min(run, kMaxRun);
           if (out + 2 > limit) return !(full = true);
@@ -122,7 +144,7 @@ int CompressPairs(const unsigned char* src, unsigned long& nLen, unsigned char* 
 
 // Literal packets of at most 128 bytes.
 // `n` bounds both buffers: the input holds n bytes and the output at least n.
-inline __attribute__((always_inline)) std::size_t FlushLiterals(const unsigned char* src, std::size_t from, std::size_t to, unsigned char* dst,
+inline KW_INLINE std::size_t FlushLiterals(const unsigned char* src, std::size_t from, std::size_t to, unsigned char* dst,
                           std::size_t out, std::size_t n) {
   // Short stretches, the common case between runs, move as one 16-byte block; the
   // bytes past the stretch are overwritten by the packets that follow.
@@ -158,9 +180,10 @@ int TCompression::ComprimirPackbits(unsigned char* pSrc, unsigned long& nLen, un
   std::size_t out = 0;
   std::size_t literals = 0;  // start of the pending literal stretch
   if (n > 2) {
-    ForEachRun(
+    // Single bytes stay in the literal stretch: only longer runs need a look.
+    ForEachRun<Runs::kLongerThanOne>(
         pSrc, n,
-        [&](std::size_t start, std::size_t end) {
+        [&](std::size_t start, std::size_t end) KW_INLINE {
           if (start >= n - 2) return false;  // the last two bytes never open a run
           const std::size_t length = end - start;
           // Single bytes are literal, and so is a pair inside literal data.
@@ -180,7 +203,7 @@ int TCompression::ComprimirPackbits(unsigned char* pSrc, unsigned long& nLen, un
           }
           return true;
         },
-        [](std::size_t) { return true; });  // single bytes stay in the literal stretch
+        [](std::size_t) { return true; });
   }
   out = FlushLiterals(pSrc, literals, n, pDst, out, n);
   nLen = static_cast<unsigned long>(out);
