@@ -4,10 +4,12 @@
 #include <kwlib63/json.h>
 #include <kwlib63/utf8proc.h>
 
+#include <kwlib63/framework/array.h>
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/ctime.h>
 #include <kwlib63/framework/dumpcontext.h>
 #include <kwlib63/framework/exception.h>
+#include <kwlib63/framework/file.h>
 #include <kwlib63/framework/modulestate.h>
 #include <kwlib63/framework/object.h>
 #include <kwlib63/framework/syncobject.h>
@@ -16,8 +18,11 @@
 #include <kwlib63/framework/wnd.h>
 
 #include <kwlib63/platform/clock.h>
+#include <kwlib63/platform/codepage.h>
 #include <kwlib63/platform/debugoutput.h>
 #include <kwlib63/platform/event.h>
+#include <kwlib63/platform/filemapping.h>
+#include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/memory.h>
 #include <kwlib63/platform/messagebox.h>
@@ -46,5 +51,17 @@
 #include <kwlib63/containers/llistacircular.h>
 #include <kwlib63/containers/pila.h>
 #include <kwlib63/containers/taula.h>
+
+#include <kwlib63/persist/base64.h>
+#include <kwlib63/persist/buffercircular.h>
+#include <kwlib63/persist/compression.h>
+#include <kwlib63/persist/crc32.h>
+#include <kwlib63/persist/csv_parser.h>
+#include <kwlib63/persist/filebuffer.h>
+#include <kwlib63/persist/filemapping.h>
+#include <kwlib63/persist/mapviewoffile.h>
+#include <kwlib63/persist/serializer.h>
+
+#include <kwlib63/settings/multistring.h>
 
 #include <kwlib63/ui/appframe.h>

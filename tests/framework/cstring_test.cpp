@@ -5,19 +5,11 @@
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/textconv.h>
 
+#include "support/throws.h"
+
 namespace {
 
-// Runs `f`, expecting it to throw an E*; releases the exception.
-template <typename E, typename F>
-bool Throws(F&& f) {
-  try {
-    f();
-  } catch (E* e) {
-    e->Delete();
-    return true;
-  }
-  return false;
-}
+using kwtest::Throws;
 
 TEST(CString, ExtractionClampsLikeTheFramework) {
   const CString s(L"abcdef");
