@@ -60,6 +60,14 @@ KW_DECLARE_HANDLE(HINSTANCE);
 KW_DECLARE_HANDLE(HWND);
 KW_DECLARE_HANDLE(HRSRC);
 using HMODULE = HINSTANCE;
+
+struct GUID {
+  std::uint32_t Data1;
+  std::uint16_t Data2;
+  std::uint16_t Data3;
+  std::uint8_t Data4[8];
+};
+using UUID = GUID;
 using HANDLE = void*;
 using HGLOBAL = HANDLE;
 using HLOCAL = HANDLE;

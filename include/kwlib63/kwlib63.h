@@ -63,5 +63,6 @@
 #include <kwlib63/persist/serializer.h>
 
 #include <kwlib63/settings/multistring.h>
+#include <kwlib63/settings/stringex.h>
 
 #include <kwlib63/ui/appframe.h>
