@@ -15,6 +15,7 @@ namespace kwplat {
 enum class HandleKind : std::uint32_t {
   kEvent = 0x4B574556,        // "KWEV"
   kFileMapping = 0x4B57464D,  // "KWFM"
+  kFind = 0x4B574644,         // "KWFD"
 };
 
 // The base of every object a HANDLE names. The kind comes first and is the only
