@@ -171,5 +171,7 @@ inline constexpr DWORD ERROR_TIMEOUT = 1460;
 // for an errno value that has no system error code: 0x20000000 | errno.
 inline constexpr DWORD APPLICATION_ERROR_MASK = 0x20000000;
 
+inline constexpr HRESULT S_OK = 0;
+inline constexpr HRESULT E_FAIL = HRESULT(0x80004005);
 inline constexpr HRESULT E_INVALIDARG = HRESULT(0x80070057);
 inline constexpr HRESULT E_OUTOFMEMORY = HRESULT(0x8007000E);

@@ -21,6 +21,7 @@
 #include <kwlib63/platform/codepage.h>
 #include <kwlib63/platform/debugoutput.h>
 #include <kwlib63/platform/event.h>
+#include <kwlib63/platform/fileapi.h>
 #include <kwlib63/platform/filemapping.h>
 #include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
@@ -28,7 +29,9 @@
 #include <kwlib63/platform/messagebox.h>
 #include <kwlib63/platform/messagequeue.h>
 #include <kwlib63/platform/module.h>
+#include <kwlib63/platform/pathparts.h>
 #include <kwlib63/platform/resource.h>
+#include <kwlib63/platform/shell.h>
 #include <kwlib63/platform/sysmessage.h>
 
 #include <kwlib63/res/resource.h>
@@ -63,6 +66,7 @@
 #include <kwlib63/persist/serializer.h>
 
 #include <kwlib63/settings/multistring.h>
+#include <kwlib63/settings/pathstring.h>
 #include <kwlib63/settings/stringex.h>
 
 #include <kwlib63/ui/appframe.h>
