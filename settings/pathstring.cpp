@@ -13,6 +13,7 @@
 #include <kwlib63/platform/module.h>
 #include <kwlib63/platform/pathparts.h>
 #include <kwlib63/platform/shell.h>
+#include <kwlib63/platform/versioninfo.h>
 
 CString CPathString::g_strBaseRutaDades;
 
@@ -327,6 +328,89 @@ unsigned int CPathString::GetTempFileNameW(const wchar_t* dir, const wchar_t* pr
   const UINT n = kwplat::GetTempFileNameW(dir, prefix, unique, buffer.data());
   CString::operator=(buffer.data());
   return n;
+}
+
+namespace {
+
+// The file's version block, or an empty vector.
+std::vector<unsigned char> VersionBlock(const wchar_t* path) {
+  DWORD handle = 0;
+  const DWORD size = kwplat::GetFileVersionInfoSizeW(path, &handle);
+  std::vector<unsigned char> block(size);
+  if (size == 0 || !kwplat::GetFileVersionInfoW(path, handle, size, block.data())) block.clear();
+  return block;
+}
+
+int ReadVersion(const wchar_t* path, CInfoVersio& versio, bool product) {
+  const std::vector<unsigned char> block = VersionBlock(path);
+  void* data = nullptr;
+  UINT length = 0;
+  if (block.empty() || !kwplat::VerQueryValueW(block.data(), L"\\", &data, &length)) return 0;
+  const auto* fixed = static_cast<const VS_FIXEDFILEINFO*>(data);
+  const DWORD ms = product ? fixed->dwProductVersionMS : fixed->dwFileVersionMS;
+  const DWORD ls = product ? fixed->dwProductVersionLS : fixed->dwFileVersionLS;
+  versio.nMajor = ms >> 16;
+  versio.nMinor = ms & 0xFFFF;
+  versio.nRelease = ls >> 16;
+  versio.nBuild = ls & 0xFFFF;
+  versio.bDebug = (fixed->dwFileFlags & VS_FF_DEBUG) != 0;
+  versio.bPreRelease = (fixed->dwFileFlags & VS_FF_PRERELEASE) != 0;
+  return 1;
+}
+
+CString VersionText(const CInfoVersio& v, bool suffix) {
+  CString s;
+  if (v.nRelease != 0) {
+    s.Format(L"%u.%u.%u", v.nMajor, v.nMinor, v.nRelease);
+  } else {
+    s.Format(L"%u.%u", v.nMajor, v.nMinor);
+  }
+  if (!suffix) return s;
+  if (v.nBuild == 99) {
+    s += L"-rc";
+  } else if (v.nBuild > 100) {
+    s.AppendFormat(L"-rc.%u", v.nBuild - 100);
+  } else if (v.bPreRelease != 0 || v.nBuild != 0) {
+    s += L"-beta";
+    if (v.nBuild != 0) s.AppendFormat(L".%u", v.nBuild);
+  }
+  return s;
+}
+
+}  // namespace
+
+int CPathString::GetFileVersion(const wchar_t* path, CInfoVersio& versio) { return ReadVersion(path, versio, false); }
+
+int CPathString::GetProductVersion(const wchar_t* path, CInfoVersio& versio) { return ReadVersion(path, versio, true); }
+
+int CPathString::GetFileVersion(CString& s, int bSufix) const {
+  CInfoVersio v;
+  if (!GetFileVersion(*this, v)) return 0;
+  s = VersionText(v, bSufix != 0);
+  return 1;
+}
+
+int CPathString::GetProductVersion(CString& s) const {
+  CInfoVersio v;
+  if (!GetProductVersion(*this, v)) return 0;
+  s = VersionText(v, true);
+  return 1;
+}
+
+int CPathString::GetStringInformacio(const wchar_t* path, const wchar_t* clau, CString& s) {
+  const std::vector<unsigned char> block = VersionBlock(path);
+  void* data = nullptr;
+  UINT length = 0;
+  if (block.empty() || !kwplat::VerQueryValueW(block.data(), L"\\VarFileInfo\\Translation", &data, &length) || length < 4) {
+    return 0;
+  }
+  const DWORD translation = *static_cast<const DWORD*>(data);
+  CString query;
+  query.Format(L"\\StringFileInfo\\%04hx%04hx\\%s", static_cast<unsigned short>(translation & 0xFFFF),
+               static_cast<unsigned short>(translation >> 16), clau != nullptr ? clau : L"");
+  if (!kwplat::VerQueryValueW(block.data(), query, &data, &length)) return 0;
+  s = static_cast<const wchar_t*>(data);
+  return 1;
 }
 
 CString CPathString::GetWindowsDir(int bBarraFinal) { return GetRutaShell(CSIDL_WINDOWS, bBarraFinal); }

@@ -8,6 +8,7 @@
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/ctime.h>
 #include <kwlib63/framework/wintypes.h>
+#include <kwlib63/settings/infoversio.h>
 
 class CWnd;
 
@@ -81,6 +82,16 @@ class CPathString : public CString {
   unsigned long long Carregar(unsigned char*& pBuffer) const { return Carregar(*this, pBuffer); }
   unsigned int GetTempFileNameW(const wchar_t* prefix, unsigned int unique);
   unsigned int GetTempFileNameW(const wchar_t* dir, const wchar_t* prefix, unsigned int unique);
+
+  // The version note of the file (see KW_VERSION_INFO): 1, or 0 without one.
+  static int GetFileVersion(const wchar_t* path, CInfoVersio& versio);
+  static int GetProductVersion(const wchar_t* path, CInfoVersio& versio);
+  // The version as text, "2.1.3-beta.7" and the like; the product version always
+  // with its suffix, the file version with it on request.
+  int GetFileVersion(CString& s, int bSufix) const;
+  int GetProductVersion(CString& s) const;
+  // The text of `clau` in the string table of the file's first translation.
+  static int GetStringInformacio(const wchar_t* path, const wchar_t* clau, CString& s);
 
   static CString GetWindowsDir(int bBarraFinal);
   static CString GetSystemDir(int bBarraFinal);

@@ -33,6 +33,7 @@
 #include <kwlib63/platform/resource.h>
 #include <kwlib63/platform/shell.h>
 #include <kwlib63/platform/sysmessage.h>
+#include <kwlib63/platform/versioninfo.h>
 
 #include <kwlib63/res/resource.h>
 
@@ -66,6 +67,7 @@
 #include <kwlib63/persist/serializer.h>
 
 #include <kwlib63/settings/multistring.h>
+#include <kwlib63/settings/infoversio.h>
 #include <kwlib63/settings/pathstring.h>
 #include <kwlib63/settings/stringex.h>
 

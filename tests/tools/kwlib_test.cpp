@@ -237,3 +237,24 @@ TEST(KwlibCsv, RowsAsTextAndJson) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(KwlibVersion, ReadsTheNoteWithoutRunningTheFile) {
+  Result r = Kwlib(std::string("version ") + KWLIB_EXE);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("FileDescription  kwlib command-line tool\n"), std::string::npos) << r.out;
+  r = Kwlib(std::string("version --json ") + KWLIB_EXE);
+  Json::Value v;
+  ASSERT_TRUE(Json::Reader().parse(r.out, v)) << r.out;
+  EXPECT_EQ(v["strings"]["InternalName"].asString(), "kwlib");
+  const std::string text = TempFile("plain text");
+  r = Kwlib("version " + text);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("no version information"), std::string::npos);
+  EXPECT_EQ(Kwlib("version /no/such/file").status, 1);
+  EXPECT_EQ(Kwlib("version").status, 2);
+  std::remove(text.c_str());
+}
+
+}  // namespace
