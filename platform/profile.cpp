@@ -1,0 +1,520 @@
+#include <kwlib63/platform/profile.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <utf8proc.h>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/codepage.h>
+#include <kwlib63/platform/lasterror.h>
+
+namespace kwplat {
+namespace {
+
+// One line of the file: its bytes as they stand (without the line end), its line
+// end's bytes, and its text.
+struct Line {
+  std::string raw;
+  std::string eol;
+  std::wstring text;
+};
+
+struct IniFile {
+  bool utf16 = false;
+  std::vector<Line> lines;
+};
+
+// What a line is, by its text.
+struct Parsed {
+  enum Kind { kBlank, kComment, kSection, kEntry } kind = kBlank;
+  std::wstring name;   // the section's, or the entry's key
+  std::wstring value;  // the entry's value
+};
+
+std::wstring Trim(std::wstring_view s) {
+  const std::size_t first = s.find_first_not_of(L" \t");
+  if (first == std::wstring_view::npos) return std::wstring();
+  const std::size_t last = s.find_last_not_of(L" \t");
+  return std::wstring(s.substr(first, last - first + 1));
+}
+
+Parsed Parse(const std::wstring& text) {
+  Parsed p;
+  const std::wstring t = Trim(text);
+  if (t.empty()) return p;
+  if (t[0] == L';') {
+    p.kind = Parsed::kComment;
+  } else if (t[0] == L'[') {
+    p.kind = Parsed::kSection;
+    const std::size_t close = t.find(L']');
+    p.name = Trim(std::wstring_view(t).substr(1, close == std::wstring::npos ? std::wstring::npos : close - 1));
+  } else {
+    p.kind = Parsed::kEntry;
+    const std::size_t eq = t.find(L'=');
+    p.name = Trim(std::wstring_view(t).substr(0, eq));
+    if (eq != std::wstring::npos) {
+      p.value = Trim(std::wstring_view(t).substr(eq + 1));
+      if (p.value.size() >= 2 && (p.value[0] == L'"' || p.value[0] == L'\'') && p.value.back() == p.value[0]) {
+        p.value = p.value.substr(1, p.value.size() - 2);
+      }
+    }
+  }
+  return p;
+}
+
+bool SameName(std::wstring_view a, std::wstring_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (utf8proc_toupper(static_cast<utf8proc_int32_t>(a[i])) != utf8proc_toupper(static_cast<utf8proc_int32_t>(b[i]))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// --- Bytes and text -------------------------------------------------------------
+
+std::wstring DecodeAnsi(const std::string& bytes) {
+  if (bytes.empty()) return std::wstring();
+  std::wstring text(bytes.size(), L'\0');
+  MultiByteToWideChar(1252, 0, bytes.data(), static_cast<int>(bytes.size()), text.data(), static_cast<int>(text.size()));
+  return text;
+}
+
+std::string Encode(const IniFile& file, const std::wstring& text) {
+  if (file.utf16) {
+    std::string bytes;
+    for (const char16_t u : kwfw::WideToUtf16(text)) {
+      bytes += static_cast<char>(u & 0xFF);
+      bytes += static_cast<char>(u >> 8);
+    }
+    return bytes;
+  }
+  if (text.empty()) return std::string();
+  std::string bytes(text.size(), '\0');
+  WideCharToMultiByte(1252, 0, text.data(), static_cast<int>(text.size()), bytes.data(), static_cast<int>(bytes.size()),
+                      nullptr, nullptr);
+  return bytes;
+}
+
+std::string NewLineEnd(const IniFile& file) { return file.utf16 ? std::string("\r\0\n\0", 4) : std::string("\r\n"); }
+
+// Splits the bytes into lines at CR LF, LF or CR, in the file's code units.
+IniFile Split(const std::string& bytes) {
+  IniFile file;
+  file.utf16 = bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF &&
+               static_cast<unsigned char>(bytes[1]) == 0xFE;
+  const std::size_t unit = file.utf16 ? 2 : 1;
+  const std::size_t start = file.utf16 ? 2 : 0;
+  const auto at = [&](std::size_t i) -> unsigned {
+    return file.utf16 ? static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8
+                      : static_cast<unsigned char>(bytes[i]);
+  };
+  const std::size_t end = start + (bytes.size() - start) / unit * unit;  // an odd last byte is left out
+  std::size_t lineStart = start;
+  for (std::size_t i = start; i < end;) {
+    const unsigned c = at(i);
+    if (c != '\r' && c != '\n') {
+      i += unit;
+      continue;
+    }
+    std::size_t next = i + unit;
+    if (c == '\r' && next < end && at(next) == '\n') next += unit;
+    file.lines.push_back(Line{bytes.substr(lineStart, i - lineStart), bytes.substr(i, next - i), L""});
+    lineStart = i = next;
+  }
+  if (lineStart < end) file.lines.push_back(Line{bytes.substr(lineStart, end - lineStart), std::string(), L""});
+  for (Line& line : file.lines) {
+    if (file.utf16) {
+      std::u16string units(line.raw.size() / 2, u'\0');
+      for (std::size_t k = 0; k < units.size(); ++k) {
+        units[k] = static_cast<char16_t>(static_cast<unsigned char>(line.raw[2 * k]) |
+                                         static_cast<unsigned char>(line.raw[2 * k + 1]) << 8);
+      }
+      line.text = kwfw::Utf16ToWide(units);
+    } else {
+      line.text = DecodeAnsi(line.raw);
+    }
+  }
+  return file;
+}
+
+std::string Join(const IniFile& file) {
+  std::string bytes = file.utf16 ? std::string("\xFF\xFE", 2) : std::string();
+  for (const Line& line : file.lines) bytes += line.raw + line.eol;
+  return bytes;
+}
+
+Line MakeLine(const IniFile& file, const std::wstring& text) { return Line{Encode(file, text), NewLineEnd(file), text}; }
+
+// --- Sections --------------------------------------------------------------------
+
+struct Range {
+  std::size_t header, end;  // the header line, and the next section's header (or the end)
+};
+
+std::optional<Range> FindSection(const IniFile& file, std::wstring_view name) {
+  for (std::size_t i = 0; i < file.lines.size(); ++i) {
+    const Parsed p = Parse(file.lines[i].text);
+    if (p.kind != Parsed::kSection || !SameName(p.name, name)) continue;
+    std::size_t end = i + 1;
+    while (end < file.lines.size() && Parse(file.lines[end].text).kind != Parsed::kSection) ++end;
+    return Range{i, end};
+  }
+  return std::nullopt;
+}
+
+std::optional<std::size_t> FindKey(const IniFile& file, const Range& r, std::wstring_view key) {
+  for (std::size_t i = r.header + 1; i < r.end; ++i) {
+    const Parsed p = Parse(file.lines[i].text);
+    if (p.kind == Parsed::kEntry && SameName(p.name, key)) return i;
+  }
+  return std::nullopt;
+}
+
+// Lines go at the end of the file; the last line gets its line end first.
+void AppendLines(IniFile& file, const std::vector<std::wstring>& texts) {
+  if (!file.lines.empty() && file.lines.back().eol.empty()) file.lines.back().eol = NewLineEnd(file);
+  for (const std::wstring& t : texts) file.lines.push_back(MakeLine(file, t));
+}
+
+// Inserts after the section's last line that is not blank.
+void InsertInSection(IniFile& file, const Range& r, const std::vector<std::wstring>& texts) {
+  std::size_t at = r.end;
+  while (at > r.header + 1 && Parse(file.lines[at - 1].text).kind == Parsed::kBlank) --at;
+  if (at == file.lines.size()) {
+    AppendLines(file, texts);
+    return;
+  }
+  if (file.lines[at - 1].eol.empty()) file.lines[at - 1].eol = NewLineEnd(file);
+  std::vector<Line> added;
+  for (const std::wstring& t : texts) added.push_back(MakeLine(file, t));
+  file.lines.insert(file.lines.begin() + static_cast<long>(at), added.begin(), added.end());
+}
+
+// --- Files, cache and the locked write -------------------------------------------
+
+std::string Native(LPCWSTR path) { return kwfw::WideToUtf8(path != nullptr ? path : L""); }
+
+struct Stamp {
+  dev_t dev = 0;
+  ino_t ino = 0;
+  off_t size = -1;
+  long long mtime = 0;
+  bool operator==(const Stamp&) const = default;
+};
+
+Stamp StampOf(const struct stat& st) {
+  return Stamp{st.st_dev, st.st_ino, st.st_size, static_cast<long long>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec};
+}
+
+std::mutex g_cacheLock;
+std::map<std::string, std::pair<Stamp, IniFile>> g_cache;  // by path as given
+constexpr std::size_t kCacheEntries = 64;
+
+bool ReadBytes(const std::string& path, std::string& bytes, struct stat& st) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  bool ok = fstat(fd, &st) == 0;
+  bytes.clear();
+  char block[65536];
+  for (ssize_t n; ok && (n = read(fd, block, sizeof block)) != 0;) {
+    if (n < 0) {
+      ok = errno == EINTR;
+      continue;
+    }
+    bytes.append(block, static_cast<std::size_t>(n));
+  }
+  close(fd);
+  return ok;
+}
+
+// The parsed file, from the cache while its stamp holds; false when it cannot be read.
+bool Load(const std::string& path, IniFile& file) {
+  struct stat st {};
+  if (stat(path.c_str(), &st) != 0) {
+    SetLastErrorFromErrno();
+    return false;
+  }
+  {
+    const std::lock_guard lock(g_cacheLock);
+    const auto it = g_cache.find(path);
+    if (it != g_cache.end() && it->second.first == StampOf(st)) {
+      file = it->second.second;
+      return true;
+    }
+  }
+  std::string bytes;
+  if (!ReadBytes(path, bytes, st)) {
+    SetLastErrorFromErrno();
+    return false;
+  }
+  file = Split(bytes);
+  const std::lock_guard lock(g_cacheLock);
+  if (g_cache.size() >= kCacheEntries) g_cache.clear();
+  g_cache[path] = {StampOf(st), file};
+  return true;
+}
+
+// The file a write replaces: a symbolic link's target rather than the link.
+std::string WriteTarget(const std::string& path) {
+  struct stat st {};
+  if (lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return path;
+  char* resolved = realpath(path.c_str(), nullptr);
+  if (resolved != nullptr) {
+    std::string target = resolved;
+    std::free(resolved);
+    return target;
+  }
+  // A link to a file not yet there: the file is made where the link points.
+  std::string link(PATH_MAX, '\0');
+  const ssize_t n = readlink(path.c_str(), link.data(), link.size());
+  if (n <= 0) return path;
+  link.resize(static_cast<std::size_t>(n));
+  if (link[0] == '/') return link;
+  const std::size_t slash = path.find_last_of('/');
+  return slash == std::string::npos ? link : path.substr(0, slash + 1) + link;
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.find_last_of('/');
+  return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Writes `bytes` to a new file beside `target` and renames it over `target`,
+// keeping the old file's mode, owner and access list.
+bool Replace(const std::string& target, const std::string& bytes, const struct stat* old) {
+  const std::string folder = FolderOf(target);
+  std::string temp = folder + "/.kwini-XXXXXX";
+  const int fd = mkstemp(temp.data());
+  if (fd < 0) return false;
+  bool ok = true;
+  for (std::size_t done = 0; ok && done < bytes.size();) {
+    const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
+    if (n < 0) {
+      ok = errno == EINTR;
+    } else {
+      done += static_cast<std::size_t>(n);
+    }
+  }
+  if (old != nullptr) {
+    if (fchown(fd, old->st_uid, old->st_gid) != 0) {
+      // Only the owner's own files can be given back their owner; the data matter more.
+    }
+    fchmod(fd, old->st_mode & 07777);
+    std::vector<char> acl(4096);
+    const ssize_t n = getxattr(target.c_str(), "system.posix_acl_access", acl.data(), acl.size());
+    if (n > 0) fsetxattr(fd, "system.posix_acl_access", acl.data(), static_cast<std::size_t>(n), 0);
+  } else {
+    const mode_t mask = umask(0);
+    umask(mask);
+    fchmod(fd, 0666 & ~mask);
+  }
+  ok = ok && fsync(fd) == 0;
+  const int error = errno;
+  ok = close(fd) == 0 && ok;
+  if (ok && rename(temp.c_str(), target.c_str()) == 0) {
+    const int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+      fsync(dir);
+      close(dir);
+    }
+    return true;
+  }
+  const int failure = ok ? errno : error;
+  unlink(temp.c_str());
+  errno = failure;
+  return false;
+}
+
+// Runs `change` on the current content of `path` under the folder's lock and
+// replaces the file with the result. `change` returns false to leave it alone.
+template <typename Change>
+BOOL Modify(LPCWSTR path, Change&& change) {
+  if (path == nullptr || *path == 0) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  const std::string given = Native(path);
+  const std::string target = WriteTarget(given);
+  const int lockFd = open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (lockFd >= 0) flock(lockFd, LOCK_EX);
+  struct stat st {};
+  std::string bytes;
+  const bool exists = ReadBytes(target, bytes, st);
+  if (!exists && errno != ENOENT) {
+    SetLastErrorFromErrno();
+    if (lockFd >= 0) close(lockFd);
+    return FALSE;
+  }
+  IniFile file = exists ? Split(bytes) : IniFile{};
+  bool ok = true;
+  if (change(file)) {
+    ok = Replace(target, Join(file), exists ? &st : nullptr);
+    if (!ok) SetLastErrorFromErrno();
+  }
+  {
+    const std::lock_guard lock(g_cacheLock);
+    g_cache.erase(given);
+    g_cache.erase(target);
+  }
+  if (lockFd >= 0) close(lockFd);  // closing releases the lock
+  return ok ? TRUE : FALSE;
+}
+
+// --- Results into the caller's buffer ---------------------------------------------
+
+DWORD CopyValue(const std::wstring& value, LPWSTR buffer, DWORD size) {
+  if (buffer == nullptr || size == 0) return 0;
+  const std::size_t n = value.size() < size - 1 ? value.size() : size - 1;
+  std::wmemcpy(buffer, value.c_str(), n);
+  buffer[n] = 0;
+  return static_cast<DWORD>(n);
+}
+
+DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR buffer, DWORD size) {
+  if (buffer == nullptr || size == 0) return 0;
+  if (size == 1) {
+    buffer[0] = 0;
+    return 0;
+  }
+  std::wstring list;
+  for (const std::wstring& item : items) list += item + L'\0';
+  if (list.size() + 1 <= size) {
+    std::wmemcpy(buffer, list.c_str(), list.size());
+    buffer[list.size()] = 0;
+    if (list.empty()) buffer[1] = 0;
+    return static_cast<DWORD>(list.size());
+  }
+  // Cut to fit: the list still ends with two zeros.
+  std::wmemcpy(buffer, list.c_str(), size - 2);
+  buffer[size - 2] = 0;
+  buffer[size - 1] = 0;
+  return size - 2;
+}
+
+}  // namespace
+
+DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue, LPWSTR buffer, DWORD size,
+                               LPCWSTR file) {
+  IniFile ini;
+  const bool loaded = Load(Native(file), ini);
+  if (section == nullptr) {
+    std::vector<std::wstring> names;
+    for (const Line& line : ini.lines) {
+      const Parsed p = Parse(line.text);
+      if (p.kind == Parsed::kSection) names.push_back(p.name);
+    }
+    return CopyList(names, buffer, size);
+  }
+  const std::optional<Range> r = loaded ? FindSection(ini, section) : std::nullopt;
+  if (key == nullptr) {
+    std::vector<std::wstring> keys;
+    for (std::size_t i = r ? r->header + 1 : 0; r && i < r->end; ++i) {
+      const Parsed p = Parse(ini.lines[i].text);
+      if (p.kind == Parsed::kEntry) keys.push_back(p.name);
+    }
+    return CopyList(keys, buffer, size);
+  }
+  if (r) {
+    if (const std::optional<std::size_t> at = FindKey(ini, *r, key)) return CopyValue(Parse(ini.lines[*at].text).value, buffer, size);
+  }
+  std::wstring fallback = defaultValue != nullptr ? defaultValue : L"";
+  while (!fallback.empty() && fallback.back() == L' ') fallback.pop_back();
+  return CopyValue(fallback, buffer, size);
+}
+
+DWORD GetPrivateProfileSectionNamesW(LPWSTR buffer, DWORD size, LPCWSTR file) {
+  return GetPrivateProfileStringW(nullptr, nullptr, nullptr, buffer, size, file);
+}
+
+DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCWSTR file) {
+  IniFile ini;
+  std::vector<std::wstring> lines;
+  if (section != nullptr && Load(Native(file), ini)) {
+    if (const std::optional<Range> r = FindSection(ini, section)) {
+      for (std::size_t i = r->header + 1; i < r->end; ++i) {
+        if (Parse(ini.lines[i].text).kind == Parsed::kEntry) lines.push_back(Trim(ini.lines[i].text));
+      }
+    }
+  }
+  return CopyList(lines, buffer, size);
+}
+
+BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file) {
+  if (section == nullptr) {
+    if (key == nullptr && value == nullptr) return TRUE;  // a request to flush: every write is already on disk
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  return Modify(file, [&](IniFile& ini) {
+    const std::optional<Range> r = FindSection(ini, section);
+    if (key == nullptr) {
+      if (!r) return false;
+      ini.lines.erase(ini.lines.begin() + static_cast<long>(r->header), ini.lines.begin() + static_cast<long>(r->end));
+      return true;
+    }
+    const std::optional<std::size_t> at = r ? FindKey(ini, *r, key) : std::nullopt;
+    if (value == nullptr) {
+      if (!at) return false;
+      ini.lines.erase(ini.lines.begin() + static_cast<long>(*at));
+      return true;
+    }
+    const std::wstring text = std::wstring(key) + L"=" + value;
+    if (at) {
+      Line& line = ini.lines[*at];
+      line.text = text;
+      line.raw = Encode(ini, text);
+    } else if (r) {
+      InsertInSection(ini, *r, {text});
+    } else {
+      AppendLines(ini, {L"[" + std::wstring(section) + L"]", text});
+    }
+    return true;
+  });
+}
+
+BOOL WritePrivateProfileSectionW(LPCWSTR section, LPCWSTR lines, LPCWSTR file) {
+  if (section == nullptr) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  std::vector<std::wstring> texts;
+  for (const wchar_t* p = lines; p != nullptr && *p != 0; p += std::wcslen(p) + 1) texts.emplace_back(p);
+  return Modify(file, [&](IniFile& ini) {
+    const std::optional<Range> r = FindSection(ini, section);
+    if (lines == nullptr) {
+      if (!r) return false;
+      ini.lines.erase(ini.lines.begin() + static_cast<long>(r->header), ini.lines.begin() + static_cast<long>(r->end));
+      return true;
+    }
+    if (!r) {
+      std::vector<std::wstring> all{L"[" + std::wstring(section) + L"]"};
+      all.insert(all.end(), texts.begin(), texts.end());
+      AppendLines(ini, all);
+      return true;
+    }
+    // The section's old lines go, blank lines before the next section stay.
+    std::size_t end = r->end;
+    while (end > r->header + 1 && Parse(ini.lines[end - 1].text).kind == Parsed::kBlank) --end;
+    ini.lines.erase(ini.lines.begin() + static_cast<long>(r->header + 1), ini.lines.begin() + static_cast<long>(end));
+    InsertInSection(ini, Range{r->header, r->header + 1}, texts);
+    return true;
+  });
+}
+
+}  // namespace kwplat

@@ -1,0 +1,163 @@
+// The profile functions on real files: the Windows reading rules, writes that keep
+// every other byte, both encodings, buffers cut to fit, links written through,
+// modes kept, the cache following outside changes, and two processes writing one
+// file at once.
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+#include <gtest/gtest.h>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/profile.h>
+
+namespace {
+
+class ProfileTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char dir[] = "/tmp/kwlib-ini-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    m_dir = dir;
+    m_path = m_dir + "/f.ini";
+    m_file = kwfw::Utf8ToWide(m_path);
+  }
+  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
+  void WriteBytes(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
+  std::string Bytes() const {
+    std::ifstream f(m_path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(f), {});
+  }
+  std::wstring Get(const wchar_t* section, const wchar_t* key, const wchar_t* dflt = L"") const {
+    wchar_t buffer[256];
+    const DWORD n = kwplat::GetPrivateProfileStringW(section, key, dflt, buffer, 256, m_file.c_str());
+    return std::wstring(buffer, n);
+  }
+  // A list read as one string with its zeros, the final one left out.
+  std::wstring List(const wchar_t* section) const {
+    wchar_t buffer[256];
+    return std::wstring(buffer, kwplat::GetPrivateProfileStringW(section, nullptr, L"", buffer, 256, m_file.c_str()));
+  }
+  BOOL Set(const wchar_t* section, const wchar_t* key, const wchar_t* value) const {
+    return kwplat::WritePrivateProfileStringW(section, key, value, m_file.c_str());
+  }
+
+  std::string m_dir, m_path;
+  std::wstring m_file;
+};
+
+TEST_F(ProfileTest, ReadingRules) {
+  WriteBytes("; comment\r\n[Sec]\r\n Key1 = value one \r\nkey1=dup\r\nquoted=\"  spaced  \"\r\nempty=\r\n"
+             "[sec]\r\nother=x\r\n[Two]\r\na=1");
+  EXPECT_EQ(Get(L"SEC", L"KEY1"), L"value one");  // case, whitespace, first of duplicates
+  EXPECT_EQ(Get(L"Sec", L"quoted"), L"  spaced  ");
+  EXPECT_EQ(Get(L"Sec", L"empty", L"d"), L"");
+  EXPECT_EQ(Get(L"Sec", L"other", L"def  "), L"def");  // only the first [sec] counts; trailing blanks go
+  EXPECT_EQ(Get(L"Two", L"a"), L"1");                   // the last line has no line end
+  EXPECT_EQ(List(nullptr), std::wstring(L"Sec\0sec\0Two\0", 12));
+  EXPECT_EQ(List(L"sec"), std::wstring(L"Key1\0key1\0quoted\0empty\0", 23));
+  wchar_t buffer[64];
+  const DWORD n = kwplat::GetPrivateProfileSectionW(L"Two", buffer, 64, m_file.c_str());
+  EXPECT_EQ(std::wstring(buffer, n), std::wstring(L"a=1\0", 4));
+
+  // Cut to fit: a value to size - 1, a list to size - 2 with two zeros.
+  EXPECT_EQ(kwplat::GetPrivateProfileStringW(L"Sec", L"Key1", L"", buffer, 4, m_file.c_str()), 3u);
+  EXPECT_EQ(std::wstring(buffer), L"val");
+  EXPECT_EQ(kwplat::GetPrivateProfileSectionNamesW(buffer, 6, m_file.c_str()), 4u);
+  EXPECT_EQ(std::wstring(buffer, 6), std::wstring(L"Sec\0\0\0", 6));
+
+  const std::wstring missing = kwfw::Utf8ToWide(m_dir + "/none.ini");
+  EXPECT_EQ(kwplat::GetPrivateProfileStringW(L"a", L"b", L"dflt", buffer, 64, missing.c_str()), 4u);
+  EXPECT_EQ(kwplat::GetLastError(), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(ProfileTest, WritesKeepEveryOtherByte) {
+  const std::string before = "; keep me\n[A]\nx = 1\n\n[B]\ny=2";
+  WriteBytes(before);
+  EXPECT_TRUE(Set(L"a", L"X", L"one"));  // replaces the line in place, line end kept
+  EXPECT_EQ(Bytes(), "; keep me\n[A]\nX=one\n\n[B]\ny=2");
+  EXPECT_TRUE(Set(L"A", L"z", L"3"));  // after the section's last line, before the blank one
+  EXPECT_EQ(Bytes(), "; keep me\n[A]\nX=one\nz=3\r\n\n[B]\ny=2");
+  EXPECT_TRUE(Set(L"C", L"k", L"v"));  // a new section at the end; the last line gets its line end
+  EXPECT_EQ(Bytes(), "; keep me\n[A]\nX=one\nz=3\r\n\n[B]\ny=2\r\n[C]\r\nk=v\r\n");
+  EXPECT_TRUE(Set(L"A", L"x", nullptr));
+  EXPECT_TRUE(Set(L"B", nullptr, nullptr));
+  EXPECT_EQ(Bytes(), "; keep me\n[A]\nz=3\r\n\n[C]\r\nk=v\r\n");
+  const wchar_t lines[] = L"p=1\0q=2\0";
+  EXPECT_TRUE(kwplat::WritePrivateProfileSectionW(L"a", lines, m_file.c_str()));
+  EXPECT_EQ(Bytes(), "; keep me\n[A]\np=1\r\nq=2\r\n\n[C]\r\nk=v\r\n");
+  EXPECT_TRUE(kwplat::WritePrivateProfileSectionW(L"A", nullptr, m_file.c_str()));
+  EXPECT_EQ(Bytes(), "; keep me\n[C]\r\nk=v\r\n");
+  EXPECT_FALSE(Set(nullptr, L"k", L"v"));
+  EXPECT_EQ(kwplat::GetLastError(), ERROR_INVALID_PARAMETER);
+
+  // A new file is Windows-1252.
+  std::system(("rm " + m_path).c_str());
+  EXPECT_TRUE(Set(L"S", L"k", L"caf\u00E9 \u4E2D"));
+  EXPECT_EQ(Bytes(), "[S]\r\nk=caf\xE9 ?\r\n");
+}
+
+TEST_F(ProfileTest, Utf16Files) {
+  const auto utf16 = [](const std::wstring& text) {
+    std::string bytes("\xFF\xFE", 2);
+    for (const char16_t u : kwfw::WideToUtf16(text)) bytes += {static_cast<char>(u & 0xFF), static_cast<char>(u >> 8)};
+    return bytes;
+  };
+  WriteBytes(utf16(L"[\u00C9t\u00E9]\r\nnom=\u4E2D\U0001F600\r\n"));
+  EXPECT_EQ(Get(L"\u00E9T\u00C9", L"NOM"), L"\u4E2D\U0001F600");
+  EXPECT_TRUE(Set(L"\u00C9t\u00E9", L"b", L"\u00E0"));
+  EXPECT_EQ(Bytes(), utf16(L"[\u00C9t\u00E9]\r\nnom=\u4E2D\U0001F600\r\nb=\u00E0\r\n"));
+}
+
+TEST_F(ProfileTest, LinksModesAndOutsideChanges) {
+  WriteBytes("[s]\r\nk=1\r\n");
+  chmod(m_path.c_str(), 0640);
+  const std::string link = m_dir + "/link.ini";
+  ASSERT_EQ(symlink("f.ini", link.c_str()), 0);
+  EXPECT_TRUE(kwplat::WritePrivateProfileStringW(L"s", L"k", L"2", kwfw::Utf8ToWide(link).c_str()));
+  struct stat st {};
+  ASSERT_EQ(lstat(link.c_str(), &st), 0);
+  EXPECT_TRUE(S_ISLNK(st.st_mode));  // still a link
+  ASSERT_EQ(stat(m_path.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0640u);
+  EXPECT_EQ(Get(L"s", L"k"), L"2");
+
+  // Another program changes the file: the next read sees it, cache or not.
+  WriteBytes("[s]\r\nk=3\r\n");
+  EXPECT_EQ(Get(L"s", L"k"), L"3");
+  WriteBytes("[s]\r\nk=44\r\n");
+  EXPECT_EQ(Get(L"s", L"k"), L"44");
+}
+
+TEST_F(ProfileTest, TwoProcessesWritingDifferentKeysLoseNothing) {
+  constexpr int kKeys = 500;
+  std::vector<pid_t> children;
+  for (int writer = 0; writer < 2; ++writer) {
+    const pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      for (int k = 0; k < kKeys; ++k) {
+        const std::wstring key = L"w" + std::to_wstring(writer) + L"k" + std::to_wstring(k);
+        if (!kwplat::WritePrivateProfileStringW(L"keys", key.c_str(), L"v", m_file.c_str())) _exit(1);
+      }
+      _exit(0);
+    }
+    children.push_back(pid);
+  }
+  for (const pid_t pid : children) {
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  std::vector<wchar_t> buffer(65536);
+  const DWORD n = kwplat::GetPrivateProfileStringW(L"keys", nullptr, L"", buffer.data(), 65536, m_file.c_str());
+  int count = 0;
+  for (DWORD i = 0; i < n; ++i) count += buffer[i] == 0;
+  EXPECT_EQ(count, 2 * kKeys);
+}
+
+}  // namespace
