@@ -41,8 +41,10 @@ struct IniFile {
 // What a line is, by its text.
 struct Parsed {
   enum Kind { kBlank, kComment, kSection, kEntry } kind = kBlank;
-  std::wstring name;   // the section's, or the entry's key
-  std::wstring value;  // the entry's value
+  std::wstring name;      // the section's, or the entry's key
+  std::wstring value;     // the entry's value, its surrounding quotes gone
+  std::wstring rawValue;  // the entry's value as written (trimmed)
+  bool hasEquals = false;
 };
 
 std::wstring Trim(std::wstring_view s) {
@@ -67,7 +69,8 @@ Parsed Parse(const std::wstring& text) {
     const std::size_t eq = t.find(L'=');
     p.name = Trim(std::wstring_view(t).substr(0, eq));
     if (eq != std::wstring::npos) {
-      p.value = Trim(std::wstring_view(t).substr(eq + 1));
+      p.hasEquals = true;
+      p.value = p.rawValue = Trim(std::wstring_view(t).substr(eq + 1));
       if (p.value.size() >= 2 && (p.value[0] == L'"' || p.value[0] == L'\'') && p.value.back() == p.value[0]) {
         p.value = p.value.substr(1, p.value.size() - 2);
       }
@@ -448,7 +451,9 @@ DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCW
   if (section != nullptr && Load(Native(file), ini)) {
     if (const std::optional<Range> r = FindSection(ini, section)) {
       for (std::size_t i = r->header + 1; i < r->end; ++i) {
-        if (Parse(ini.lines[i].text).kind == Parsed::kEntry) lines.push_back(Trim(ini.lines[i].text));
+        // Each line as key=value, the blanks around the '=' gone, as Windows gives them.
+        const Parsed p = Parse(ini.lines[i].text);
+        if (p.kind == Parsed::kEntry) lines.push_back(p.hasEquals ? p.name + L"=" + p.rawValue : p.name);
       }
     }
   }

@@ -26,7 +26,8 @@ namespace kwplat {
 DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue, LPWSTR buffer, DWORD size,
                                LPCWSTR file);
 DWORD GetPrivateProfileSectionNamesW(LPWSTR buffer, DWORD size, LPCWSTR file);
-// The section's lines (comments and blank lines left out), key=value as written.
+// The section's lines (comments and blank lines left out) as key=value, the blanks
+// around the '=' removed.
 DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCWSTR file);
 // A null `key` removes the section, a null `value` the key.
 BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file);

@@ -68,6 +68,8 @@
 #include <kwlib63/persist/serializer.h>
 
 #include <kwlib63/settings/multistring.h>
+#include <kwlib63/settings/fitxerini.h>
+#include <kwlib63/settings/fitxersettings.h>
 #include <kwlib63/settings/infoversio.h>
 #include <kwlib63/settings/pathstring.h>
 #include <kwlib63/settings/stringex.h>

@@ -1,0 +1,153 @@
+// CFitxerINI and the typed functions of CFitxerSettings on real files: the number
+// forms, whole sections, enumeration, deleting one key, and the UTF-16 mark.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+#include <gtest/gtest.h>
+
+#include <kwlib63/framework/exception.h>
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/settings/fitxerini.h>
+#include <kwlib63/settings/pathstring.h>
+
+#include "support/throws.h"
+
+namespace {
+
+class FitxerIniTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char dir[] = "/tmp/kwlib-fini-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    m_dir = dir;
+    m_path = m_dir + "/sub/app.ini";  // the folder is made by the first write
+    m_ini.SetFitxer(kwfw::Utf8ToWide(m_path).c_str());
+  }
+  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
+  std::string Bytes() const {
+    std::ifstream f(m_path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(f), {});
+  }
+  std::string m_dir, m_path;
+  CFitxerINI m_ini{L"unused"};
+};
+
+TEST_F(FitxerIniTest, StringsNumbersAndTheMark) {
+  EXPECT_EQ(m_ini.TestFitxer(), 0);
+  EXPECT_EQ(m_ini.GetString(L"s", L"k", L"d"), CString(L"d"));
+  EXPECT_EQ(m_ini.SetString(L"s", L"empty", L""), 1);
+  EXPECT_EQ(Bytes().substr(0, 2), "\xFF\xFE");  // a new file is UTF-16 with its mark
+  EXPECT_EQ(m_ini.GetString(L"s", L"empty", L"d"), CString(L"d"));
+  m_ini.SetInt(L"s", L"suffix", -255, 16, L"h", 1);
+  EXPECT_EQ(m_ini.GetString(L"s", L"suffix", L""), CString(L"-ffh"));
+  m_ini.SetInt(L"s", L"prefix", -255, 16, L"0x", 0);
+  EXPECT_EQ(m_ini.GetString(L"s", L"prefix", L""), CString(L"-0xff"));
+  EXPECT_EQ(m_ini.GetInt(L"s", L"prefix", 7), 0);  // the hex prefix counts only at the very start
+  m_ini.SetString(L"s", L"hex", L"0x1A");
+  m_ini.SetString(L"s", L"mixed", L"12abc");
+  m_ini.SetString(L"s", L"word", L"abc");
+  EXPECT_EQ(m_ini.GetInt(L"s", L"hex", 7), 26);
+  EXPECT_EQ(m_ini.GetInt(L"s", L"mixed", 7), 12);
+  EXPECT_EQ(m_ini.GetInt(L"s", L"word", 7), 0);
+  EXPECT_EQ(m_ini.GetInt(L"s", L"none", 7), 7);
+  m_ini.SetInt(L"s", L"min", -2147483647 - 1);
+  EXPECT_EQ(m_ini.GetString(L"s", L"min", L""), CString(L"-2147483648"));
+  m_ini.SetDouble(L"s", L"pi", 3.25);
+  EXPECT_EQ(m_ini.GetString(L"s", L"pi", L""), CString(L"3.250000"));
+  EXPECT_EQ(m_ini.GetDouble(L"s", L"pi", 0), 3.25);
+  EXPECT_EQ(m_ini.GetDouble(L"s", L"none", 1.5), 1.5);
+  EXPECT_EQ(m_ini.BorrarValor(L"s", L"word"), 1);
+  EXPECT_EQ(m_ini.GetString(L"s", L"word", L"gone"), CString(L"gone"));
+
+  CMultiString sections, keys;
+  m_ini.SetString(L"t", L"a", L"1");
+  EXPECT_EQ(m_ini.GetSeccions(sections), 1);
+  EXPECT_EQ(sections.GetNumStr(), 2);
+  EXPECT_EQ(m_ini.GetClausSeccio(L"t", keys), 1);
+  EXPECT_STREQ(keys[0], L"a");
+  EXPECT_EQ(m_ini.BorrarSeccio(L"t"), 1);
+  EXPECT_EQ(m_ini.GetClausSeccio(L"t", keys), 0);
+}
+
+TEST_F(FitxerIniTest, AFileWithoutTheMarkKeepsOnlyTheFirstKey) {
+  CPathString::CrearCarpeta(kwfw::Utf8ToWide(m_dir + "/sub").c_str());
+  std::ofstream(m_path, std::ios::binary) << "[old]\r\nx=1\r\n";
+  EXPECT_EQ(m_ini.SetString(L"new", L"k", L"v"), 1);
+  CMultiString sections;
+  ASSERT_EQ(m_ini.GetSeccions(sections), 1);
+  EXPECT_EQ(sections.GetNumStr(), 1);
+  EXPECT_STREQ(sections[0], L"new");
+  EXPECT_EQ(m_ini.GetString(L"old", L"x", L"gone"), CString(L"gone"));
+
+  // A file that exists but cannot be opened (a socket) is left alone.
+  const std::string socketPath = m_dir + "/sock.ini";
+  const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(CFitxerINI::ConvertIniFileIntoUnicode(kwfw::Utf8ToWide(socketPath).c_str()), 0);
+  EXPECT_EQ(CFitxerINI::VerifyAndCreateUnicodeFile(kwfw::Utf8ToWide(socketPath).c_str()), 0);
+  close(fd);
+}
+
+// Records the pairs it is given; answers -1 at `stopAt`.
+struct Enumerated {
+  std::vector<std::wstring> pairs;
+  int stopAt = -1;
+  static int Callback(const wchar_t* key, const wchar_t* value, __int64 lParam) {
+    auto* self = reinterpret_cast<Enumerated*>(lParam);
+    self->pairs.push_back(std::wstring(key) + L"|" + value);
+    return static_cast<int>(self->pairs.size()) == self->stopAt ? -1 : 5;
+  }
+};
+
+TEST_F(FitxerIniTest, SectionsAsPairs) {
+  CMultiString lines;
+  lines += L"k=a;b";
+  lines += L"blank=";
+  lines += L"two words=x";
+  lines += L"K=last";
+  ASSERT_EQ(m_ini.SetSeccio(L"p", lines), 1);
+  CMultiString keys, values;
+  ASSERT_EQ(m_ini.GetValorsSeccio(L"p", keys, values), 1);
+  ASSERT_EQ(keys.GetNumStr(), 3);  // the line with an empty value is skipped
+  EXPECT_STREQ(keys[0], L"k");
+  EXPECT_STREQ(values[0], L"a");  // cut at the semicolon
+  EXPECT_STREQ(keys[1], L"two");  // a key ends at a blank
+  EXPECT_STREQ(values[1], L"words=x");
+
+  Enumerated all;
+  EXPECT_EQ(m_ini.EnumSeccio(L"p", &Enumerated::Callback, reinterpret_cast<__int64>(&all)), 5);
+  EXPECT_EQ(all.pairs.size(), 3u);
+  Enumerated stopped;
+  stopped.stopAt = 2;
+  EXPECT_EQ(m_ini.EnumSeccio(L"p", &Enumerated::Callback, reinterpret_cast<__int64>(&stopped)), -1);
+  EXPECT_EQ(stopped.pairs.size(), 2u);
+  EXPECT_EQ(m_ini.EnumSeccio(L"missing", &Enumerated::Callback, 0), -3);
+
+  // The last "k" goes; the other lines come back as "key = value".
+  EXPECT_EQ(m_ini.BorrarClau(L"p", L"k"), 1);
+  CMultiString after;
+  ASSERT_EQ(m_ini.GetSeccio(L"p", after), 1);
+  ASSERT_EQ(after.GetNumStr(), 2);
+  EXPECT_STREQ(after[0], L"k=a");
+  EXPECT_STREQ(after[1], L"two=words=x");
+  EXPECT_EQ(m_ini.BorrarClau(L"p", L"none"), 0);
+
+  CMultiString shortValues;
+  shortValues += L"only";
+  EXPECT_TRUE(kwtest::Throws<CInvalidArgException>([&] { m_ini.SetValorsSeccio(L"p", keys, shortValues); }));
+}
+
+TEST(FitxerIni, DefaultPathIsTheProgramsWithIni) {
+  const CFitxerINI ini;
+  EXPECT_EQ(ini.GetFitxer(), CString(CPathString()) + L".ini");
+}
+
+}  // namespace
