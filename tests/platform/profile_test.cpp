@@ -64,7 +64,7 @@ TEST_F(ProfileTest, ReadingRules) {
   DWORD n = kwplat::GetPrivateProfileSectionW(L"Two", buffer, 64, m_file.c_str());
   EXPECT_EQ(std::wstring(buffer, n), std::wstring(L"a=1\0", 4));
   n = kwplat::GetPrivateProfileSectionW(L"sec", buffer, 64, m_file.c_str());
-  EXPECT_EQ(std::wstring(buffer, n), std::wstring(L"Key1=value one\0key1=dup\0quoted=\"  spaced  \"\0empty=\0", 52));
+  EXPECT_EQ(std::wstring(buffer, n), std::wstring(L"Key1=value one\0key1=dup\0quoted=\"  spaced  \"\0empty=\0", 51));
 
   // Cut to fit: a value to size - 1, a list to size - 2 with two zeros.
   EXPECT_EQ(kwplat::GetPrivateProfileStringW(L"Sec", L"Key1", L"", buffer, 4, m_file.c_str()), 3u);
