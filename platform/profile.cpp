@@ -1,5 +1,6 @@
 #include <kwlib63/platform/profile.h>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -11,9 +12,11 @@
 #include <cstring>
 #include <cwchar>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include <utf8proc.h>
@@ -89,6 +92,33 @@ bool SameName(std::wstring_view a, std::wstring_view b) {
   return true;
 }
 
+std::wstring Folded(std::wstring_view s) {
+  std::wstring out(s);
+  for (wchar_t& c : out) c = static_cast<wchar_t>(utf8proc_toupper(static_cast<utf8proc_int32_t>(c)));
+  return out;
+}
+
+// What reads need of a file, found without walking its lines: the sections in
+// order, each with its entries and its lines in the section-read form, and the
+// first section of each name and the first entry of each key.
+struct SectionIndex {
+  std::wstring name;
+  std::vector<std::wstring> keys;
+  std::vector<std::wstring> values;
+  std::vector<std::wstring> lines;
+  std::unordered_map<std::wstring, std::size_t> byKey;
+};
+
+struct FileIndex {
+  std::vector<SectionIndex> sections;
+  std::unordered_map<std::wstring, std::size_t> byName;
+
+  const SectionIndex* Find(std::wstring_view name) const {
+    const auto it = byName.find(Folded(name));
+    return it != byName.end() ? &sections[it->second] : nullptr;
+  }
+};
+
 // --- Bytes and text -------------------------------------------------------------
 
 std::wstring DecodeAnsi(const std::string& bytes) {
@@ -162,6 +192,26 @@ std::string Join(const IniFile& file) {
   return bytes;
 }
 
+FileIndex IndexOf(const IniFile& file) {
+  FileIndex index;
+  SectionIndex* current = nullptr;
+  for (const Line& line : file.lines) {
+    const Parsed p = Parse(line.text);
+    if (p.kind == Parsed::kSection) {
+      index.byName.emplace(Folded(p.name), index.sections.size());  // the first of a name wins
+      index.sections.push_back(SectionIndex{p.name, {}, {}, {}, {}});
+      current = &index.sections.back();
+    } else if (p.kind == Parsed::kEntry && current != nullptr) {
+      current->byKey.emplace(Folded(p.name), current->keys.size());
+      current->keys.push_back(p.name);
+      current->values.push_back(p.value);
+      // Each line as key=value, the blanks around the '=' gone, as Windows gives them.
+      current->lines.push_back(p.hasEquals ? p.name + L"=" + p.rawValue : p.name);
+    }
+  }
+  return index;
+}
+
 Line MakeLine(const IniFile& file, const std::wstring& text) { return Line{Encode(file, text), NewLineEnd(file), text}; }
 
 // --- Sections --------------------------------------------------------------------
@@ -226,7 +276,7 @@ Stamp StampOf(const struct stat& st) {
 }
 
 std::mutex g_cacheLock;
-std::map<std::string, std::pair<Stamp, IniFile>> g_cache;  // by path as given
+std::map<std::string, std::pair<Stamp, std::shared_ptr<const FileIndex>>> g_cache;  // by path as given
 constexpr std::size_t kCacheEntries = 64;
 
 bool ReadBytes(const std::string& path, std::string& bytes, struct stat& st) {
@@ -246,31 +296,29 @@ bool ReadBytes(const std::string& path, std::string& bytes, struct stat& st) {
   return ok;
 }
 
-// The parsed file, from the cache while its stamp holds; false when it cannot be read.
-bool Load(const std::string& path, IniFile& file) {
+// The file's index, from the cache while its stamp holds; null when the file
+// cannot be read.
+std::shared_ptr<const FileIndex> Load(const std::string& path) {
   struct stat st {};
   if (stat(path.c_str(), &st) != 0) {
     SetLastErrorFromErrno();
-    return false;
+    return nullptr;
   }
   {
     const std::lock_guard lock(g_cacheLock);
     const auto it = g_cache.find(path);
-    if (it != g_cache.end() && it->second.first == StampOf(st)) {
-      file = it->second.second;
-      return true;
-    }
+    if (it != g_cache.end() && it->second.first == StampOf(st)) return it->second.second;
   }
   std::string bytes;
   if (!ReadBytes(path, bytes, st)) {
     SetLastErrorFromErrno();
-    return false;
+    return nullptr;
   }
-  file = Split(bytes);
+  auto index = std::make_shared<const FileIndex>(IndexOf(Split(bytes)));
   const std::lock_guard lock(g_cacheLock);
   if (g_cache.size() >= kCacheEntries) g_cache.clear();
-  g_cache[path] = {StampOf(st), file};
-  return true;
+  g_cache[path] = {StampOf(st), index};
+  return index;
 }
 
 // The file a write replaces: a symbolic link's target rather than the link.
@@ -298,11 +346,13 @@ std::string FolderOf(const std::string& path) {
   return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
+constexpr char kTempPrefix[] = ".kwini-";
+
 // Writes `bytes` to a new file beside `target` and renames it over `target`,
 // keeping the old file's mode, owner and access list.
 bool Replace(const std::string& target, const std::string& bytes, const struct stat* old) {
   const std::string folder = FolderOf(target);
-  std::string temp = folder + "/.kwini-XXXXXX";
+  std::string temp = folder + "/" + kTempPrefix + "XXXXXX";
   const int fd = mkstemp(temp.data());
   if (fd < 0) return false;
   bool ok = true;
@@ -344,6 +394,21 @@ bool Replace(const std::string& target, const std::string& bytes, const struct s
   return false;
 }
 
+// Temporary files of writers that were killed before their rename. Only writers
+// holding the folder's lock make them, so under the lock none is in use.
+void RemoveStaleTemporaries(int folderFd) {
+  const int dup = fcntl(folderFd, F_DUPFD_CLOEXEC, 0);
+  DIR* dir = dup >= 0 ? fdopendir(dup) : nullptr;
+  if (dir == nullptr) {
+    if (dup >= 0) close(dup);
+    return;
+  }
+  while (const dirent* e = readdir(dir)) {
+    if (std::strncmp(e->d_name, kTempPrefix, sizeof kTempPrefix - 1) == 0) unlinkat(folderFd, e->d_name, 0);
+  }
+  closedir(dir);
+}
+
 // Runs `change` on the current content of `path` under the folder's lock and
 // replaces the file with the result. `change` returns false to leave it alone.
 template <typename Change>
@@ -355,7 +420,10 @@ BOOL Modify(LPCWSTR path, Change&& change) {
   const std::string given = Native(path);
   const std::string target = WriteTarget(given);
   const int lockFd = open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (lockFd >= 0) flock(lockFd, LOCK_EX);
+  if (lockFd >= 0) {
+    flock(lockFd, LOCK_EX);
+    RemoveStaleTemporaries(lockFd);
+  }
   struct stat st {};
   std::string bytes;
   const bool exists = ReadBytes(target, bytes, st);
@@ -414,27 +482,18 @@ DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR buffer, DWORD size
 
 DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue, LPWSTR buffer, DWORD size,
                                LPCWSTR file) {
-  IniFile ini;
-  const bool loaded = Load(Native(file), ini);
+  const std::shared_ptr<const FileIndex> index = Load(Native(file));
   if (section == nullptr) {
     std::vector<std::wstring> names;
-    for (const Line& line : ini.lines) {
-      const Parsed p = Parse(line.text);
-      if (p.kind == Parsed::kSection) names.push_back(p.name);
-    }
+    for (std::size_t i = 0; index && i < index->sections.size(); ++i) names.push_back(index->sections[i].name);
     return CopyList(names, buffer, size);
   }
-  const std::optional<Range> r = loaded ? FindSection(ini, section) : std::nullopt;
-  if (key == nullptr) {
-    std::vector<std::wstring> keys;
-    for (std::size_t i = r ? r->header + 1 : 0; r && i < r->end; ++i) {
-      const Parsed p = Parse(ini.lines[i].text);
-      if (p.kind == Parsed::kEntry) keys.push_back(p.name);
+  const SectionIndex* found = index ? index->Find(section) : nullptr;
+  if (key == nullptr) return CopyList(found != nullptr ? found->keys : std::vector<std::wstring>(), buffer, size);
+  if (found != nullptr) {
+    if (const auto it = found->byKey.find(Folded(key)); it != found->byKey.end()) {
+      return CopyValue(found->values[it->second], buffer, size);
     }
-    return CopyList(keys, buffer, size);
-  }
-  if (r) {
-    if (const std::optional<std::size_t> at = FindKey(ini, *r, key)) return CopyValue(Parse(ini.lines[*at].text).value, buffer, size);
   }
   std::wstring fallback = defaultValue != nullptr ? defaultValue : L"";
   while (!fallback.empty() && fallback.back() == L' ') fallback.pop_back();
@@ -446,18 +505,9 @@ DWORD GetPrivateProfileSectionNamesW(LPWSTR buffer, DWORD size, LPCWSTR file) {
 }
 
 DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCWSTR file) {
-  IniFile ini;
-  std::vector<std::wstring> lines;
-  if (section != nullptr && Load(Native(file), ini)) {
-    if (const std::optional<Range> r = FindSection(ini, section)) {
-      for (std::size_t i = r->header + 1; i < r->end; ++i) {
-        // Each line as key=value, the blanks around the '=' gone, as Windows gives them.
-        const Parsed p = Parse(ini.lines[i].text);
-        if (p.kind == Parsed::kEntry) lines.push_back(p.hasEquals ? p.name + L"=" + p.rawValue : p.name);
-      }
-    }
-  }
-  return CopyList(lines, buffer, size);
+  const std::shared_ptr<const FileIndex> index = section != nullptr ? Load(Native(file)) : nullptr;
+  const SectionIndex* found = index ? index->Find(section) : nullptr;
+  return CopyList(found != nullptr ? found->lines : std::vector<std::wstring>(), buffer, size);
 }
 
 BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file) {
