@@ -258,3 +258,40 @@ TEST(KwlibVersion, ReadsTheNoteWithoutRunningTheFile) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(KwlibIni, SetGetListAndDelete) {
+  const std::string file = TempFile("; kept\n[Sec]\nold=1\n");
+  EXPECT_EQ(Kwlib("ini set " + file + " Sec Key 'two words'").status, 0);
+  Result r = Kwlib("ini get " + file + " sec KEY");
+  EXPECT_EQ(r.out, "two words\n");
+  EXPECT_EQ(Kwlib("ini keys " + file + " SEC").out, "old\nKey\n");
+  EXPECT_EQ(Kwlib("ini set " + file + " Other k v").status, 0);
+  EXPECT_EQ(Kwlib("ini sections --json " + file).out.find("\"Other\"") != std::string::npos, true);
+  r = Kwlib("ini get " + file + " Sec missing");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("no key 'missing'"), std::string::npos);
+  EXPECT_EQ(Kwlib("ini delete " + file + " Sec old").status, 0);
+  EXPECT_EQ(Kwlib("ini delete " + file + " Other").status, 0);
+  EXPECT_EQ(Slurp(file), "; kept\n[Sec]\nKey=two words\r\n");
+  EXPECT_EQ(Kwlib("ini set /no/such/folder/x.ini s k v").status, 1);
+  for (const char* bad : {"ini", "ini get x.ini s", "ini frob x.ini", "ini set x.ini s k"}) EXPECT_EQ(Kwlib(bad).status, 2) << bad;
+  std::remove(file.c_str());
+}
+
+TEST(KwlibPath, SplitPurifyCd) {
+  Result r = Kwlib("path split --json /a/b/c.tar.gz /");
+  Json::Value v;
+  ASSERT_TRUE(Json::Reader().parse(r.out, v)) << r.out;
+  EXPECT_EQ(v[0]["extension"].asString(), "gz");
+  EXPECT_EQ(v[0]["subdirectory"].asString(), "b");
+  EXPECT_TRUE(v[1]["root"].asBool());
+  EXPECT_EQ(Kwlib("path purify '/a|b/c?d.t*t' 'x<y'").out, "/a b/c d.t t\n/x y\n");
+  EXPECT_EQ(Kwlib("path cd /a/b/f.txt ..").out, "/a/f.txt\n");
+  EXPECT_EQ(Kwlib("path cd /a/f.txt /z").out, "/z/f.txt\n");
+  EXPECT_EQ(Kwlib("path cd f.txt ..").status, 2);
+  EXPECT_EQ(Kwlib("path").status, 2);
+}
+
+}  // namespace

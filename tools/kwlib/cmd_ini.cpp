@@ -1,0 +1,130 @@
+// kwlib ini: reads and writes INI files through the library's profile functions.
+#include <cwchar>
+#include <iostream>
+#include <vector>
+
+#include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/json.h>
+#include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/profile.h>
+#include <kwlib63/platform/sysmessage.h>
+
+#include "command.h"
+
+namespace {
+
+using kwfw::Utf8ToWide;
+using kwfw::WideToUtf8;
+
+constexpr DWORD kBuffer = 1 << 20;
+
+std::vector<std::string> List(const wchar_t* section, const std::wstring& file) {
+  std::vector<wchar_t> buffer(kBuffer, 0);
+  const DWORD n = section != nullptr
+                      ? kwplat::GetPrivateProfileStringW(section, nullptr, L"", buffer.data(), kBuffer, file.c_str())
+                      : kwplat::GetPrivateProfileSectionNamesW(buffer.data(), kBuffer, file.c_str());
+  std::vector<std::string> items;
+  for (DWORD i = 0; i < n; i += static_cast<DWORD>(std::wcslen(buffer.data() + i)) + 1) {
+    items.push_back(WideToUtf8(buffer.data() + i));
+  }
+  return items;
+}
+
+int Failed(std::ostream& err, const std::string& what) {
+  wchar_t text[256] = {};
+  kwplat::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, kwplat::GetLastError(), 0, text, 256, nullptr);
+  std::string reason = WideToUtf8(text);
+  while (!reason.empty() && (reason.back() == '\n' || reason.back() == '\r')) reason.pop_back();
+  err << "kwlib ini: " << what << ": " << reason << "\n";
+  return kwlib::kExitFailure;
+}
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  bool json = false;
+  std::vector<std::string> words;
+  for (const std::string& a : args) {
+    if (a == "--json") {
+      json = true;
+    } else if (a.size() > 2 && a.rfind("--", 0) == 0) {
+      throw kwlib::UsageError("unknown option '" + a + "'");
+    } else {
+      words.push_back(a);
+    }
+  }
+  if (words.size() < 2) throw kwlib::UsageError("give an action and a file");
+  const std::string& action = words[0];
+  const std::wstring file = Utf8ToWide(words[1]);
+  const auto need = [&](std::size_t n) {
+    if (words.size() != n) throw kwlib::UsageError("wrong number of arguments for '" + action + "'");
+  };
+  const auto section = [&] { return Utf8ToWide(words[2]); };
+  const auto key = [&] { return Utf8ToWide(words[3]); };
+  if (action == "get") {
+    need(4);
+    // A value that is absent and one that is empty read the same through the profile
+    // functions; the key list tells them apart.
+    std::vector<wchar_t> buffer(kBuffer, 0);
+    kwplat::GetPrivateProfileStringW(section().c_str(), key().c_str(), L"", buffer.data(), kBuffer, file.c_str());
+    bool present = false;
+    for (const std::string& k : List(section().c_str(), file)) {
+      present = present || CString(Utf8ToWide(k).c_str()).CompareNoCase(key().c_str()) == 0;
+    }
+    const std::string value = WideToUtf8(buffer.data());
+    if (value.empty() && !present) {
+      err << "kwlib ini: " << words[1] << ": no key '" << words[3] << "' in section '" << words[2] << "'\n";
+      return kwlib::kExitFailure;
+    }
+    if (json) {
+      out << Json::writeString(Json::StreamWriterBuilder(), Json::Value(value)) << "\n";
+    } else {
+      out << value << "\n";
+    }
+    return kwlib::kExitOk;
+  }
+  if (action == "set") {
+    need(5);
+    if (!kwplat::WritePrivateProfileStringW(section().c_str(), key().c_str(), Utf8ToWide(words[4]).c_str(), file.c_str())) {
+      return Failed(err, words[1]);
+    }
+    return kwlib::kExitOk;
+  }
+  if (action == "delete") {
+    if (words.size() != 3 && words.size() != 4) throw kwlib::UsageError("give a section, and a key to delete only that");
+    const std::wstring k = words.size() == 4 ? key() : std::wstring();
+    if (!kwplat::WritePrivateProfileStringW(section().c_str(), words.size() == 4 ? k.c_str() : nullptr, nullptr,
+                                            file.c_str())) {
+      return Failed(err, words[1]);
+    }
+    return kwlib::kExitOk;
+  }
+  if (action == "sections" || action == "keys") {
+    need(action == "sections" ? 2 : 3);
+    const std::wstring s = action == "keys" ? section() : std::wstring();
+    const std::vector<std::string> items = List(action == "keys" ? s.c_str() : nullptr, file);
+    if (json) {
+      Json::Value list(Json::arrayValue);
+      for (const std::string& item : items) list.append(item);
+      out << Json::writeString(Json::StreamWriterBuilder(), list) << "\n";
+    } else {
+      for (const std::string& item : items) out << item << "\n";
+    }
+    return kwlib::kExitOk;
+  }
+  throw kwlib::UsageError("unknown action '" + action + "'");
+}
+
+}  // namespace
+
+KWLIB_COMMAND(kIni, "ini", "read and write INI files",
+              "Usage: kwlib ini get FILE SECTION KEY\n"
+              "       kwlib ini set FILE SECTION KEY VALUE\n"
+              "       kwlib ini delete FILE SECTION [KEY]\n"
+              "       kwlib ini sections FILE\n"
+              "       kwlib ini keys FILE SECTION\n\n"
+              "Reads and writes with the Windows INI rules: sections and keys without regard\n"
+              "to case, the first of duplicates, ';' comments, UTF-16 files with their mark\n"
+              "or Windows-1252 ones. A write keeps every other byte of the file and replaces\n"
+              "it atomically under a lock. --json prints values and lists as JSON.\n"
+              "Exit status: 0, 1 when a key is missing or the file cannot be written.\n",
+              &Run);
