@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -92,11 +93,21 @@ bool SameName(std::wstring_view a, std::wstring_view b) {
   return true;
 }
 
-std::wstring Folded(std::wstring_view s) {
-  std::wstring out(s);
-  for (wchar_t& c : out) c = static_cast<wchar_t>(utf8proc_toupper(static_cast<utf8proc_int32_t>(c)));
-  return out;
-}
+// Names hashed and compared without regard to case, looked up without a copy.
+struct FoldHash {
+  using is_transparent = void;
+  std::size_t operator()(std::wstring_view s) const {
+    std::size_t h = 14695981039346656037ULL;
+    for (const wchar_t c : s) h = (h ^ static_cast<std::size_t>(utf8proc_toupper(static_cast<utf8proc_int32_t>(c)))) * 1099511628211ULL;
+    return h;
+  }
+};
+struct FoldEqual {
+  using is_transparent = void;
+  bool operator()(std::wstring_view a, std::wstring_view b) const { return SameName(a, b); }
+};
+template <typename Value>
+using FoldMap = std::unordered_map<std::wstring, Value, FoldHash, FoldEqual>;
 
 // What reads need of a file, found without walking its lines: the sections in
 // order, each with its entries and its lines in the section-read form, and the
@@ -106,15 +117,15 @@ struct SectionIndex {
   std::vector<std::wstring> keys;
   std::vector<std::wstring> values;
   std::vector<std::wstring> lines;
-  std::unordered_map<std::wstring, std::size_t> byKey;
+  FoldMap<std::size_t> byKey;
 };
 
 struct FileIndex {
   std::vector<SectionIndex> sections;
-  std::unordered_map<std::wstring, std::size_t> byName;
+  FoldMap<std::size_t> byName;
 
   const SectionIndex* Find(std::wstring_view name) const {
-    const auto it = byName.find(Folded(name));
+    const auto it = byName.find(name);
     return it != byName.end() ? &sections[it->second] : nullptr;
   }
 };
@@ -198,11 +209,11 @@ FileIndex IndexOf(const IniFile& file) {
   for (const Line& line : file.lines) {
     const Parsed p = Parse(line.text);
     if (p.kind == Parsed::kSection) {
-      index.byName.emplace(Folded(p.name), index.sections.size());  // the first of a name wins
+      index.byName.emplace(p.name, index.sections.size());  // the first of a name wins
       index.sections.push_back(SectionIndex{p.name, {}, {}, {}, {}});
       current = &index.sections.back();
     } else if (p.kind == Parsed::kEntry && current != nullptr) {
-      current->byKey.emplace(Folded(p.name), current->keys.size());
+      current->byKey.emplace(p.name, current->keys.size());
       current->keys.push_back(p.name);
       current->values.push_back(p.value);
       // Each line as key=value, the blanks around the '=' gone, as Windows gives them.
@@ -275,10 +286,6 @@ Stamp StampOf(const struct stat& st) {
   return Stamp{st.st_dev, st.st_ino, st.st_size, static_cast<long long>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec};
 }
 
-std::mutex g_cacheLock;
-std::map<std::string, std::pair<Stamp, std::shared_ptr<const FileIndex>>> g_cache;  // by path as given
-constexpr std::size_t kCacheEntries = 64;
-
 bool ReadBytes(const std::string& path, std::string& bytes, struct stat& st) {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) return false;
@@ -296,30 +303,131 @@ bool ReadBytes(const std::string& path, std::string& bytes, struct stat& st) {
   return ok;
 }
 
-// The file's index, from the cache while its stamp holds; null when the file
-// cannot be read.
-std::shared_ptr<const FileIndex> Load(const std::string& path) {
-  struct stat st {};
-  if (stat(path.c_str(), &st) != 0) {
-    SetLastErrorFromErrno();
-    return nullptr;
+// The parsed files of the process. An entry is trusted, and served without asking
+// the disk, while the kernel has reported no change to the file or to its name in
+// its folder since the entry was read; the watches are set before the file is
+// read, so no change can slip between. An entry that cannot be watched (no
+// notifier, a symbolic link) is checked by size, modification time and inode on
+// every read.
+class ProfileCache {
+ public:
+  std::shared_ptr<const FileIndex> Load(const std::wstring& path) {
+    {
+      const std::lock_guard lock(m_lock);
+      Drain();
+      const auto it = m_entries.find(path);
+      if (it != m_entries.end() && it->second.trusted) return it->second.index;
+    }
+    const std::string native = kwfw::WideToUtf8(path);
+    Watches watches = Watch(native);
+    struct stat st {};
+    if (stat(native.c_str(), &st) != 0) {
+      SetLastErrorFromErrno();
+      return nullptr;
+    }
+    {
+      const std::lock_guard lock(m_lock);
+      Drain();
+      const auto it = m_entries.find(path);
+      if (it != m_entries.end() && it->second.stamp == StampOf(st)) {
+        it->second.trusted = watches.Valid() && m_events == watches.events;
+        it->second.watches = watches;
+        return it->second.index;
+      }
+    }
+    std::string bytes;
+    if (!ReadBytes(native, bytes, st)) {
+      SetLastErrorFromErrno();
+      return nullptr;
+    }
+    auto index = std::make_shared<const FileIndex>(IndexOf(Split(bytes)));
+    const std::lock_guard lock(m_lock);
+    Drain();
+    if (m_entries.size() >= kEntries && !m_entries.contains(path)) Reset();
+    // Any report since the watches were set might concern what was just read: the
+    // entry is then checked by its stamp on the next read instead of trusted.
+    m_entries[path] = Entry{StampOf(st), index, watches.Valid() && m_events == watches.events, watches, BaseName(native)};
+    return index;
   }
-  {
-    const std::lock_guard lock(g_cacheLock);
-    const auto it = g_cache.find(path);
-    if (it != g_cache.end() && it->second.first == StampOf(st)) return it->second.second;
+
+  // A write of this process: the next read goes to the disk.
+  void Forget(const std::wstring& path) {
+    const std::lock_guard lock(m_lock);
+    m_entries.erase(path);
   }
-  std::string bytes;
-  if (!ReadBytes(path, bytes, st)) {
-    SetLastErrorFromErrno();
-    return nullptr;
+
+ private:
+  struct Watches {
+    int file = -1, folder = -1;
+    std::uint64_t events = 0;  // reports drained when they were set
+    bool Valid() const { return file >= 0 && folder >= 0; }
+  };
+  struct Entry {
+    Stamp stamp;
+    std::shared_ptr<const FileIndex> index;
+    bool trusted = false;
+    Watches watches;
+    std::string name;  // within its folder
+  };
+  static constexpr std::size_t kEntries = 64;
+  static constexpr std::uint32_t kFileEvents = IN_MODIFY | IN_ATTRIB | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF;
+  static constexpr std::uint32_t kFolderEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+
+  static std::string BaseName(const std::string& path) {
+    const std::size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
   }
-  auto index = std::make_shared<const FileIndex>(IndexOf(Split(bytes)));
-  const std::lock_guard lock(g_cacheLock);
-  if (g_cache.size() >= kCacheEntries) g_cache.clear();
-  g_cache[path] = {StampOf(st), index};
-  return index;
-}
+
+  Watches Watch(const std::string& native) {
+    const std::lock_guard lock(m_lock);
+    Watches w;
+    struct stat st {};
+    if (lstat(native.c_str(), &st) != 0 || S_ISLNK(st.st_mode)) return w;
+    if (m_notify < 0) m_notify = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (m_notify < 0) return w;
+    Drain();
+    const std::size_t slash = native.find_last_of('/');
+    const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : native.substr(0, slash);
+    w.folder = inotify_add_watch(m_notify, folder.c_str(), kFolderEvents | IN_ONLYDIR);
+    w.file = inotify_add_watch(m_notify, native.c_str(), kFileEvents);
+    w.events = m_events;
+    return w;
+  }
+
+  // Takes the kernel's reports and untrusts the entries they concern.
+  void Drain() {
+    if (m_notify < 0) return;
+    alignas(inotify_event) char buffer[8192];
+    for (ssize_t n; (n = read(m_notify, buffer, sizeof buffer)) > 0;) {
+      for (ssize_t at = 0; at < n;) {
+        const auto* e = reinterpret_cast<const inotify_event*>(buffer + at);
+        const std::string name = e->len > 0 ? std::string(e->name) : std::string();
+        for (auto& [path, entry] : m_entries) {
+          const bool concerned = (e->mask & IN_Q_OVERFLOW) != 0 || e->wd == entry.watches.file ||
+                                 (e->wd == entry.watches.folder && (name.empty() || name == entry.name));
+          if (concerned) entry.trusted = false;
+        }
+        ++m_events;
+        at += static_cast<ssize_t>(sizeof(inotify_event) + e->len);
+      }
+    }
+  }
+
+  // Drops every entry and every watch. Watches set before cannot be trusted after.
+  void Reset() {
+    m_entries.clear();
+    if (m_notify >= 0) close(m_notify);
+    m_notify = -1;
+    ++m_events;
+  }
+
+  std::mutex m_lock;  // guards everything below
+  std::unordered_map<std::wstring, Entry> m_entries;
+  std::uint64_t m_events = 0;  // reports drained so far
+  int m_notify = -1;
+};
+
+ProfileCache g_cache;
 
 // The file a write replaces: a symbolic link's target rather than the link.
 std::string WriteTarget(const std::string& path) {
@@ -438,11 +546,8 @@ BOOL Modify(LPCWSTR path, Change&& change) {
     ok = Replace(target, Join(file), exists ? &st : nullptr);
     if (!ok) SetLastErrorFromErrno();
   }
-  {
-    const std::lock_guard lock(g_cacheLock);
-    g_cache.erase(given);
-    g_cache.erase(target);
-  }
+  g_cache.Forget(path);
+  g_cache.Forget(kwfw::Utf8ToWide(target));
   if (lockFd >= 0) close(lockFd);  // closing releases the lock
   return ok ? TRUE : FALSE;
 }
@@ -482,7 +587,7 @@ DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR buffer, DWORD size
 
 DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue, LPWSTR buffer, DWORD size,
                                LPCWSTR file) {
-  const std::shared_ptr<const FileIndex> index = Load(Native(file));
+  const std::shared_ptr<const FileIndex> index = g_cache.Load(file != nullptr ? file : L"");
   if (section == nullptr) {
     std::vector<std::wstring> names;
     for (std::size_t i = 0; index && i < index->sections.size(); ++i) names.push_back(index->sections[i].name);
@@ -491,7 +596,7 @@ DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValu
   const SectionIndex* found = index ? index->Find(section) : nullptr;
   if (key == nullptr) return CopyList(found != nullptr ? found->keys : std::vector<std::wstring>(), buffer, size);
   if (found != nullptr) {
-    if (const auto it = found->byKey.find(Folded(key)); it != found->byKey.end()) {
+    if (const auto it = found->byKey.find(std::wstring_view(key)); it != found->byKey.end()) {
       return CopyValue(found->values[it->second], buffer, size);
     }
   }
@@ -505,7 +610,7 @@ DWORD GetPrivateProfileSectionNamesW(LPWSTR buffer, DWORD size, LPCWSTR file) {
 }
 
 DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCWSTR file) {
-  const std::shared_ptr<const FileIndex> index = section != nullptr ? Load(Native(file)) : nullptr;
+  const std::shared_ptr<const FileIndex> index = section != nullptr ? g_cache.Load(file != nullptr ? file : L"") : nullptr;
   const SectionIndex* found = index ? index->Find(section) : nullptr;
   return CopyList(found != nullptr ? found->lines : std::vector<std::wstring>(), buffer, size);
 }

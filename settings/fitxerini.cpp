@@ -27,9 +27,9 @@ int CFitxerINI::checkCarpeta(int) const {
 }
 
 CString CFitxerINI::GetString(const wchar_t* seccio, const wchar_t* clau, const wchar_t* perDefecte) const {
-  std::vector<wchar_t> buffer(kValueBuffer, 0);
-  const DWORD n = kwplat::GetPrivateProfileStringW(seccio, clau, L"", buffer.data(), kValueBuffer, m_strFitxer);
-  return n != 0 ? CString(buffer.data()) : CString(perDefecte);
+  wchar_t buffer[kValueBuffer];
+  const DWORD n = kwplat::GetPrivateProfileStringW(seccio, clau, L"", buffer, kValueBuffer, m_strFitxer);
+  return n != 0 ? CString(buffer, static_cast<int>(n)) : CString(perDefecte);
 }
 
 int CFitxerINI::SetString(const wchar_t* seccio, const wchar_t* clau, const wchar_t* valor) {

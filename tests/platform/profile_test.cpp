@@ -134,6 +134,13 @@ TEST_F(ProfileTest, LinksModesAndOutsideChanges) {
   EXPECT_EQ(Get(L"s", L"k"), L"3");
   WriteBytes("[s]\r\nk=44\r\n");
   EXPECT_EQ(Get(L"s", L"k"), L"44");
+  // Replaced by a rename, as careful writers do: a new inode under the same name.
+  std::ofstream(m_dir + "/new.ini", std::ios::binary) << "[s]\r\nk=5\r\n";
+  ASSERT_EQ(std::rename((m_dir + "/new.ini").c_str(), m_path.c_str()), 0);
+  EXPECT_EQ(Get(L"s", L"k"), L"5");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Get(L"s", L"k"), L"5");  // and served from the cache again
+  std::remove(m_path.c_str());
+  EXPECT_EQ(Get(L"s", L"k", L"gone"), L"gone");
 }
 
 TEST_F(ProfileTest, TwoProcessesWritingDifferentKeysLoseNothing) {
