@@ -48,6 +48,11 @@ def seeds():
     yield "csv", "optional", b"\x02," + b'"ab",c,""\nabc"\n"x\n'
     yield "csv", "skip-tabs", b"\x43\t" + b"h1\nh2\na\tb\n\n\nc"
 
+    ini = "; c\r\n[Sec]\r\n Key = value \r\nq=\"x\"\r\nnokey\r\n[Two]\na=1\r[T\u00e9]\r\nk=v"
+    yield "ini", "ansi", b"\x01" + ini.encode("cp1252")
+    yield "ini", "utf16", b"\x01" + b"\xff\xfe" + ini.encode("utf-16-le")
+    yield "ini", "write", b"\x00" + b"[S]\nx=1\n\n[T]\ny=2"
+
 
 def main():
     root = sys.argv[1]

@@ -214,7 +214,7 @@ TEST_F(ProfileTest, KilledWritersNeverTearTheFile) {
   EXPECT_EQ(keys, total);
   EXPECT_GT(total, 0);
   EXPECT_TRUE(Set(L"after", L"k", L"v"));
-  EXPECT_EQ(std::system(("test -z \"$(ls -A " + m_dir + " | grep kwini)\"").c_str()), 0);
+  EXPECT_EQ(std::system(("test -z \"$(ls -A " + m_dir + " | grep kwtmp)\"").c_str()), 0);
 }
 
 }  // namespace

@@ -1,0 +1,25 @@
+// Files replaced whole and atomically: the new content goes to a temporary file in
+// the same folder, is flushed to disk and renamed over the old file, so a reader
+// or a crash sees the old file or the new one, never a torn one.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+
+namespace kwplat {
+
+// The temporary files start with this; a writer killed before its rename leaves one.
+inline constexpr char kTemporaryPrefix[] = ".kwtmp-";
+
+// The file a write of `path` replaces: a symbolic link's target rather than the
+// link (where the link points, for a link to a file not yet there).
+std::string WriteTarget(const std::string& path);
+// The folder part of `path` ("." without one).
+std::string FolderOf(const std::string& path);
+// Replaces `target` by `bytes`, keeping the old file's mode, owner (when permitted)
+// and access list (`old` its status), or for a new file (`old` null) mode 0666 less
+// the umask. False with errno set on failure; `target` is then unchanged.
+bool ReplaceFile(const std::string& target, const std::string& bytes, const struct stat* old);
+
+}  // namespace kwplat
