@@ -519,10 +519,10 @@ DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValu
     for (std::size_t i = 0; index && i < index->sections.size(); ++i) names.push_back(index->sections[i].name);
     return CopyList(names, buffer, size);
   }
-  const SectionIndex* found = index ? index->Find(section) : nullptr;
+  const SectionIndex* found = index ? index->Find(Trim(section)) : nullptr;
   if (key == nullptr) return CopyList(found != nullptr ? found->keys : std::vector<std::wstring>(), buffer, size);
   if (found != nullptr) {
-    if (const auto it = found->byKey.find(std::wstring_view(key)); it != found->byKey.end()) {
+    if (const auto it = found->byKey.find(Trim(key)); it != found->byKey.end()) {
       return CopyValue(found->values[it->second], buffer, size);
     }
   }
@@ -537,7 +537,7 @@ DWORD GetPrivateProfileSectionNamesW(LPWSTR buffer, DWORD size, LPCWSTR file) {
 
 DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCWSTR file) {
   const std::shared_ptr<const FileIndex> index = section != nullptr ? g_cache.Load(file != nullptr ? file : L"") : nullptr;
-  const SectionIndex* found = index ? index->Find(section) : nullptr;
+  const SectionIndex* found = index ? index->Find(Trim(section)) : nullptr;
   return CopyList(found != nullptr ? found->lines : std::vector<std::wstring>(), buffer, size);
 }
 
@@ -547,20 +547,22 @@ BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPC
     SetLastError(ERROR_INVALID_PARAMETER);
     return FALSE;
   }
+  // Names are matched and written without their surrounding blanks, as they are read.
+  const std::wstring sectionName = Trim(section), keyName = key != nullptr ? Trim(key) : std::wstring();
   return Modify(file, [&](IniFile& ini) {
-    const std::optional<Range> r = FindSection(ini, section);
+    const std::optional<Range> r = FindSection(ini, sectionName);
     if (key == nullptr) {
       if (!r) return false;
       ini.lines.erase(ini.lines.begin() + static_cast<long>(r->header), ini.lines.begin() + static_cast<long>(r->end));
       return true;
     }
-    const std::optional<std::size_t> at = r ? FindKey(ini, *r, key) : std::nullopt;
+    const std::optional<std::size_t> at = r ? FindKey(ini, *r, keyName) : std::nullopt;
     if (value == nullptr) {
       if (!at) return false;
       ini.lines.erase(ini.lines.begin() + static_cast<long>(*at));
       return true;
     }
-    const std::wstring text = std::wstring(key) + L"=" + value;
+    const std::wstring text = keyName + L"=" + value;
     if (at) {
       Line& line = ini.lines[*at];
       line.text = text;
@@ -568,7 +570,7 @@ BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPC
     } else if (r) {
       InsertInSection(ini, *r, {text});
     } else {
-      AppendLines(ini, {L"[" + std::wstring(section) + L"]", text});
+      AppendLines(ini, {L"[" + sectionName + L"]", text});
     }
     return true;
   });
@@ -581,15 +583,16 @@ BOOL WritePrivateProfileSectionW(LPCWSTR section, LPCWSTR lines, LPCWSTR file) {
   }
   std::vector<std::wstring> texts;
   for (const wchar_t* p = lines; p != nullptr && *p != 0; p += std::wcslen(p) + 1) texts.emplace_back(p);
+  const std::wstring sectionName = Trim(section);
   return Modify(file, [&](IniFile& ini) {
-    const std::optional<Range> r = FindSection(ini, section);
+    const std::optional<Range> r = FindSection(ini, sectionName);
     if (lines == nullptr) {
       if (!r) return false;
       ini.lines.erase(ini.lines.begin() + static_cast<long>(r->header), ini.lines.begin() + static_cast<long>(r->end));
       return true;
     }
     if (!r) {
-      std::vector<std::wstring> all{L"[" + std::wstring(section) + L"]"};
+      std::vector<std::wstring> all{L"[" + sectionName + L"]"};
       all.insert(all.end(), texts.begin(), texts.end());
       AppendLines(ini, all);
       return true;

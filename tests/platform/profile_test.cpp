@@ -102,6 +102,10 @@ TEST_F(ProfileTest, WritesKeepEveryOtherByte) {
   std::system(("rm " + m_path).c_str());
   EXPECT_TRUE(Set(L"S", L"k", L"caf\u00E9 \u4E2D"));
   EXPECT_EQ(Bytes(), "[S]\r\nk=caf\xE9 ?\r\n");
+  // Names lose their surrounding blanks, in writes as in reads.
+  EXPECT_TRUE(Set(L" T ", L" k ", L"v"));
+  EXPECT_EQ(Get(L"t ", L" K"), L"v");
+  EXPECT_EQ(Bytes(), "[S]\r\nk=caf\xE9 ?\r\n[T]\r\nk=v\r\n");
 }
 
 TEST_F(ProfileTest, Utf16Files) {
