@@ -17,6 +17,7 @@
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/framework/wnd.h>
 
+#include <kwlib63/platform/atomicfile.h>
 #include <kwlib63/platform/clock.h>
 #include <kwlib63/platform/codepage.h>
 #include <kwlib63/platform/debugoutput.h>
@@ -35,6 +36,7 @@
 #include <kwlib63/platform/shell.h>
 #include <kwlib63/platform/sysmessage.h>
 #include <kwlib63/platform/versioninfo.h>
+#include <kwlib63/platform/xmlnode.h>
 
 #include <kwlib63/res/resource.h>
 
@@ -70,6 +72,7 @@
 #include <kwlib63/settings/multistring.h>
 #include <kwlib63/settings/fitxerini.h>
 #include <kwlib63/settings/fitxersettings.h>
+#include <kwlib63/settings/fitxersettingsxml.h>
 #include <kwlib63/settings/infoversio.h>
 #include <kwlib63/settings/pathstring.h>
 #include <kwlib63/settings/stringex.h>

@@ -1,0 +1,94 @@
+// CFitxerSettingsXML on real files: the element layout, merging sections, the key
+// listings that come back empty by design, and damaged files.
+#include <unistd.h>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <gtest/gtest.h>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/xmlnode.h>
+#include <kwlib63/settings/fitxersettingsxml.h>
+
+namespace {
+
+class FitxerXmlTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char dir[] = "/tmp/kwlib-xml-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    m_dir = dir;
+    m_path = m_dir + "/s.xml";
+    m_xml.SetFitxer(kwfw::Utf8ToWide(m_path).c_str());
+  }
+  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
+  kwplat::XMLNode Root() const { return kwplat::XMLNode::ParseFile(kwfw::Utf8ToWide(m_path).c_str(), L"Sections"); }
+  std::string m_dir, m_path;
+  CFitxerSettingsXML m_xml{L"unused"};
+};
+
+TEST_F(FitxerXmlTest, LayoutAndValues) {
+  EXPECT_EQ(m_xml.GetString(L"S", L"k", L"d"), CString(L"d"));
+  EXPECT_EQ(m_xml.SetString(L"S", L"k", L"v1"), 1);
+  const kwplat::XMLNode root = Root();
+  ASSERT_FALSE(root.IsEmpty());
+  EXPECT_EQ(root.CountChildren(L"Section"), 1);
+  const kwplat::XMLNode section = root.Child(L"Section", 0);
+  std::wstring name;
+  ASSERT_TRUE(section.Attribute(L"Name", name));
+  EXPECT_EQ(name, L"S");
+  EXPECT_EQ(section.CountChildren(L"Key"), 1);
+  EXPECT_EQ(section.Child(L"Key", 0).Text(), L"v1");
+  EXPECT_EQ(m_xml.TestFitxer(), 0);  // looks for "Settings", which this file lacks
+
+  EXPECT_EQ(m_xml.SetString(L"S", L"k", L"<v2 & \u00E9>"), 1);  // replaced, escaped in the file
+  EXPECT_EQ(m_xml.GetString(L"S", L"k", L""), CString(L"<v2 & \u00E9>"));
+  EXPECT_EQ(m_xml.GetString(L"s", L"k", L"d"), CString(L"d"));  // names match exactly here
+  m_xml.SetInt(L"S", L"n", -255, 16, L"h", 1);
+  EXPECT_EQ(m_xml.GetString(L"S", L"n", L""), CString(L"-ffh"));
+  EXPECT_EQ(m_xml.BorrarValor(L"S", L"n"), 1);
+  EXPECT_EQ(m_xml.BorrarValor(L"S", L"n"), 0);
+  m_xml.SetString(L"T", L"x", L"1");
+  CMultiString sections;
+  EXPECT_EQ(m_xml.GetSeccions(sections), 1);
+  ASSERT_EQ(sections.GetNumStr(), 2);
+  EXPECT_STREQ(sections[1], L"T");
+  EXPECT_EQ(m_xml.BorrarSeccio(L"T"), 1);
+  EXPECT_EQ(m_xml.BorrarSeccio(L"T"), 0);
+}
+
+TEST_F(FitxerXmlTest, SectionsMergeAndKeyListsComeBackEmpty) {
+  m_xml.SetString(L"S", L"c", L"3");
+  CMultiString pairs;
+  for (const wchar_t* item : {L"a", L"1", L"b", L"2", L"odd"}) pairs += item;
+  EXPECT_EQ(m_xml.SetSeccio(L"S", pairs), 1);
+  EXPECT_EQ(m_xml.GetString(L"S", L"c", L""), CString(L"3"));  // kept: a merge, not a replacement
+  EXPECT_EQ(m_xml.GetString(L"S", L"a", L""), CString(L"1"));
+  EXPECT_EQ(m_xml.GetString(L"S", L"b", L""), CString(L"2"));
+  EXPECT_EQ(m_xml.GetString(L"S", L"odd", L"none"), CString(L"none"));
+
+  CMultiString keys, lines;
+  EXPECT_EQ(m_xml.GetClausSeccio(L"s", keys), 1);  // the section found without regard to case
+  ASSERT_EQ(keys.GetNumStr(), 3);
+  for (int i = 0; i < 3; ++i) EXPECT_STREQ(keys[i], L"");
+  EXPECT_EQ(m_xml.GetSeccio(L"S", lines), 1);
+  EXPECT_EQ(lines.GetNumStr(), 6);
+  CMultiString none;
+  EXPECT_EQ(m_xml.GetClausSeccio(L"missing", none), 1);
+  EXPECT_EQ(none.GetNumStr(), 0);
+}
+
+TEST_F(FitxerXmlTest, DamagedAndForeignFiles) {
+  std::ofstream(m_path) << "<Sections><Section Name=\"S\"><Key Name=\"k\">v";  // cut short
+  EXPECT_EQ(m_xml.GetString(L"S", L"k", L"d"), CString(L"d"));
+  CMultiString sections;
+  EXPECT_EQ(m_xml.GetSeccions(sections), 0);
+  EXPECT_EQ(m_xml.SetString(L"N", L"k", L"v"), 1);  // a new document replaces the damaged one
+  EXPECT_EQ(m_xml.GetString(L"N", L"k", L""), CString(L"v"));
+  std::ofstream(m_path) << "<Settings><x/></Settings>";
+  EXPECT_EQ(m_xml.TestFitxer(), 1);
+  EXPECT_EQ(m_xml.GetSeccions(sections), 0);
+  EXPECT_EQ(CFitxerSettingsXML().GetFitxer().Right(4), CString(L".xml"));
+}
+
+}  // namespace
