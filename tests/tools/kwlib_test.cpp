@@ -295,3 +295,20 @@ TEST(KwlibPath, SplitPurifyCd) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(KwlibIni, TheXmlForm) {
+  const std::string file = TempFile("");
+  std::remove(file.c_str());
+  EXPECT_EQ(Kwlib("ini --xml set " + file + " Sec k 'v 1'").status, 0);
+  EXPECT_EQ(Kwlib("ini --xml set " + file + " Sec j 2").status, 0);
+  EXPECT_EQ(Kwlib("ini --xml get " + file + " Sec k").out, "v 1\n");
+  EXPECT_EQ(Kwlib("ini --xml keys " + file + " Sec").out, "k\nj\n");
+  EXPECT_EQ(Kwlib("ini --xml delete " + file + " Sec k").status, 0);
+  EXPECT_EQ(Kwlib("ini --xml get " + file + " Sec k").status, 1);
+  EXPECT_NE(Slurp(file).find("<Key Name=\"j\">2</Key>"), std::string::npos) << Slurp(file);
+  std::remove(file.c_str());
+}
+
+}  // namespace

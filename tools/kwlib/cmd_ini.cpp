@@ -9,6 +9,8 @@
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/profile.h>
 #include <kwlib63/platform/sysmessage.h>
+#include <kwlib63/platform/xmlnode.h>
+#include <kwlib63/settings/fitxersettingsxml.h>
 
 #include "command.h"
 
@@ -40,12 +42,85 @@ int Failed(std::ostream& err, const std::string& what) {
   return kwlib::kExitFailure;
 }
 
+void PrintList(std::ostream& out, const std::vector<std::string>& items, bool json) {
+  if (json) {
+    Json::Value list(Json::arrayValue);
+    for (const std::string& item : items) list.append(item);
+    out << Json::writeString(Json::StreamWriterBuilder(), list) << "\n";
+  } else {
+    for (const std::string& item : items) out << item << "\n";
+  }
+}
+
+// The XML settings form, through CFitxerSettingsXML.
+int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, std::ostream& err) {
+  const std::string& action = words[0];
+  CFitxerSettingsXML xml(Utf8ToWide(words[1]).c_str());
+  const auto need = [&](std::size_t n) {
+    if (words.size() != n) throw kwlib::UsageError("wrong number of arguments for '" + action + "'");
+  };
+  const auto w = [&](std::size_t i) { return Utf8ToWide(words[i]); };
+  if (action == "get") {
+    need(4);
+    const CString missing(L"\x1F");  // no value holds this character alone
+    const CString value = xml.GetString(w(2).c_str(), w(3).c_str(), missing);
+    if (value == missing) {
+      err << "kwlib ini: " << words[1] << ": no key '" << words[3] << "' in section '" << words[2] << "'\n";
+      return kwlib::kExitFailure;
+    }
+    out << (json ? Json::writeString(Json::StreamWriterBuilder(), Json::Value(WideToUtf8(value.GetString())))
+                 : WideToUtf8(value.GetString()))
+        << "\n";
+    return kwlib::kExitOk;
+  }
+  if (action == "set") {
+    need(5);
+    if (!xml.SetString(w(2).c_str(), w(3).c_str(), w(4).c_str())) return Failed(err, words[1]);
+    return kwlib::kExitOk;
+  }
+  if (action == "delete") {
+    if (words.size() != 3 && words.size() != 4) throw kwlib::UsageError("give a section, and a key to delete only that");
+    const int done = words.size() == 4 ? xml.BorrarValor(w(2).c_str(), w(3).c_str()) : xml.BorrarSeccio(w(2).c_str());
+    if (!done) {
+      err << "kwlib ini: " << words[1] << ": nothing to delete\n";
+      return kwlib::kExitFailure;
+    }
+    return kwlib::kExitOk;
+  }
+  if (action == "sections") {
+    need(2);
+    CMultiString sections;
+    xml.GetSeccions(sections);
+    std::vector<std::string> items;
+    for (int i = 0; i < sections.GetNumStr(); ++i) items.push_back(WideToUtf8(sections[i]));
+    PrintList(out, items, json);
+    return kwlib::kExitOk;
+  }
+  if (action == "keys") {
+    // The settings class lists a section's keys as empty strings (its defined
+    // behaviour); the names are read from the document itself.
+    need(3);
+    const kwplat::XMLNode section = kwplat::XMLNode::ParseFile(w(1).c_str(), L"Sections").ChildWithAttribute(L"Section", L"Name", w(2).c_str());
+    std::vector<std::string> items;
+    for (int i = 0; i < section.CountChildren(L"Key"); ++i) {
+      std::wstring name;
+      section.Child(L"Key", i).Attribute(L"Name", name);
+      items.push_back(WideToUtf8(name));
+    }
+    PrintList(out, items, json);
+    return kwlib::kExitOk;
+  }
+  throw kwlib::UsageError("unknown action '" + action + "'");
+}
+
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  bool json = false;
+  bool json = false, xml = false;
   std::vector<std::string> words;
   for (const std::string& a : args) {
     if (a == "--json") {
       json = true;
+    } else if (a == "--xml") {
+      xml = true;
     } else if (a.size() > 2 && a.rfind("--", 0) == 0) {
       throw kwlib::UsageError("unknown option '" + a + "'");
     } else {
@@ -53,6 +128,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     }
   }
   if (words.size() < 2) throw kwlib::UsageError("give an action and a file");
+  if (xml) return RunXml(words, json, out, err);
   const std::string& action = words[0];
   const std::wstring file = Utf8ToWide(words[1]);
   const auto need = [&](std::size_t n) {
@@ -101,14 +177,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   if (action == "sections" || action == "keys") {
     need(action == "sections" ? 2 : 3);
     const std::wstring s = action == "keys" ? section() : std::wstring();
-    const std::vector<std::string> items = List(action == "keys" ? s.c_str() : nullptr, file);
-    if (json) {
-      Json::Value list(Json::arrayValue);
-      for (const std::string& item : items) list.append(item);
-      out << Json::writeString(Json::StreamWriterBuilder(), list) << "\n";
-    } else {
-      for (const std::string& item : items) out << item << "\n";
-    }
+    PrintList(out, List(action == "keys" ? s.c_str() : nullptr, file), json);
     return kwlib::kExitOk;
   }
   throw kwlib::UsageError("unknown action '" + action + "'");
@@ -117,7 +186,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
 }  // namespace
 
 KWLIB_COMMAND(kIni, "ini", "read and write INI files",
-              "Usage: kwlib ini get FILE SECTION KEY\n"
+              "Usage: kwlib ini [--xml] [--json] get FILE SECTION KEY\n"
               "       kwlib ini set FILE SECTION KEY VALUE\n"
               "       kwlib ini delete FILE SECTION [KEY]\n"
               "       kwlib ini sections FILE\n"
@@ -125,6 +194,8 @@ KWLIB_COMMAND(kIni, "ini", "read and write INI files",
               "Reads and writes with the Windows INI rules: sections and keys without regard\n"
               "to case, the first of duplicates, ';' comments, UTF-16 files with their mark\n"
               "or Windows-1252 ones. A write keeps every other byte of the file and replaces\n"
-              "it atomically under a lock. --json prints values and lists as JSON.\n"
+              "it atomically under a lock. --xml works on the XML settings form instead (a\n"
+              "root Sections, Section elements with a Name, Key elements with a Name and\n"
+              "the value as text). --json prints values and lists as JSON.\n"
               "Exit status: 0, 1 when a key is missing or the file cannot be written.\n",
               &Run);
