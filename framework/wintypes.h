@@ -61,6 +61,9 @@ KW_DECLARE_HANDLE(HWND);
 KW_DECLARE_HANDLE(HRSRC);
 using HMODULE = HINSTANCE;
 
+// An opaque place in a collection, for the framework's walk-by-position members.
+using POSITION = struct __POSITION*;
+
 struct GUID {
   std::uint32_t Data1;
   std::uint16_t Data2;

@@ -93,6 +93,26 @@ XMLNode XMLNode::Child(const wchar_t* tag, int i) const {
   return XMLNode();
 }
 
+int XMLNode::CountElements() const {
+  if (IsEmpty()) return 0;
+  int n = 0;
+  for (pugi::xml_node child = m_data->node.first_child(); child; child = child.next_sibling()) {
+    if (child.type() == pugi::node_element) ++n;
+  }
+  return n;
+}
+
+XMLNode XMLNode::Element(int i) const {
+  if (IsEmpty() || i < 0) return XMLNode();
+  for (pugi::xml_node child = m_data->node.first_child(); child; child = child.next_sibling()) {
+    if (child.type() != pugi::node_element || i-- != 0) continue;
+    XMLNode result;
+    result.m_data = std::make_shared<XMLNodeData>(XMLNodeData{m_data->document, child});
+    return result;
+  }
+  return XMLNode();
+}
+
 XMLNode XMLNode::AddChild(const wchar_t* tag) const {
   if (IsEmpty()) return XMLNode();
   XMLNode result;
@@ -125,6 +145,10 @@ void XMLNode::DeleteText() const {
 
 void XMLNode::AddText(const wchar_t* text) const {
   if (!IsEmpty()) m_data->node.append_child(pugi::node_pcdata).set_value(U8(text).c_str());
+}
+
+void XMLNode::AddCData(const char* text) const {
+  if (!IsEmpty()) m_data->node.append_child(pugi::node_cdata).set_value(text != nullptr ? text : "");
 }
 
 void XMLNode::Remove() const {

@@ -29,6 +29,9 @@ class XMLNode {
   int CountChildren(const wchar_t* tag) const;
   // The i-th child `tag`, or an empty node.
   XMLNode Child(const wchar_t* tag, int i) const;
+  // Element children of any tag, in document order.
+  int CountElements() const;
+  XMLNode Element(int i) const;
   XMLNode AddChild(const wchar_t* tag) const;
   void AddAttribute(const wchar_t* name, const wchar_t* value) const;
   // The attribute's value; false when the element has no such attribute.
@@ -36,6 +39,7 @@ class XMLNode {
   std::wstring Text() const;
   void DeleteText() const;
   void AddText(const wchar_t* text) const;
+  void AddCData(const char* text) const;
   // Removes the element and everything in it from its document.
   void Remove() const;
   // The whole document, indented, replacing the file atomically; false with errno

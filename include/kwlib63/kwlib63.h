@@ -70,6 +70,7 @@
 #include <kwlib63/persist/serializer.h>
 
 #include <kwlib63/settings/multistring.h>
+#include <kwlib63/settings/blocopcions.h>
 #include <kwlib63/settings/fitxerini.h>
 #include <kwlib63/settings/fitxersettings.h>
 #include <kwlib63/settings/fitxersettingsxml.h>
