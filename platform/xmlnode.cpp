@@ -27,7 +27,8 @@ XMLNode XMLNode::ParseString(const std::string& text, const wchar_t* tag, bool* 
   const bool parsed = static_cast<bool>(document->load_buffer(text.data(), text.size()));
   if (ok != nullptr) *ok = parsed;
   XMLNode result;
-  const pugi::xml_node top = parsed ? document->child(U8(tag).c_str()) : pugi::xml_node();
+  const pugi::xml_node top =
+      !parsed ? pugi::xml_node() : tag == nullptr ? document->document_element() : document->child(U8(tag).c_str());
   if (top) result.m_data = std::make_shared<XMLNodeData>(XMLNodeData{document, top});
   return result;
 }

@@ -17,7 +17,7 @@ class XMLNode {
   // The top element named `tag` of the file, or an empty node; `ok` (when given)
   // tells whether the file could be read and parsed at all.
   static XMLNode ParseFile(const wchar_t* path, const wchar_t* tag, bool* ok = nullptr);
-  // The top element named `tag` of the text.
+  // The top element named `tag` of the text (whatever its name for a null `tag`).
   static XMLNode ParseString(const std::string& text, const wchar_t* tag, bool* ok = nullptr);
   // A new document holding only the top element `tag`.
   static XMLNode CreateTopNode(const wchar_t* tag);

@@ -312,3 +312,29 @@ TEST(KwlibIni, TheXmlForm) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(KwlibOptions, FromXmlAndBack) {
+  const std::string xml = TempFile("<Options><n Type=\"int\">42</n><sub Type=\"SubBloc\"><x Type=\"double\">1.5</x></sub></Options>");
+  const std::string block = TempFile("");
+  ASSERT_EQ(Kwlib("options from-xml " + xml + " " + block).status, 0);
+  EXPECT_EQ(Slurp(block).substr(0, 11), "DRIVER-BLOC");
+  Result r = Kwlib("options dump " + block);
+  EXPECT_EQ(r.status, 0);
+  EXPECT_NE(r.out.find("<n Type=\"int\">42</n>"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("<x Type=\"double\">1.5</x>"), std::string::npos) << r.out;
+  r = Kwlib("options dump --json " + block);
+  Json::Value v;
+  ASSERT_TRUE(Json::Reader().parse(r.out, v)) << r.out;
+  EXPECT_EQ(v["sub"]["block"]["x"]["double"].asDouble(), 1.5);
+  r = Kwlib("options dump " + xml);  // XML is not a data block
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("not an options block"), std::string::npos);
+  const std::string broken = TempFile("<Options><n>");
+  EXPECT_EQ(Kwlib("options from-xml " + broken + " " + block).status, 1);
+  EXPECT_EQ(Kwlib("options").status, 2);
+  for (const std::string& f : {xml, block, broken}) std::remove(f.c_str());
+}
+
+}  // namespace
