@@ -53,6 +53,23 @@ def seeds():
     yield "ini", "utf16", b"\x01" + b"\xff\xfe" + ini.encode("utf-16-le")
     yield "ini", "write", b"\x00" + b"[S]\nx=1\n\n[T]\ny=2"
 
+    def record(name, code, payload):
+        return struct.pack("<H", len(name)) + name + bytes([code]) + payload
+    inner = b"DRIVER-BLOC" + record(b"i", 0, struct.pack("<i", 7))
+    block = (b"DRIVER-BLOC" + record(b"n", 0, struct.pack("<i", -2)) + record(b"r", 1, struct.pack("<d", 1.5))
+             + record(b"sub", 3, struct.pack("<I", len(inner)) + inner)
+             + record(b"s\xe9", 5, struct.pack("<H", 4) + "\u00e0b".encode("utf-16-le"))
+             + record(b"x", 4, struct.pack("<I", 2) + b"\x01\x02") + record(b"t", 2, struct.pack("<H", 2) + b"\xe9z"))
+    yield "blocopcions", "all-types", block
+    yield "blocopcions", "empty", b"DRIVER-BLOC"
+    yield "blocopcions", "path", b"DRIVER-BLOC" + record(b"a/b", 0, struct.pack("<i", 1))
+
+    yield "xmlsettings", "settings", (b'<?xml version="1.0"?><Sections><Section Name="S"><Key Name="k">v</Key>'
+                                      b'<Key Name="j">2</Key></Section><Section Name="T"/></Sections>')
+    yield "xmlsettings", "options", (b'<Options SoftwareVersion="6.3"><n Type="int">42</n><r Type="double">0.1</r>'
+                                     b'<s Type="string">t</s><x Type="binary"><![CDATA[YWJj]]></x>'
+                                     b'<sub Type="SubBloc"><d>4.5</d><e>42</e></sub></Options>')
+
 
 def main():
     root = sys.argv[1]

@@ -78,6 +78,21 @@ int WToI(const std::wstring& text) {
 
 bool SameNoCase(const std::wstring& a, const wchar_t* b) { return CString(a.c_str()).CompareNoCase(b) == 0; }
 
+// Nested blocks deeper than this are left out of the XML forms: the conversions
+// recurse once per level, and a hostile file must not exhaust the stack.
+constexpr int kMaxXmlDepth = 256;
+thread_local int t_xmlDepth = 0;
+
+// Counts a level of recursion for as long as it lives.
+class DepthGuard {
+ public:
+  DepthGuard() { ++t_xmlDepth; }
+  ~DepthGuard() { --t_xmlDepth; }
+  DepthGuard(const DepthGuard&) = delete;
+  DepthGuard& operator=(const DepthGuard&) = delete;
+  static bool TooDeep() { return t_xmlDepth >= kMaxXmlDepth; }
+};
+
 }  // namespace
 
 // --- ITEMBLOCOPCIONS ----------------------------------------------------------
@@ -166,6 +181,8 @@ CMoxelRTTI* TBlocOpcions::GetRTTI() const { return &m_rttiTBlocOpcions; }
 
 int TBlocOpcions::Afegir(const wchar_t* nom, const ITEMBLOCOPCIONS& valor) {
   const std::wstring name = nom != nullptr ? nom : L"";
+  // A name is never empty: a data block could not hold it (its length would be 0).
+  if (name.empty()) return -1;
   const std::size_t slash = name.find(L'/');
   if (slash == std::wstring::npos) {
     try {
@@ -471,6 +488,8 @@ int TBlocOpcions::_fnAfegirNodesXML(const wchar_t* nom, ITEMBLOCOPCIONS& valor, 
       break;
     }
     case TIPUS_BLOC_SUBBLOC: {
+      if (DepthGuard::TooDeep()) break;
+      const DepthGuard level;
       XMLNode child = parent.AddChild(nom);
       child.AddAttribute(L"Type", L"SubBloc");
       const TBlocOpcions nested(static_cast<const unsigned char*>(valor.pDades), static_cast<unsigned int>(valor.nMida));
@@ -489,6 +508,8 @@ int TBlocOpcions::FromNodeXML(XMLNode& node, TBlocOpcions* bloc) {
     std::wstring type;
     child.Attribute(L"Type", type);
     if (SameNoCase(type, L"SubBloc")) {
+      if (DepthGuard::TooDeep()) continue;
+      const DepthGuard level;
       TBlocOpcions nested;
       FromNodeXML(child, &nested);
       bloc->EntraSubBloc(child.Name().c_str(), &nested);

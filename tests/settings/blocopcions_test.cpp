@@ -111,6 +111,7 @@ TEST(BlocOpcions, PathsOrderAndCopies) {
   std::vector<std::wstring> order;
   EXPECT_EQ(names.Enumerar(&Collect, reinterpret_cast<__int64>(&order)), 7);
   EXPECT_EQ(order, (std::vector<std::wstring>{L"A", L"B", L"a", L"ab"}));
+  EXPECT_EQ(names.EntraValorInt32(L"", 1), -1);  // no empty names: a data block cannot hold one
   EXPECT_EQ(names.Eliminar(L"a"), 1);
   EXPECT_EQ(names.Eliminar(L"a"), 0);
   int seen = 0;
