@@ -133,6 +133,11 @@ TEST_F(ProfileTest, LinksModesAndOutsideChanges) {
   EXPECT_EQ(st.st_mode & 0777, 0640u);
   EXPECT_EQ(Get(L"s", L"k"), L"2");
 
+  // The access list comes along with the new file.
+  ASSERT_EQ(std::system(("setfacl -m u:nobody:r " + m_path).c_str()), 0);
+  EXPECT_TRUE(Set(L"s", L"k", L"acl"));
+  EXPECT_EQ(std::system(("getfacl -c " + m_path + " | grep -qx 'user:nobody:r--'").c_str()), 0);
+
   // Another program changes the file: the next read sees it, cache or not.
   WriteBytes("[s]\r\nk=3\r\n");
   EXPECT_EQ(Get(L"s", L"k"), L"3");
