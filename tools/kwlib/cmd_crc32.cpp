@@ -31,17 +31,9 @@ bool FileCrc(const std::string& path, std::uint32_t& crc, std::string& error) {
 }
 
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  bool json = false;
-  std::vector<std::string> files;
-  for (const std::string& a : args) {
-    if (a == "--json") {
-      json = true;
-    } else if (a.rfind("--", 0) == 0) {
-      throw kwlib::UsageError("unknown option '" + a + "'");
-    } else {
-      files.push_back(a);
-    }
-  }
+  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json"});
+  const bool json = arguments.Has("--json");
+  const std::vector<std::string>& files = arguments.words;
   if (files.empty()) throw kwlib::UsageError("no file given");
   int status = kwlib::kExitOk;
   Json::Value list(Json::arrayValue);

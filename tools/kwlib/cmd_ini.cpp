@@ -114,21 +114,11 @@ int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, 
 }
 
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  bool json = false, xml = false;
-  std::vector<std::string> words;
-  for (const std::string& a : args) {
-    if (a == "--json") {
-      json = true;
-    } else if (a == "--xml") {
-      xml = true;
-    } else if (a.size() > 2 && a.rfind("--", 0) == 0) {
-      throw kwlib::UsageError("unknown option '" + a + "'");
-    } else {
-      words.push_back(a);
-    }
-  }
+  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json", "--xml"});
+  const std::vector<std::string>& words = arguments.words;
+  const bool json = arguments.Has("--json");
   if (words.size() < 2) throw kwlib::UsageError("give an action and a file");
-  if (xml) return RunXml(words, json, out, err);
+  if (arguments.Has("--xml")) return RunXml(words, json, out, err);
   const std::string& action = words[0];
   const std::wstring file = Utf8ToWide(words[1]);
   const auto need = [&](std::size_t n) {

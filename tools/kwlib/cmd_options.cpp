@@ -51,17 +51,9 @@ Json::Value ToJson(const TBlocOpcions& block) {
 }
 
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  bool json = false;
-  std::vector<std::string> words;
-  for (const std::string& a : args) {
-    if (a == "--json") {
-      json = true;
-    } else if (a.size() > 2 && a.rfind("--", 0) == 0) {
-      throw kwlib::UsageError("unknown option '" + a + "'");
-    } else {
-      words.push_back(a);
-    }
-  }
+  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json"});
+  const std::vector<std::string>& words = arguments.words;
+  const bool json = arguments.Has("--json");
   if (words.empty()) throw kwlib::UsageError("give an action: dump or from-xml");
   if (words[0] == "dump") {
     if (words.size() != 2) throw kwlib::UsageError("give one data block file");

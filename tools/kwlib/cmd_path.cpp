@@ -15,17 +15,9 @@ namespace {
 std::string Utf8(const CString& s) { return kwfw::WideToUtf8(s.GetString()); }
 
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) {
-  bool json = false;
-  std::vector<std::string> words;
-  for (const std::string& a : args) {
-    if (a == "--json") {
-      json = true;
-    } else if (a.size() > 2 && a.rfind("--", 0) == 0) {
-      throw kwlib::UsageError("unknown option '" + a + "'");
-    } else {
-      words.push_back(a);
-    }
-  }
+  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json"});
+  const std::vector<std::string>& words = arguments.words;
+  const bool json = arguments.Has("--json");
   if (words.empty()) throw kwlib::UsageError("give an action: split, purify or cd");
   const std::string& action = words[0];
   if (action == "split") {

@@ -23,20 +23,10 @@ std::string Numbers(const CInfoVersio& v) {
 }
 
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  bool json = false;
-  std::string file;
-  for (const std::string& a : args) {
-    if (a == "--json") {
-      json = true;
-    } else if (a.size() > 1 && a[0] == '-') {
-      throw kwlib::UsageError("unknown option '" + a + "'");
-    } else if (file.empty()) {
-      file = a;
-    } else {
-      throw kwlib::UsageError("give one file");
-    }
-  }
-  if (file.empty()) throw kwlib::UsageError("no file given");
+  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json"});
+  const bool json = arguments.Has("--json");
+  if (arguments.words.size() != 1) throw kwlib::UsageError(arguments.words.empty() ? "no file given" : "give one file");
+  const std::string& file = arguments.words[0];
   const CPathString path(kwfw::Utf8ToWide(file).c_str(), nullptr);
   CInfoVersio fileVersion, productVersion;
   if (!CPathString::GetFileVersion(path, fileVersion) || !CPathString::GetProductVersion(path, productVersion)) {

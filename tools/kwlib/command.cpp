@@ -21,6 +21,24 @@ CommandRegistrar::CommandRegistrar(const Command& command) {
   commands.insert(at, &command);
 }
 
+bool Arguments::Has(const std::string& flag) const {
+  return std::find(flags.begin(), flags.end(), flag) != flags.end();
+}
+
+Arguments SplitFlags(const std::vector<std::string>& args, const std::vector<std::string>& known) {
+  Arguments result;
+  for (const std::string& a : args) {
+    if (std::find(known.begin(), known.end(), a) != known.end()) {
+      result.flags.push_back(a);
+    } else if (a.size() > 2 && a.rfind("--", 0) == 0) {
+      throw UsageError("unknown option '" + a + "'");
+    } else {
+      result.words.push_back(a);
+    }
+  }
+  return result;
+}
+
 unsigned long ParseNumber(const std::string& text, unsigned long max, const char* what) {
   if (text.empty() || text[0] == '-' || text[0] == '+' || text[0] == ' ') {
     throw UsageError(std::string("invalid ") + what + " '" + text + "'");

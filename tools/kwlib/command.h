@@ -33,6 +33,18 @@ struct CommandRegistrar {
   explicit CommandRegistrar(const Command& command);
 };
 
+// A command line split into its flags and its other words.
+struct Arguments {
+  std::vector<std::string> words;
+  std::vector<std::string> flags;  // those given, of the ones the command knows
+  bool Has(const std::string& flag) const;
+};
+
+// Takes out the flags in `known` ("--json", ...); any other word starting with
+// "--" is a UsageError. Words starting with a single '-' stay words: "-" names
+// standard input and a value may be negative.
+Arguments SplitFlags(const std::vector<std::string>& args, const std::vector<std::string>& known);
+
 // Parses an unsigned number, decimal or 0x-prefixed hex, no larger than `max`.
 // Throws UsageError naming `what` when `text` is not one.
 unsigned long ParseNumber(const std::string& text, unsigned long max, const char* what);
