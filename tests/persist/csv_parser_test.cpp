@@ -10,18 +10,14 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/persist/csv_parser.h>
 
+#include "support/tempdir.h"
+
 namespace {
 
 using Row = std::vector<std::string>;
 
 class CsvParserTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char dir[] = "/tmp/kwlib-csv-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = dir;
-  }
-  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
 
   std::wstring Write(const std::string& text) {
     const std::string path = m_dir + "/in.csv";
@@ -42,7 +38,8 @@ class CsvParserTest : public ::testing::Test {
     return Rows(parser, text);
   }
 
-  std::string m_dir;
+  kwtest::TempDir m_tmp{"kwlib-csv"};
+  std::string m_dir = m_tmp.Path();
 };
 
 TEST_F(CsvParserTest, NoEnclosureSplitsAtEveryTerminator) {

@@ -15,17 +15,15 @@
 #include <kwlib63/persist/mapviewoffile.h>
 #include <kwlib63/platform/lasterror.h>
 
+#include "support/tempdir.h"
+
 namespace {
 
 class FileMappingTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char dir[] = "/tmp/kwlib-map-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = dir;
     m_path = m_dir + "/f.bin";
   }
-  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
   void WriteBytes(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
   std::string Contents() const {
     std::ifstream f(m_path, std::ios::binary);
@@ -39,7 +37,8 @@ class FileMappingTest : public ::testing::Test {
   }
   std::wstring Path() const { return kwfw::Utf8ToWide(m_path); }
 
-  std::string m_dir, m_path;
+  kwtest::TempDir m_tmp{"kwlib-map"};
+  std::string m_dir = m_tmp.Path(), m_path;
 };
 
 TEST_F(FileMappingTest, ViewAlignsDownToTheGranularity) {

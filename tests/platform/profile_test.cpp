@@ -16,18 +16,16 @@
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/profile.h>
 
+#include "support/tempdir.h"
+
 namespace {
 
 class ProfileTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char dir[] = "/tmp/kwlib-ini-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = dir;
     m_path = m_dir + "/f.ini";
     m_file = kwfw::Utf8ToWide(m_path);
   }
-  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
   void WriteBytes(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
   std::string Bytes() const {
     std::ifstream f(m_path, std::ios::binary);
@@ -47,7 +45,8 @@ class ProfileTest : public ::testing::Test {
     return kwplat::WritePrivateProfileStringW(section, key, value, m_file.c_str());
   }
 
-  std::string m_dir, m_path;
+  kwtest::TempDir m_tmp{"kwlib-ini"};
+  std::string m_dir = m_tmp.Path(), m_path;
   std::wstring m_file;
 };
 

@@ -15,6 +15,7 @@
 #include <kwlib63/settings/fitxerini.h>
 #include <kwlib63/settings/pathstring.h>
 
+#include "support/tempdir.h"
 #include "support/throws.h"
 
 namespace {
@@ -22,18 +23,15 @@ namespace {
 class FitxerIniTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char dir[] = "/tmp/kwlib-fini-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = dir;
     m_path = m_dir + "/sub/app.ini";  // the folder is made by the first write
     m_ini.SetFitxer(kwfw::Utf8ToWide(m_path).c_str());
   }
-  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
   std::string Bytes() const {
     std::ifstream f(m_path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(f), {});
   }
-  std::string m_dir, m_path;
+  kwtest::TempDir m_tmp{"kwlib-fini"};
+  std::string m_dir = m_tmp.Path(), m_path;
   CFitxerINI m_ini{L"unused"};
 };
 

@@ -10,20 +10,19 @@
 #include <kwlib63/platform/xmlnode.h>
 #include <kwlib63/settings/fitxersettingsxml.h>
 
+#include "support/tempdir.h"
+
 namespace {
 
 class FitxerXmlTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char dir[] = "/tmp/kwlib-xml-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = dir;
     m_path = m_dir + "/s.xml";
     m_xml.SetFitxer(kwfw::Utf8ToWide(m_path).c_str());
   }
-  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
   kwplat::XMLNode Root() const { return kwplat::XMLNode::ParseFile(kwfw::Utf8ToWide(m_path).c_str(), L"Sections"); }
-  std::string m_dir, m_path;
+  kwtest::TempDir m_tmp{"kwlib-xml"};
+  std::string m_dir = m_tmp.Path(), m_path;
   CFitxerSettingsXML m_xml{L"unused"};
 };
 

@@ -18,6 +18,8 @@
 KW_VERSION_INFO(KW_VERSION(2, 1, 3, 7), KW_VERSION(4, 5, 0, 0), VS_FF_DEBUG, 0x040C, 1252,
                 "CompanyName\0Proves \xC3\xA0 Tormel\0ProductName\0settings test\0");
 
+#include "support/tempdir.h"
+
 namespace {
 
 template <std::size_t N>
@@ -65,13 +67,8 @@ CString Text(const std::string& path, bool product) {
 
 class VersionTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char dir[] = "/tmp/kwlib-ver-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = dir;
-  }
-  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
-  std::string m_dir;
+  kwtest::TempDir m_tmp{"kwlib-ver"};
+  std::string m_dir = m_tmp.Path();
 };
 
 TEST_F(VersionTest, OwnNotesOfTheProgramAndTheLibrary) {
