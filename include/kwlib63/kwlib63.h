@@ -78,4 +78,6 @@
 #include <kwlib63/settings/pathstring.h>
 #include <kwlib63/settings/stringex.h>
 
+#include <kwlib63/units/taulaconv.h>
+
 #include <kwlib63/ui/appframe.h>
