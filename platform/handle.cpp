@@ -5,10 +5,11 @@
 namespace kwplat {
 namespace {
 
-// Reads the kind of whatever `handle` points at; null and the descriptor values of
-// file handles (small integers) are never objects.
+// Reads the kind of whatever `handle` points at; null, the descriptor values of
+// file handles (small integers) and the predefined registry keys are never objects.
 HandleObject* AnyObject(HANDLE handle) {
-  if (reinterpret_cast<std::uintptr_t>(handle) < 0x10000 || handle == INVALID_HANDLE_VALUE) return nullptr;
+  auto value = reinterpret_cast<std::uintptr_t>(handle);
+  if (value < 0x10000 || (value >= 0x80000000 && value <= 0x800000FF) || handle == INVALID_HANDLE_VALUE) return nullptr;
   return static_cast<HandleObject*>(handle);
 }
 

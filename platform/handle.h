@@ -16,6 +16,7 @@ enum class HandleKind : std::uint32_t {
   kEvent = 0x4B574556,        // "KWEV"
   kFileMapping = 0x4B57464D,  // "KWFM"
   kFind = 0x4B574644,         // "KWFD"
+  kRegKey = 0x4B57524B,       // "KWRK"
 };
 
 // The base of every object a HANDLE names. The kind comes first and is the only

@@ -1,0 +1,95 @@
+// The registry: a tree of keys holding named, typed values, with Windows' calls
+// and results. Each hive is one SQLite database (the user's hive under the XDG
+// config home, the machine's under /var/lib), shared by every process of the
+// user: a change is committed before the call returns, so it survives a crash of
+// the process and other processes see it at once. Key and value names match
+// without regard to case (full Unicode case folding) and keep the case they were
+// created with. Sub-keys enumerate in name order, values in creation order.
+//
+// Data is stored as Windows stores it. Wide text here is UTF-32, so for the string
+// types (REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ) the sizes the calls take and report
+// count sizeof(wchar_t) bytes per character, and the stored form is UTF-16LE.
+#pragma once
+
+#include <kwlib63/framework/wintypes.h>
+#include <kwlib63/platform/fileapi.h>
+
+KW_DECLARE_HANDLE(HKEY);
+using PHKEY = HKEY*;
+using REGSAM = DWORD;
+
+inline const HKEY HKEY_CLASSES_ROOT = reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(0x80000000));
+inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(0x80000001));
+inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(0x80000002));
+
+inline constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
+inline constexpr REGSAM KEY_SET_VALUE = 0x0002;
+inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x0004;
+inline constexpr REGSAM KEY_ENUMERATE_SUB_KEYS = 0x0008;
+inline constexpr REGSAM KEY_NOTIFY = 0x0010;
+inline constexpr REGSAM KEY_READ = 0x20019;
+inline constexpr REGSAM KEY_WRITE = 0x20006;
+inline constexpr REGSAM KEY_ALL_ACCESS = 0xF003F;
+
+inline constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
+inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
+inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
+
+inline constexpr DWORD REG_NONE = 0;
+inline constexpr DWORD REG_SZ = 1;
+inline constexpr DWORD REG_EXPAND_SZ = 2;
+inline constexpr DWORD REG_BINARY = 3;
+inline constexpr DWORD REG_DWORD = 4;
+inline constexpr DWORD REG_MULTI_SZ = 7;
+inline constexpr DWORD REG_QWORD = 11;
+
+inline constexpr DWORD ERROR_BAD_PATHNAME = 161;
+inline constexpr DWORD ERROR_BADDB = 1009;
+inline constexpr DWORD ERROR_KEY_DELETED = 1018;
+
+struct SECURITY_ATTRIBUTES {
+  DWORD nLength;
+  LPVOID lpSecurityDescriptor;
+  BOOL bInheritHandle;
+};
+using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
+
+namespace kwplat {
+
+// Opens `subKey` (a path of names separated by '\\'; null or empty: `key` itself)
+// below an open key or a hive (HKEY_CURRENT_USER or HKEY_LOCAL_MACHINE; another
+// predefined key is ERROR_INVALID_HANDLE). An empty name in the path is 161; 2
+// when the key does not exist, 5 when `sam` asks to change a hive that cannot be
+// written.
+LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM sam, PHKEY result);
+// Opens `subKey`, creating the keys of its path that are missing; `disposition`
+// (may be null) says which. The class and security attributes are not kept.
+LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM sam,
+                     const SECURITY_ATTRIBUTES* security, PHKEY result, LPDWORD disposition);
+LONG RegCloseKey(HKEY key);
+
+// Writes value `name` (null or empty: the key's default value) of `type`.
+LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
+// Reads value `name`: `type` and `data` may be null. `*size` is the buffer's size
+// and becomes the value's; 234 when the buffer is too small.
+LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
+// The value at `index` in creation order: its name (`*nameLength` characters of
+// room with the terminator, becoming the length without it), type and data as
+// RegQueryValueExW. 259 past the last value, 234 when a buffer is too small.
+LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type,
+                   LPBYTE data, LPDWORD size);
+// The sub-key at `index` in name order. Keys have no class and no write time is
+// kept: the class comes back empty and the time zero.
+LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPWSTR keyClass,
+                   LPDWORD classLength, FILETIME* lastWrite);
+LONG RegDeleteValueW(HKEY key, LPCWSTR name);
+// Deletes a key that has no sub-keys (5 when it has).
+LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
+
+// Places the database of hive HKEY_CURRENT_USER or HKEY_LOCAL_MACHINE at `file`;
+// null goes back to the default. Keys already open stay on the old file. The
+// environment variable KWLIB63_REGISTRY_DIR, when set, holds the default places
+// (HKCU.db and HKLM.db in that folder). ERROR_INVALID_HANDLE for another hive.
+LONG RegSetHiveFile(HKEY hive, LPCWSTR file);
+
+}  // namespace kwplat

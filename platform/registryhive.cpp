@@ -1,0 +1,354 @@
+#include <kwlib63/platform/registryhive.h>
+
+#include <fcntl.h>
+#include <glib.h>
+#include <sqlite3.h>
+#include <unistd.h>
+#include <utf8proc.h>
+
+#include <cstdlib>
+#include <map>
+
+#include <kwlib63/platform/atomicfile.h>
+
+namespace kwplat {
+
+// Keys get ids that are never reused, so that a handle to a deleted key cannot
+// reach a newer key. Values keep the order they were made in through their ids.
+constexpr char kSchema[] =
+    "CREATE TABLE IF NOT EXISTS keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL,"
+    " name TEXT NOT NULL, folded TEXT NOT NULL, UNIQUE(parent, folded));"
+    "CREATE TABLE IF NOT EXISTS vals(id INTEGER PRIMARY KEY AUTOINCREMENT, key INTEGER NOT NULL,"
+    " name TEXT NOT NULL, folded TEXT NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));";
+
+enum RegistryHive::Statement : int {
+  kFindChild,
+  kInsertKey,
+  kKeyExists,
+  kSetValue,
+  kGetValue,
+  kValueAt,
+  kSubKeyAt,
+  kDeleteValue,
+  kHasChildren,
+  kDeleteKeyValues,
+  kDeleteKey,
+  kBegin,
+  kCommit,
+  kRollback,
+  kStatementCount
+};
+
+namespace {
+
+
+// Writers wait this long for each other before a change fails.
+constexpr int kBusyTimeoutMs = 10000;
+
+void BindText(sqlite3_stmt* statement, int index, std::string_view text) {
+  sqlite3_bind_text(statement, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+}
+
+std::string ColumnBytes(sqlite3_stmt* statement, int column) {
+  const void* bytes = sqlite3_column_blob(statement, column);
+  int size = sqlite3_column_bytes(statement, column);
+  return bytes == nullptr ? std::string() : std::string(static_cast<const char*>(bytes), size);
+}
+
+// Resets a statement when the operation using it ends, whatever way it ends.
+class ResetOnExit {
+ public:
+  explicit ResetOnExit(sqlite3_stmt* statement) : m_statement(statement) {}
+  ~ResetOnExit() {
+    sqlite3_reset(m_statement);
+    sqlite3_clear_bindings(m_statement);
+  }
+  ResetOnExit(const ResetOnExit&) = delete;
+  ResetOnExit& operator=(const ResetOnExit&) = delete;
+  sqlite3_stmt* operator->() const { return m_statement; }
+  operator sqlite3_stmt*() const { return m_statement; }
+
+ private:
+  sqlite3_stmt* m_statement;
+};
+
+}  // namespace
+
+std::string FoldRegistryName(std::string_view name) {
+  utf8proc_uint8_t* folded = nullptr;
+  utf8proc_ssize_t size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(name.data()),
+                                       static_cast<utf8proc_ssize_t>(name.size()), &folded, UTF8PROC_CASEFOLD);
+  if (size < 0) return std::string(name);
+  std::string result(reinterpret_cast<const char*>(folded), static_cast<std::size_t>(size));
+  std::free(folded);
+  return result;
+}
+
+std::shared_ptr<RegistryHive> RegistryHive::At(const std::string& file) {
+  static std::mutex lock;
+  // Connections live as long as the process: opening a database costs far more
+  // than a value's read.
+  static auto* hives = new std::map<std::string, std::shared_ptr<RegistryHive>>;
+  std::lock_guard guard(lock);
+  std::shared_ptr<RegistryHive>& hive = (*hives)[file];
+  // A hive that could not be opened is tried again: its file may be there now.
+  if (hive == nullptr || hive->m_db == nullptr) hive.reset(new RegistryHive(file));
+  return hive;
+}
+
+RegistryHive::RegistryHive(const std::string& file) {
+  g_mkdir_with_parents(FolderOf(file).c_str(), 0700);
+  int fd = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd >= 0) close(fd);
+  if (sqlite3_open_v2(file.c_str(), &m_db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
+    sqlite3_close(m_db);
+    m_db = nullptr;
+    return;
+  }
+  sqlite3_busy_timeout(m_db, kBusyTimeoutMs);
+  m_writable = sqlite3_db_readonly(m_db, "main") == 0;
+  // A committed change is in the write-ahead log before the call returns, which
+  // a crash of the process cannot undo; only the log's flush waits for checkpoints.
+  bool ready = !m_writable || (sqlite3_exec(m_db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr) == SQLITE_OK &&
+                               sqlite3_exec(m_db, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr) == SQLITE_OK &&
+                               sqlite3_exec(m_db, kSchema, nullptr, nullptr, nullptr) == SQLITE_OK);
+  if (!ready || !Prepare()) {
+    for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
+    m_statements.clear();
+    sqlite3_close(m_db);
+    m_db = nullptr;
+    m_writable = false;
+  }
+}
+
+RegistryHive::~RegistryHive() {
+  for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
+  sqlite3_close(m_db);
+}
+
+bool RegistryHive::Prepare() {
+  static constexpr const char* kText[] = {
+      "SELECT id FROM keys WHERE parent = ?1 AND folded = ?2",
+      "INSERT INTO keys(parent, name, folded) VALUES(?1, ?2, ?3)",
+      "SELECT 1 FROM keys WHERE id = ?1",
+      "INSERT INTO vals(key, name, folded, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
+      " WHERE ?1 = 0 OR EXISTS(SELECT 1 FROM keys WHERE id = ?1)"
+      " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
+      "SELECT type, data FROM vals WHERE key = ?1 AND folded = ?2",
+      "SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY id LIMIT 1 OFFSET ?2",
+      "SELECT name FROM keys WHERE parent = ?1 ORDER BY folded LIMIT 1 OFFSET ?2",
+      "DELETE FROM vals WHERE key = ?1 AND folded = ?2",
+      "SELECT 1 FROM keys WHERE parent = ?1 LIMIT 1",
+      "DELETE FROM vals WHERE key = ?1",
+      "DELETE FROM keys WHERE id = ?1",
+      "BEGIN IMMEDIATE",
+      "COMMIT",
+      "ROLLBACK",
+  };
+
+  static_assert(std::size(kText) == kStatementCount);
+  for (const char* text : kText) {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v3(m_db, text, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) return false;
+    m_statements.push_back(statement);
+  }
+  return true;
+}
+
+sqlite3_stmt* RegistryHive::Stmt(Statement statement) { return m_statements[statement]; }
+
+LONG RegistryHive::Failure(int sqliteCode) const {
+  switch (sqliteCode & 0xFF) {
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      return ERROR_ACCESS_DENIED;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return ERROR_BUSY;
+    case SQLITE_FULL:
+      return ERROR_DISK_FULL;
+    default:
+      return 1009;  // ERROR_BADDB
+  }
+}
+
+// Changes of more than one row go in one transaction, taken before the first read
+// so that no other writer slips in between.
+LONG RegistryHive::Begin() {
+  ResetOnExit begin(Stmt(kBegin));
+  int code = sqlite3_step(begin);
+  return code == SQLITE_DONE ? ERROR_SUCCESS : Failure(code);
+}
+
+LONG RegistryHive::Finish(LONG result) {
+  if (result == ERROR_SUCCESS) {
+    ResetOnExit commit(Stmt(kCommit));
+    int code = sqlite3_step(commit);
+    if (code == SQLITE_DONE) return ERROR_SUCCESS;
+    result = Failure(code);
+  }
+  ResetOnExit rollback(Stmt(kRollback));
+  sqlite3_step(rollback);
+  return result;
+}
+
+// What a missing row means: the key itself is gone (1018) or only the name (2).
+LONG RegistryHive::KeyGone(KeyId key) {
+  if (key == kRoot) return ERROR_FILE_NOT_FOUND;
+  ResetOnExit exists(Stmt(kKeyExists));
+  sqlite3_bind_int64(exists, 1, key);
+  return sqlite3_step(exists) == SQLITE_ROW ? ERROR_FILE_NOT_FOUND : 1018;
+}
+
+LONG RegistryHive::FindKey(KeyId parent, const std::vector<std::string>& path, KeyId& id) {
+  std::lock_guard guard(m_lock);
+  if (m_db == nullptr) return ERROR_FILE_NOT_FOUND;
+  if (parent != kRoot && KeyGone(parent) != ERROR_FILE_NOT_FOUND) return 1018;
+  id = parent;
+  for (const std::string& name : path) {
+    ResetOnExit find(Stmt(kFindChild));
+    sqlite3_bind_int64(find, 1, id);
+    BindText(find, 2, FoldRegistryName(name));
+    int code = sqlite3_step(find);
+    if (code == SQLITE_DONE) return ERROR_FILE_NOT_FOUND;
+    if (code != SQLITE_ROW) return Failure(code);
+    id = sqlite3_column_int64(find, 0);
+  }
+  return ERROR_SUCCESS;
+}
+
+LONG RegistryHive::CreateKey(KeyId parent, const std::vector<std::string>& path, KeyId& id, bool& created) {
+  std::lock_guard guard(m_lock);
+  if (!m_writable) return ERROR_ACCESS_DENIED;
+  if (LONG began = Begin(); began != ERROR_SUCCESS) return began;
+  int code = SQLITE_OK;
+  LONG result = parent == kRoot ? ERROR_SUCCESS : KeyGone(parent) == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : 1018;
+  created = false;
+  id = parent;
+  for (std::size_t i = 0; i < path.size() && result == ERROR_SUCCESS; ++i) {
+    std::string folded = FoldRegistryName(path[i]);
+    ResetOnExit find(Stmt(kFindChild));
+    sqlite3_bind_int64(find, 1, id);
+    BindText(find, 2, folded);
+    code = sqlite3_step(find);
+    if (code == SQLITE_ROW) {
+      id = sqlite3_column_int64(find, 0);
+      continue;
+    }
+    if (code != SQLITE_DONE) {
+      result = Failure(code);
+      break;
+    }
+    ResetOnExit insert(Stmt(kInsertKey));
+    sqlite3_bind_int64(insert, 1, id);
+    BindText(insert, 2, path[i]);
+    BindText(insert, 3, folded);
+    code = sqlite3_step(insert);
+    if (code != SQLITE_DONE) result = Failure(code);
+    id = sqlite3_last_insert_rowid(m_db);
+    created = true;
+  }
+  return Finish(result);
+}
+
+LONG RegistryHive::SetValue(KeyId key, std::string_view name, DWORD type, std::string_view data) {
+  std::lock_guard guard(m_lock);
+  if (!m_writable) return ERROR_ACCESS_DENIED;
+  ResetOnExit set(Stmt(kSetValue));
+  sqlite3_bind_int64(set, 1, key);
+  BindText(set, 2, name);
+  BindText(set, 3, FoldRegistryName(name));
+  sqlite3_bind_int64(set, 4, type);
+  // A null pointer would bind SQL NULL; an empty value is an empty blob.
+  sqlite3_bind_blob(set, 5, data.empty() ? "" : data.data(), static_cast<int>(data.size()), SQLITE_STATIC);
+  int code = sqlite3_step(set);
+  if (code != SQLITE_DONE) return Failure(code);
+  return sqlite3_changes(m_db) == 0 ? 1018 : ERROR_SUCCESS;
+}
+
+LONG RegistryHive::GetValue(KeyId key, std::string_view name, DWORD& type, std::string& data) {
+  std::lock_guard guard(m_lock);
+  if (m_db == nullptr) return ERROR_FILE_NOT_FOUND;
+  ResetOnExit get(Stmt(kGetValue));
+  sqlite3_bind_int64(get, 1, key);
+  BindText(get, 2, FoldRegistryName(name));
+  int code = sqlite3_step(get);
+  if (code == SQLITE_DONE) return KeyGone(key);
+  if (code != SQLITE_ROW) return Failure(code);
+  type = static_cast<DWORD>(sqlite3_column_int64(get, 0));
+  data = ColumnBytes(get, 1);
+  return ERROR_SUCCESS;
+}
+
+LONG RegistryHive::ValueAt(KeyId key, DWORD index, std::string& name, DWORD& type, std::string& data) {
+  std::lock_guard guard(m_lock);
+  if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
+  ResetOnExit at(Stmt(kValueAt));
+  sqlite3_bind_int64(at, 1, key);
+  sqlite3_bind_int64(at, 2, index);
+  int code = sqlite3_step(at);
+  if (code == SQLITE_DONE) return KeyGone(key) == 1018 ? 1018 : ERROR_NO_MORE_ITEMS;
+  if (code != SQLITE_ROW) return Failure(code);
+  name = reinterpret_cast<const char*>(sqlite3_column_text(at, 0));
+  type = static_cast<DWORD>(sqlite3_column_int64(at, 1));
+  data = ColumnBytes(at, 2);
+  return ERROR_SUCCESS;
+}
+
+LONG RegistryHive::SubKeyAt(KeyId key, DWORD index, std::string& name) {
+  std::lock_guard guard(m_lock);
+  if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
+  ResetOnExit at(Stmt(kSubKeyAt));
+  sqlite3_bind_int64(at, 1, key);
+  sqlite3_bind_int64(at, 2, index);
+  int code = sqlite3_step(at);
+  if (code == SQLITE_DONE) return KeyGone(key) == 1018 ? 1018 : ERROR_NO_MORE_ITEMS;
+  if (code != SQLITE_ROW) return Failure(code);
+  name = reinterpret_cast<const char*>(sqlite3_column_text(at, 0));
+  return ERROR_SUCCESS;
+}
+
+LONG RegistryHive::DeleteValue(KeyId key, std::string_view name) {
+  std::lock_guard guard(m_lock);
+  if (!m_writable) return m_db == nullptr ? ERROR_FILE_NOT_FOUND : ERROR_ACCESS_DENIED;
+  ResetOnExit remove(Stmt(kDeleteValue));
+  sqlite3_bind_int64(remove, 1, key);
+  BindText(remove, 2, FoldRegistryName(name));
+  int code = sqlite3_step(remove);
+  if (code != SQLITE_DONE) return Failure(code);
+  return sqlite3_changes(m_db) == 0 ? KeyGone(key) : ERROR_SUCCESS;
+}
+
+LONG RegistryHive::DeleteKey(KeyId parent, std::string_view name) {
+  std::lock_guard guard(m_lock);
+  if (!m_writable) return m_db == nullptr ? ERROR_FILE_NOT_FOUND : ERROR_ACCESS_DENIED;
+  if (LONG began = Begin(); began != ERROR_SUCCESS) return began;
+  int code = SQLITE_OK;
+  LONG result = ERROR_SUCCESS;
+  KeyId id = 0;
+  {
+    ResetOnExit find(Stmt(kFindChild));
+    sqlite3_bind_int64(find, 1, parent);
+    BindText(find, 2, FoldRegistryName(name));
+    code = sqlite3_step(find);
+    if (code == SQLITE_ROW) id = sqlite3_column_int64(find, 0);
+    else result = code == SQLITE_DONE ? KeyGone(parent) : Failure(code);
+  }
+  if (result == ERROR_SUCCESS) {
+    ResetOnExit children(Stmt(kHasChildren));
+    sqlite3_bind_int64(children, 1, id);
+    code = sqlite3_step(children);
+    if (code == SQLITE_ROW) result = ERROR_ACCESS_DENIED;
+    else if (code != SQLITE_DONE) result = Failure(code);
+  }
+  for (Statement statement : {kDeleteKeyValues, kDeleteKey}) {
+    if (result != ERROR_SUCCESS) break;
+    ResetOnExit remove(Stmt(statement));
+    sqlite3_bind_int64(remove, 1, id);
+    code = sqlite3_step(remove);
+    if (code != SQLITE_DONE) result = Failure(code);
+  }
+  return Finish(result);
+}
+
+}  // namespace kwplat

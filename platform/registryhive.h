@@ -1,0 +1,66 @@
+// One hive of the registry: its SQLite database and the operations the Reg* calls
+// are made of, in terms of key ids and UTF-8 names. Key 0 is the hive's root.
+// Used by the registry calls only; every member is safe to call from any thread.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <kwlib63/framework/wintypes.h>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace kwplat {
+
+class RegistryHive {
+ public:
+  using KeyId = std::int64_t;
+  static constexpr KeyId kRoot = 0;
+
+  // The hive stored in `file`, shared by every caller that asks for the same file.
+  // A hive whose file cannot be opened or made is empty and refuses changes.
+  static std::shared_ptr<RegistryHive> At(const std::string& file);
+  ~RegistryHive();
+  RegistryHive(const RegistryHive&) = delete;
+  RegistryHive& operator=(const RegistryHive&) = delete;
+
+  bool Writable() const { return m_writable; }
+
+  // Each returns a Win32 code: 0, 2 (no such key or value), 1018 (the key was
+  // deleted), 5 (the hive cannot be written) or 1009 (the database failed).
+  LONG FindKey(KeyId parent, const std::vector<std::string>& path, KeyId& id);
+  LONG CreateKey(KeyId parent, const std::vector<std::string>& path, KeyId& id, bool& created);
+  LONG SetValue(KeyId key, std::string_view name, DWORD type, std::string_view data);
+  LONG GetValue(KeyId key, std::string_view name, DWORD& type, std::string& data);
+  // 259 past the last one.
+  LONG ValueAt(KeyId key, DWORD index, std::string& name, DWORD& type, std::string& data);
+  LONG SubKeyAt(KeyId key, DWORD index, std::string& name);
+  LONG DeleteValue(KeyId key, std::string_view name);
+  // 5 when the key has sub-keys.
+  LONG DeleteKey(KeyId parent, std::string_view name);
+
+ private:
+  enum Statement : int;
+  explicit RegistryHive(const std::string& file);
+  bool Prepare();
+  sqlite3_stmt* Stmt(Statement statement);
+  LONG Begin();
+  LONG Finish(LONG result);
+  LONG KeyGone(KeyId key);
+  LONG Failure(int sqliteCode) const;
+
+  std::mutex m_lock;
+  sqlite3* m_db = nullptr;
+  bool m_writable = false;
+  std::vector<sqlite3_stmt*> m_statements;
+};
+
+// The case-folded form under which a name is found.
+std::string FoldRegistryName(std::string_view name);
+
+}  // namespace kwplat

@@ -1,0 +1,281 @@
+// The registry calls on a real SQLite hive in a temporary folder: Windows' results
+// and sizes, case folding, the stored bytes, orders, rights, deleted keys, a
+// writer killed at random moments, and two processes writing one key at once.
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/registry.h>
+
+#include "support/tempdir.h"
+
+namespace {
+
+using namespace kwplat;
+
+class RegistryTest : public ::testing::Test {
+ protected:
+  void SetUp() override { RegSetHiveFile(HKEY_CURRENT_USER, kwfw::Utf8ToWide(m_file).c_str()); }
+  void TearDown() override {
+    for (HKEY key : m_open) RegCloseKey(key);
+    RegSetHiveFile(HKEY_CURRENT_USER, nullptr);
+  }
+  HKEY Create(const wchar_t* path, HKEY parent = HKEY_CURRENT_USER) {
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(parent, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr), 0);
+    m_open.push_back(key);
+    return key;
+  }
+  static LONG SetText(HKEY key, const wchar_t* name, const std::wstring& text) {
+    return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                          static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+  }
+  static std::wstring Text(HKEY key, const wchar_t* name) {
+    wchar_t buffer[64] = {};
+    DWORD size = sizeof buffer;
+    DWORD type = 0;
+    EXPECT_EQ(RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size), 0);
+    EXPECT_EQ(type, REG_SZ);
+    return buffer;
+  }
+  // The bytes the database holds for a value, read past the library.
+  std::string StoredBytes(const char* name) const {
+    sqlite3* db = nullptr;
+    sqlite3_open_v2(m_file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(db, "SELECT data FROM vals WHERE name = ?1", -1, &statement, nullptr);
+    sqlite3_bind_text(statement, 1, name, -1, SQLITE_STATIC);
+    std::string bytes;
+    if (sqlite3_step(statement) == SQLITE_ROW) {
+      bytes.assign(static_cast<const char*>(sqlite3_column_blob(statement, 0)), sqlite3_column_bytes(statement, 0));
+    }
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    return bytes;
+  }
+
+  kwtest::TempDir m_dir{"kwlib-reg"};
+  std::string m_file = m_dir.At("HKCU.db");
+  std::vector<HKEY> m_open;
+};
+
+TEST_F(RegistryTest, ValuesKeepWindowsSizesAndBytes) {
+  HKEY key = Create(L"Software\\Tormel\\App");
+  ASSERT_EQ(SetText(key, L"Nom", L"hi\U0001F600"), 0);
+  DWORD size = 0, type = 0;
+  // Size without a buffer: three characters and the terminator, in wchar_t units.
+  ASSERT_EQ(RegQueryValueExW(key, L"nom", nullptr, &type, nullptr, &size), 0);
+  EXPECT_EQ(size, 4 * sizeof(wchar_t));
+  wchar_t small[2];
+  size = sizeof small;
+  EXPECT_EQ(RegQueryValueExW(key, L"NOM", nullptr, nullptr, reinterpret_cast<BYTE*>(small), &size),
+            static_cast<LONG>(ERROR_MORE_DATA));
+  EXPECT_EQ(size, 4 * sizeof(wchar_t));
+  EXPECT_EQ(Text(key, L"Nom"), L"hi\U0001F600");
+  // On disk, UTF-16LE with the surrogate pair and the terminator, as Windows keeps it.
+  EXPECT_EQ(StoredBytes("Nom"), std::string("h\0i\0\x3D\xD8\x00\xDE\0\0", 10));
+
+  DWORD number = 0x01020304;
+  ASSERT_EQ(RegSetValueExW(key, L"N", 0, REG_DWORD, reinterpret_cast<BYTE*>(&number), 4), 0);
+  EXPECT_EQ(StoredBytes("N"), std::string("\x04\x03\x02\x01", 4));
+  const BYTE empty = 0;
+  ASSERT_EQ(RegSetValueExW(key, L"Buit", 0, REG_BINARY, &empty, 0), 0);
+  size = 10;
+  EXPECT_EQ(RegQueryValueExW(key, L"Buit", nullptr, &type, nullptr, &size), 0);
+  EXPECT_EQ(size, 0u);
+  EXPECT_EQ(type, REG_BINARY);
+  EXPECT_EQ(RegQueryValueExW(key, L"Cap", nullptr, nullptr, nullptr, &size), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
+}
+
+TEST_F(RegistryTest, NamesMatchWithFullCaseFolding) {
+  HKEY key = Create(L"Software\\Été");
+  ASSERT_EQ(SetText(key, L"Straße", L"1"), 0);
+  EXPECT_EQ(Text(key, L"STRASSE"), L"1");  // ß folds to ss, beyond ASCII-only matching
+  HKEY again = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"SOFTWARE\\ÉTÉ\\", 0, KEY_READ, &again), 0);
+  m_open.push_back(again);
+  EXPECT_EQ(Text(again, L"straße"), L"1");
+  // The name keeps the case it was made with.
+  wchar_t name[16];
+  DWORD length = 16;
+  ASSERT_EQ(RegEnumKeyExW(HKEY_CURRENT_USER, 0, name, &length, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(std::wstring(name, length), L"Software");
+  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\\\Été", 0, KEY_READ, &again),
+            static_cast<LONG>(ERROR_BAD_PATHNAME));
+}
+
+TEST_F(RegistryTest, EnumerationOrdersAndBuffers) {
+  HKEY key = Create(L"Ordre");
+  for (const wchar_t* name : {L"zeta", L"Alpha", L"mid"}) {
+    ASSERT_EQ(SetText(key, name, name), 0);
+    Create(name, key);
+  }
+  ASSERT_EQ(SetText(key, L"ALPHA", L"again"), 0);  // an overwrite keeps its place
+  std::vector<std::wstring> values, keys;
+  wchar_t name[16];
+  DWORD length = 16;
+  for (DWORD i = 0; RegEnumValueW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == 0; ++i, length = 16) {
+    values.emplace_back(name, length);
+  }
+  for (DWORD i = 0; RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == 0; ++i, length = 16) {
+    keys.emplace_back(name, length);
+  }
+  EXPECT_EQ(values, (std::vector<std::wstring>{L"zeta", L"Alpha", L"mid"}));
+  EXPECT_EQ(keys, (std::vector<std::wstring>{L"Alpha", L"mid", L"zeta"}));
+  EXPECT_EQ(Text(key, L"alpha"), L"again");
+  length = 16;
+  EXPECT_EQ(RegEnumValueW(key, 3, name, &length, nullptr, nullptr, nullptr, nullptr),
+            static_cast<LONG>(ERROR_NO_MORE_ITEMS));
+  length = 4;  // "zeta" needs five with its terminator
+  EXPECT_EQ(RegEnumValueW(key, 0, name, &length, nullptr, nullptr, nullptr, nullptr),
+            static_cast<LONG>(ERROR_MORE_DATA));
+  DWORD size = 4;
+  wchar_t data[1];
+  length = 16;
+  EXPECT_EQ(RegEnumValueW(key, 0, name, &length, nullptr, nullptr, reinterpret_cast<BYTE*>(data), &size),
+            static_cast<LONG>(ERROR_MORE_DATA));
+  EXPECT_EQ(size, 5 * sizeof(wchar_t));
+}
+
+TEST_F(RegistryTest, RightsDeletesAndDeletedKeys) {
+  HKEY key = Create(L"A\\B");
+  HKEY readOnly = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"A", 0, KEY_READ, &readOnly), 0);
+  m_open.push_back(readOnly);
+  EXPECT_EQ(SetText(readOnly, L"x", L"1"), static_cast<LONG>(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(RegDeleteKeyW(HKEY_CURRENT_USER, L"A"), static_cast<LONG>(ERROR_ACCESS_DENIED));  // has B
+  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"A\\C", 0, KEY_READ, &readOnly), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
+  ASSERT_EQ(SetText(key, L"v", L"1"), 0);
+  EXPECT_EQ(RegDeleteValueW(key, L"V"), 0);
+  EXPECT_EQ(RegDeleteValueW(key, L"v"), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
+  ASSERT_EQ(RegDeleteKeyW(HKEY_CURRENT_USER, L"a\\b"), 0);
+  // A handle to a deleted key answers 1018, and a key made later is not reached.
+  Create(L"A\\B");
+  EXPECT_EQ(SetText(key, L"v", L"1"), static_cast<LONG>(ERROR_KEY_DELETED));
+  EXPECT_EQ(RegCloseKey(HKEY_CLASSES_ROOT), static_cast<LONG>(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, L"x", 0, KEY_READ, &readOnly), static_cast<LONG>(ERROR_INVALID_HANDLE));
+}
+
+TEST_F(RegistryTest, HiveThatCannotBeMadeIsEmptyAndRefusesChanges) {
+  // The hive's folder would have to be made inside a regular file.
+  RegSetHiveFile(HKEY_CURRENT_USER, kwfw::Utf8ToWide(m_dir.At("HKCU.db/sub/HKCU.db")).c_str());
+  std::FILE* blocker = std::fopen(m_file.c_str(), "w");
+  ASSERT_NE(blocker, nullptr);
+  std::fclose(blocker);
+  HKEY key = nullptr;
+  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software", 0, KEY_READ, &key), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
+  EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+            static_cast<LONG>(ERROR_ACCESS_DENIED));
+}
+
+std::string Output(const std::string& command) {
+  std::string out;
+  if (std::FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[4096];
+    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
+    pclose(pipe);
+  }
+  return out;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::size_t start = 0;
+  // Only whole lines: a line the writer was killed in the middle of was not reported.
+  for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+    lines.push_back(text.substr(start, end - start));
+  }
+  return lines;
+}
+
+std::string IntegrityCheck(const std::string& file) {
+  sqlite3* db = nullptr;
+  sqlite3_open(file.c_str(), &db);
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr);
+  std::string answer = sqlite3_step(statement) == SQLITE_ROW
+                           ? reinterpret_cast<const char*>(sqlite3_column_text(statement, 0))
+                           : "no answer";
+  sqlite3_finalize(statement);
+  sqlite3_close(db);
+  return answer;
+}
+
+TEST_F(RegistryTest, WriterKilledAtRandomMomentsLosesNothingReported) {
+  std::mt19937 random(20261122);
+  int roundsWithWrites = 0;
+  for (int round = 0; round < 30; ++round) {
+    int pipeFds[2];
+    ASSERT_EQ(pipe(pipeFds), 0);
+    const std::string prefix = "r" + std::to_string(round) + "_";
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      dup2(pipeFds[1], STDOUT_FILENO);
+      close(pipeFds[0]);
+      execl(KW_REGWRITER, KW_REGWRITER, m_file.c_str(), "Software\\Kill", prefix.c_str(), "100000",
+            static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    close(pipeFds[1]);
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::uniform_int_distribution(50, 300)(random)));
+    kill(child, SIGKILL);
+    std::string reported;
+    char buffer[4096];
+    for (ssize_t n; (n = read(pipeFds[0], buffer, sizeof buffer)) > 0;) reported.append(buffer, n);
+    close(pipeFds[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer ended before it was killed";
+
+    ASSERT_EQ(IntegrityCheck(m_file), "ok") << "round " << round;
+    HKEY key = nullptr;
+    std::vector<std::string> names = Lines(reported);
+    if (names.empty()) continue;
+    ++roundsWithWrites;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Kill", 0, KEY_READ, &key), 0);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      DWORD value = 0xFFFFFFFF, size = sizeof value;
+      ASSERT_EQ(RegQueryValueExW(key, kwfw::Utf8ToWide(names[i]).c_str(), nullptr, nullptr,
+                                 reinterpret_cast<BYTE*>(&value), &size), 0) << names[i];
+      EXPECT_EQ(value, i);
+    }
+    RegCloseKey(key);
+  }
+  // Kills that all came before the first write would prove nothing.
+  EXPECT_GE(roundsWithWrites, 20);
+}
+
+TEST_F(RegistryTest, TwoProcessesWritingOneKeyAtOnce) {
+  const std::string command = std::string(KW_REGWRITER) + " " + m_file + " 'Software\\Both' ";
+  std::string first, second;
+  std::thread one([&] { first = Output(command + "a 1000"); });
+  std::thread two([&] { second = Output(command + "b 1000"); });
+  one.join();
+  two.join();
+  ASSERT_EQ(Lines(first).size(), 1000u);
+  ASSERT_EQ(Lines(second).size(), 1000u);
+  HKEY key = Create(L"Software\\Both");
+  std::set<std::wstring> seen;
+  wchar_t name[16];
+  DWORD length = 16;
+  for (DWORD i = 0; RegEnumValueW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == 0; ++i, length = 16) {
+    seen.emplace(name, length);
+  }
+  EXPECT_EQ(seen.size(), 2000u);
+  EXPECT_TRUE(seen.count(L"a999") == 1 && seen.count(L"b0") == 1);
+}
+
+}  // namespace
