@@ -76,6 +76,35 @@ using HANDLE = void*;
 using HGLOBAL = HANDLE;
 using HLOCAL = HANDLE;
 
+struct POINT {
+  LONG x;
+  LONG y;
+};
+struct RECT {
+  LONG left;
+  LONG top;
+  LONG right;
+  LONG bottom;
+};
+
+// Window placement: where a window sits when normal, minimised and maximised, and
+// how it is shown.
+struct WINDOWPLACEMENT {
+  UINT length;
+  UINT flags;
+  UINT showCmd;
+  POINT ptMinPosition;
+  POINT ptMaxPosition;
+  RECT rcNormalPosition;
+};
+inline constexpr UINT WPF_RESTORETOMAXIMIZED = 0x2;
+inline constexpr UINT SW_HIDE = 0;
+inline constexpr UINT SW_SHOWNORMAL = 1;
+inline constexpr UINT SW_SHOWMINIMIZED = 2;
+inline constexpr UINT SW_SHOWMAXIMIZED = 3;
+inline constexpr UINT SW_MINIMIZE = 6;
+inline constexpr UINT SW_SHOWMINNOACTIVE = 7;
+
 inline constexpr std::size_t MAX_PATH = 260;
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
 

@@ -40,3 +40,22 @@ CWnd* CWnd::FromHandle(HWND hwnd) {
   const auto it = g_permanentMap.find(hwnd);
   return it != g_permanentMap.end() ? it->second : nullptr;
 }
+
+BOOL CWnd::GetWindowPlacement(WINDOWPLACEMENT* placement) const {
+  if (placement == nullptr || placement->length != sizeof(WINDOWPLACEMENT)) return FALSE;
+  *placement = m_placement;
+  return TRUE;
+}
+
+BOOL CWnd::SetWindowPlacement(const WINDOWPLACEMENT* placement) {
+  if (placement == nullptr || placement->length != sizeof(WINDOWPLACEMENT)) return FALSE;
+  m_placement = *placement;
+  return TRUE;
+}
+
+BOOL CWnd::IsZoomed() const { return m_placement.showCmd == SW_SHOWMAXIMIZED; }
+
+BOOL CWnd::IsIconic() const {
+  const UINT show = m_placement.showCmd;
+  return show == SW_SHOWMINIMIZED || show == SW_MINIMIZE || show == SW_SHOWMINNOACTIVE;
+}

@@ -72,6 +72,7 @@
 
 #include <kwlib63/settings/multistring.h>
 #include <kwlib63/settings/blocopcions.h>
+#include <kwlib63/settings/carpetaregistry.h>
 #include <kwlib63/settings/fitxerini.h>
 #include <kwlib63/settings/fitxersettings.h>
 #include <kwlib63/settings/fitxersettingsxml.h>

@@ -19,7 +19,7 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/registry.h>
 
-#include "support/tempdir.h"
+#include "support/privatehive.h"
 
 namespace {
 
@@ -27,10 +27,8 @@ using namespace kwplat;
 
 class RegistryTest : public ::testing::Test {
  protected:
-  void SetUp() override { RegSetHiveFile(HKEY_CURRENT_USER, kwfw::Utf8ToWide(m_file).c_str()); }
   void TearDown() override {
     for (HKEY key : m_open) RegCloseKey(key);
-    RegSetHiveFile(HKEY_CURRENT_USER, nullptr);
   }
   HKEY Create(const wchar_t* path, HKEY parent = HKEY_CURRENT_USER) {
     HKEY key = nullptr;
@@ -66,8 +64,9 @@ class RegistryTest : public ::testing::Test {
     return bytes;
   }
 
-  kwtest::TempDir m_dir{"kwlib-reg"};
-  std::string m_file = m_dir.At("HKCU.db");
+  kwtest::PrivateHive m_hive;
+  const kwtest::TempDir& m_dir = m_hive.Dir();
+  const std::string& m_file = m_hive.File();
   std::vector<HKEY> m_open;
 };
 

@@ -5,18 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <kwlib63/platform/module.h>
-#include <kwlib63/platform/resource.h>
 #include <kwlib63/settings/stringex.h>
+
+#include "exestrings.h"
 
 namespace {
 
-const std::wstring kLong(700, L'\u00E9');  // longer than two growths of the buffer
-const KW_STRINGRESOURCE kStrings[] = {{40001, kLong.c_str()}, {40002, L"short"}};
-const KW_STRINGTABLE kTables[] = {{LANG_FR_FR, kStrings, std::size(kStrings)}};
-const CStringTableRegistration kRegistration(&kTables, kTables, LANG_FR_FR);
-
 TEST(StringEx, ResourceStringsOfAnyLength) {
-  EXPECT_EQ(std::wstring(CStringEx(40001).GetString()), kLong);
+  EXPECT_EQ(std::wstring(CStringEx(40001).GetString()), kwtest::kLongString);
   EXPECT_EQ(CStringEx(40002), CString(L"short"));
   EXPECT_EQ(CStringEx(40002, kwplat::GetModuleHandleW(nullptr)), CString(L"short"));
   EXPECT_TRUE(CStringEx(40003).IsEmpty());
