@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -78,18 +79,17 @@ LONG Resolve(HKEY key, Place& place) {
 std::string Utf8Name(LPCWSTR name) { return name == nullptr ? std::string() : kwfw::WideToUtf8(name); }
 
 LONG SplitPath(LPCWSTR subKey, std::vector<std::string>& names) {
-  if (subKey == nullptr || *subKey == L'\0') return ERROR_SUCCESS;
+  if (subKey == nullptr) return ERROR_SUCCESS;
   std::wstring_view rest(subKey);
-  // One closing backslash is allowed, as on Windows.
-  if (rest.back() == L'\\') rest.remove_suffix(1);
-  while (true) {
-    std::size_t end = rest.find(L'\\');
-    std::wstring_view name = rest.substr(0, end);
-    if (name.empty()) return ERROR_BAD_PATHNAME;
-    names.push_back(kwfw::WideToUtf8(name));
-    if (end == std::wstring_view::npos) return ERROR_SUCCESS;
-    rest.remove_prefix(end + 1);
+  if (!rest.empty() && rest.front() == L'\\') return ERROR_BAD_PATHNAME;
+  // Doubled and closing backslashes separate nothing: a folder built from an
+  // empty part (Software\Tormel\\Settings) still names its key.
+  while (!rest.empty()) {
+    std::size_t end = std::min(rest.find(L'\\'), rest.size());
+    if (end > 0) names.push_back(kwfw::WideToUtf8(rest.substr(0, end)));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
   }
+  return ERROR_SUCCESS;
 }
 
 bool IsText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }

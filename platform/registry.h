@@ -58,8 +58,8 @@ namespace kwplat {
 
 // Opens `subKey` (a path of names separated by '\\'; null or empty: `key` itself)
 // below an open key or a hive (HKEY_CURRENT_USER or HKEY_LOCAL_MACHINE; another
-// predefined key is ERROR_INVALID_HANDLE). An empty name in the path is 161; 2
-// when the key does not exist, 5 when `sam` asks to change a hive that cannot be
+// predefined key is ERROR_INVALID_HANDLE). A path starting with '\\' is 161;
+// doubled and closing backslashes count as one. 2 when the key does not exist, 5 when `sam` asks to change a hive that cannot be
 // written.
 LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM sam, PHKEY result);
 // Opens `subKey`, creating the keys of its path that are missing; `disposition`

@@ -26,6 +26,7 @@
 #include <kwlib63/platform/filemapping.h>
 #include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/locale.h>
 #include <kwlib63/platform/memory.h>
 #include <kwlib63/platform/messagebox.h>
 #include <kwlib63/platform/messagequeue.h>
@@ -81,5 +82,6 @@
 #include <kwlib63/settings/stringex.h>
 
 #include <kwlib63/units/taulaconv.h>
+#include <kwlib63/units/unitats.h>
 
 #include <kwlib63/ui/appframe.h>

@@ -111,8 +111,9 @@ TEST_F(RegistryTest, NamesMatchWithFullCaseFolding) {
   DWORD length = 16;
   ASSERT_EQ(RegEnumKeyExW(HKEY_CURRENT_USER, 0, name, &length, nullptr, nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(std::wstring(name, length), L"Software");
-  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\\\Été", 0, KEY_READ, &again),
-            static_cast<LONG>(ERROR_BAD_PATHNAME));
+  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"\\Software", 0, KEY_READ, &again), static_cast<LONG>(ERROR_BAD_PATHNAME));
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\\\Été", 0, KEY_READ, &again), 0);
+  m_open.push_back(again);
 }
 
 TEST_F(RegistryTest, EnumerationOrdersAndBuffers) {
