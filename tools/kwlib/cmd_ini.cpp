@@ -8,7 +8,6 @@
 #include <kwlib63/json.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/profile.h>
-#include <kwlib63/platform/sysmessage.h>
 #include <kwlib63/platform/xmlnode.h>
 #include <kwlib63/settings/fitxersettingsxml.h>
 
@@ -34,12 +33,7 @@ std::vector<std::string> List(const wchar_t* section, const std::wstring& file) 
 }
 
 int Failed(std::ostream& err, const std::string& what) {
-  wchar_t text[256] = {};
-  kwplat::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, kwplat::GetLastError(), 0, text, 256, nullptr);
-  std::string reason = WideToUtf8(text);
-  while (!reason.empty() && (reason.back() == '\n' || reason.back() == '\r')) reason.pop_back();
-  err << "kwlib ini: " << what << ": " << reason << "\n";
-  return kwlib::kExitFailure;
+  return kwlib::SystemFailure(err, "ini: " + what, kwplat::GetLastError());
 }
 
 void PrintList(std::ostream& out, const std::vector<std::string>& items, bool json) {

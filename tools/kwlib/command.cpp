@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <ostream>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/sysmessage.h>
 
 namespace kwlib {
 namespace {
@@ -37,6 +41,15 @@ Arguments SplitFlags(const std::vector<std::string>& args, const std::vector<std
     }
   }
   return result;
+}
+
+int SystemFailure(std::ostream& err, const std::string& what, unsigned long code) {
+  wchar_t text[256] = {};
+  kwplat::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, static_cast<DWORD>(code), 0, text, 256, nullptr);
+  std::string reason = kwfw::WideToUtf8(text);
+  while (!reason.empty() && (reason.back() == '\n' || reason.back() == '\r')) reason.pop_back();
+  err << "kwlib " << what << ": " << reason << "\n";
+  return kExitFailure;
 }
 
 unsigned long ParseNumber(const std::string& text, unsigned long max, const char* what) {

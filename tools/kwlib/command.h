@@ -45,6 +45,9 @@ struct Arguments {
 // standard input and a value may be negative.
 Arguments SplitFlags(const std::vector<std::string>& args, const std::vector<std::string>& known);
 
+// Prints "kwlib WHAT: " and the system's text for error `code`; returns kExitFailure.
+int SystemFailure(std::ostream& err, const std::string& what, unsigned long code);
+
 // Parses an unsigned number, decimal or 0x-prefixed hex, no larger than `max`.
 // Throws UsageError naming `what` when `text` is not one.
 unsigned long ParseNumber(const std::string& text, unsigned long max, const char* what);
