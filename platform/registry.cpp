@@ -56,15 +56,21 @@ std::string HiveFile(int hive) {
 }
 
 // The key a handle stands for: an open key, or the root of a hive with every right.
+// An open key's hive is used through the key, which the caller keeps open for the
+// call, so the common path takes no reference.
 struct Place {
-  std::shared_ptr<RegistryHive> hive;
+  std::shared_ptr<RegistryHive> root;
+  RegKey* open = nullptr;
+  RegistryHive* hive = nullptr;
   KeyId id = RegistryHive::kRoot;
   REGSAM sam = KEY_ALL_ACCESS;
+  const std::shared_ptr<RegistryHive>& Shared() const { return open != nullptr ? open->hive : root; }
 };
 
 LONG Resolve(HKEY key, Place& place) {
   if (int hive = HiveIndex(key); hive >= 0) {
-    place.hive = RegistryHive::At(HiveFile(hive));
+    place.root = RegistryHive::At(HiveFile(hive));
+    place.hive = place.root.get();
     return ERROR_SUCCESS;
   }
   if (reinterpret_cast<ULONG_PTR>(key) >= 0x80000000 && reinterpret_cast<ULONG_PTR>(key) <= 0x800000FF) {
@@ -72,7 +78,10 @@ LONG Resolve(HKEY key, Place& place) {
   }
   auto* open = static_cast<RegKey*>(HandleObject::Find(key, HandleKind::kRegKey));
   if (open == nullptr) return ERROR_INVALID_HANDLE;
-  place = Place{open->hive, open->id, open->sam};
+  place.open = open;
+  place.hive = open->hive.get();
+  place.id = open->id;
+  place.sam = open->sam;
   return ERROR_SUCCESS;
 }
 
@@ -176,7 +185,7 @@ LONG OpenPath(HKEY key, LPCWSTR subKey, REGSAM sam, PHKEY result, bool create, L
   if (error != ERROR_SUCCESS) return error;
   if ((sam & kWriteAccess) != 0 && !place.hive->Writable()) return ERROR_ACCESS_DENIED;
   if (disposition != nullptr) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
-  *result = reinterpret_cast<HKEY>(static_cast<HandleObject*>(new RegKey(place.hive, id, sam)));
+  *result = reinterpret_cast<HKEY>(static_cast<HandleObject*>(new RegKey(place.Shared(), id, sam)));
   return ERROR_SUCCESS;
 }
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <utf8proc.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 
@@ -14,17 +15,20 @@
 namespace kwplat {
 
 // Keys get ids that are never reused, so that a handle to a deleted key cannot
-// reach a newer key. Values keep the order they were made in through their ids.
+// reach a newer key. Values keep the order they were made in through their ids: a
+// new one always gets an id above every value still there, which is all the order
+// needs, so they do without the cost of AUTOINCREMENT.
 constexpr char kSchema[] =
     "CREATE TABLE IF NOT EXISTS keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL,"
     " name TEXT NOT NULL, folded TEXT NOT NULL, UNIQUE(parent, folded));"
-    "CREATE TABLE IF NOT EXISTS vals(id INTEGER PRIMARY KEY AUTOINCREMENT, key INTEGER NOT NULL,"
+    "CREATE TABLE IF NOT EXISTS vals(id INTEGER PRIMARY KEY, key INTEGER NOT NULL,"
     " name TEXT NOT NULL, folded TEXT NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));";
 
 enum RegistryHive::Statement : int {
   kFindChild,
   kInsertKey,
   kKeyExists,
+  kUpdateValue,
   kSetValue,
   kGetValue,
   kValueAt,
@@ -75,6 +79,15 @@ class ResetOnExit {
 }  // namespace
 
 std::string FoldRegistryName(std::string_view name) {
+  // ASCII names, nearly all of them, fold by lowering A-Z: the full folding of
+  // every other ASCII character is itself.
+  if (std::all_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    std::string folded(name);
+    for (char& c : folded) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return folded;
+  }
   utf8proc_uint8_t* folded = nullptr;
   utf8proc_ssize_t size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(name.data()),
                                        static_cast<utf8proc_ssize_t>(name.size()), &folded, UTF8PROC_CASEFOLD);
@@ -131,6 +144,7 @@ bool RegistryHive::Prepare() {
       "SELECT id FROM keys WHERE parent = ?1 AND folded = ?2",
       "INSERT INTO keys(parent, name, folded) VALUES(?1, ?2, ?3)",
       "SELECT 1 FROM keys WHERE id = ?1",
+      "UPDATE vals SET type = ?4, data = ?5 WHERE key = ?1 AND folded = ?3",
       "INSERT INTO vals(key, name, folded, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
       " WHERE ?1 = 0 OR EXISTS(SELECT 1 FROM keys WHERE id = ?1)"
       " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
@@ -254,16 +268,23 @@ LONG RegistryHive::CreateKey(KeyId parent, const std::vector<std::string>& path,
 LONG RegistryHive::SetValue(KeyId key, std::string_view name, DWORD type, std::string_view data) {
   std::lock_guard guard(m_lock);
   if (!m_writable) return ERROR_ACCESS_DENIED;
-  ResetOnExit set(Stmt(kSetValue));
-  sqlite3_bind_int64(set, 1, key);
-  BindText(set, 2, name);
-  BindText(set, 3, FoldRegistryName(name));
-  sqlite3_bind_int64(set, 4, type);
-  // A null pointer would bind SQL NULL; an empty value is an empty blob.
-  sqlite3_bind_blob(set, 5, data.empty() ? "" : data.data(), static_cast<int>(data.size()), SQLITE_STATIC);
-  int code = sqlite3_step(set);
-  if (code != SQLITE_DONE) return Failure(code);
-  return sqlite3_changes(m_db) == 0 ? 1018 : ERROR_SUCCESS;
+  const std::string folded = FoldRegistryName(name);
+  // Overwriting is the common case and touches one row; a new value (or one that
+  // another process made in between) goes through the insert, which also finds a
+  // deleted key.
+  for (Statement statement : {kUpdateValue, kSetValue}) {
+    ResetOnExit set(Stmt(statement));
+    sqlite3_bind_int64(set, 1, key);
+    BindText(set, 2, name);
+    BindText(set, 3, folded);
+    sqlite3_bind_int64(set, 4, type);
+    // A null pointer would bind SQL NULL; an empty value is an empty blob.
+    sqlite3_bind_blob(set, 5, data.empty() ? "" : data.data(), static_cast<int>(data.size()), SQLITE_STATIC);
+    int code = sqlite3_step(set);
+    if (code != SQLITE_DONE) return Failure(code);
+    if (sqlite3_changes(m_db) != 0) return ERROR_SUCCESS;
+  }
+  return 1018;
 }
 
 LONG RegistryHive::GetValue(KeyId key, std::string_view name, DWORD& type, std::string& data) {
