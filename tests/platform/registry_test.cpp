@@ -180,6 +180,34 @@ TEST_F(RegistryTest, HiveThatCannotBeMadeIsEmptyAndRefusesChanges) {
             static_cast<LONG>(ERROR_ACCESS_DENIED));
 }
 
+TEST_F(RegistryTest, ThreadsShareOneHive) {
+  HKEY shared = Create(L"Software\\Threads");
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([shared, t] {
+      HKEY own = nullptr;
+      RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Threads", 0, KEY_ALL_ACCESS, &own);
+      for (DWORD i = 0; i < 100; ++i) {
+        const std::wstring name = L"t" + std::to_wstring(t) + L"_" + std::to_wstring(i);
+        EXPECT_EQ(RegSetValueExW(i % 2 == 0 ? shared : own, name.c_str(), 0, REG_DWORD,
+                                 reinterpret_cast<const BYTE*>(&i), sizeof i), 0);
+        DWORD back = 0, size = sizeof back;
+        EXPECT_EQ(RegQueryValueExW(own, name.c_str(), nullptr, nullptr, reinterpret_cast<BYTE*>(&back), &size), 0);
+        EXPECT_EQ(back, i);
+      }
+      RegCloseKey(own);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  DWORD count = 0;
+  wchar_t name[16];
+  for (DWORD length = 16; RegEnumValueW(shared, count, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
+       length = 16) {
+    ++count;
+  }
+  EXPECT_EQ(count, 400u);
+}
+
 std::string Output(const std::string& command) {
   std::string out;
   if (std::FILE* pipe = popen(command.c_str(), "r")) {

@@ -68,6 +68,20 @@ TEST_F(KwlibRegTest, ExportImportRoundTrip) {
   ASSERT_EQ(Run("reg export 'HKCU\\Software\\T' " + again).status, 0);
   EXPECT_EQ(kwtest::Slurp(again), bytes);
   EXPECT_NE(Run("reg query 'HKCU\\Software\\T\\A\\B'").out.find("REG_QWORD    0x100000000"), std::string::npos);
+
+  // A string stored without its terminator cannot be written as text: it travels as
+  // hex(1), byte for byte, and a continued hex line reads back whole.
+  const std::string odd = kwtest::TempFile(
+      "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\Odd]\r\n"
+      "\"x\"=hex(1):61,00,\\\r\n  62,00\r\n");
+  r = Run("reg import " + odd);
+  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_EQ(Run("reg export 'HKCU\\Software\\Odd' " + m_dir.At("odd.reg")).status, 0);
+  const std::string exported = kwtest::Slurp(m_dir.At("odd.reg"));
+  std::string line;  // the value's line as it is in the UTF-16LE file
+  for (char c : std::string("\"x\"=hex(1):61,00,62,00\r\n")) line += std::string{c, '\0'};
+  EXPECT_NE(exported.find(line), std::string::npos);
+  std::remove(odd.c_str());
 }
 
 TEST_F(KwlibRegTest, BadFilesChangeNothing) {
