@@ -397,29 +397,23 @@ int TCarpetaRegistry::BorrarCarpeta(const wchar_t* nom) {
 
 // Enumeration.
 
-int TCarpetaRegistry::GetNomValorIndex(unsigned long i, CString& nom) {
+int TCarpetaRegistry::NomIndex(bool carpetes, unsigned long i, CString& nom) {
   ObertDurant obert(*this, kNomesLectura);
+  if (!obert) return 0;
   wchar_t buffer[1024];
   DWORD llargada = 1024;
-  if (!obert || kwplat::RegEnumValueW(m_hClau, static_cast<DWORD>(i), buffer, &llargada, nullptr, nullptr, nullptr,
-                                      nullptr) != ERROR_SUCCESS) {
-    return 0;
-  }
+  const DWORD index = static_cast<DWORD>(i);
+  const LONG error = carpetes
+                         ? kwplat::RegEnumKeyExW(m_hClau, index, buffer, &llargada, nullptr, nullptr, nullptr, nullptr)
+                         : kwplat::RegEnumValueW(m_hClau, index, buffer, &llargada, nullptr, nullptr, nullptr, nullptr);
+  if (error != ERROR_SUCCESS) return 0;
   nom = buffer;
   return 1;
 }
 
-int TCarpetaRegistry::GetNomCarpetaIndex(unsigned long i, CString& nom) {
-  ObertDurant obert(*this, kNomesLectura);
-  wchar_t buffer[1024];
-  DWORD llargada = 1024;
-  if (!obert || kwplat::RegEnumKeyExW(m_hClau, static_cast<DWORD>(i), buffer, &llargada, nullptr, nullptr, nullptr,
-                                      nullptr) != ERROR_SUCCESS) {
-    return 0;
-  }
-  nom = buffer;
-  return 1;
-}
+int TCarpetaRegistry::GetNomValorIndex(unsigned long i, CString& nom) { return NomIndex(false, i, nom); }
+
+int TCarpetaRegistry::GetNomCarpetaIndex(unsigned long i, CString& nom) { return NomIndex(true, i, nom); }
 
 int TCarpetaRegistry::EnumValors(int (*pfn)(TCarpetaRegistry*, const wchar_t*, unsigned long, __int64), __int64 lParam,
                                  unsigned long nMode) {
