@@ -70,6 +70,12 @@ def seeds():
                                      b'<s Type="string">t</s><x Type="binary"><![CDATA[YWJj]]></x>'
                                      b'<sub Type="SubBloc"><d>4.5</d><e>42</e></sub></Options>')
 
+    reg = ('Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\T]\r\n'
+           '"s"="a \\"q\\" \\\\ b"\r\n@="d"\r\n"n"=dword:0000002a\r\n"m"=hex(7):61,00,00,00,00,00\r\n'
+           '"b"=hex:01,02,\\\r\n  03\r\n"gone"=-\r\n\r\n[-HKEY_CURRENT_USER\\Software\\Old]\r\n')
+    yield "regfile", "utf16", b"\xff\xfe" + reg.encode("utf-16-le")
+    yield "regfile", "utf8", reg.encode("utf-8")
+
 
 def main():
     root = sys.argv[1]

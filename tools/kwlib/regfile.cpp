@@ -43,6 +43,7 @@ bool AsText(const RegFileValue& value, std::wstring& text) {
 
 std::wstring ValueLine(const RegFileValue& value) {
   std::wstring line = value.name.empty() ? L"@=" : Quoted(value.name) + L"=";
+  if (value.remove) return line + L"-";
   std::wstring text;
   if (AsText(value, text)) return line + Quoted(text);
   if (value.type == REG_DWORD && value.bytes.size() == 4) {

@@ -16,12 +16,14 @@ struct RegFileValue {
   bool remove = false;
   DWORD type = 0;
   std::vector<BYTE> bytes;  // as Windows stores them: text types in UTF-16LE
+  bool operator==(const RegFileValue&) const = default;
 };
 
 struct RegFileKey {
   std::wstring path;  // from the root's full name, "HKEY_CURRENT_USER\..."
   bool remove = false;
   std::vector<RegFileValue> values;
+  bool operator==(const RegFileKey&) const = default;
 };
 
 std::string WriteRegFile(const std::vector<RegFileKey>& keys);
