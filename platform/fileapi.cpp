@@ -295,6 +295,11 @@ HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
     if (fstatat(dirfd(d), e->d_name, &st, 0) != 0 && fstatat(dirfd(d), e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
     WIN32_FIND_DATAW entry{};
     entry.dwFileAttributes = Attributes(st, e->d_name);
+    struct stat link {};
+    if (e->d_type == DT_LNK || (e->d_type == DT_UNKNOWN && fstatat(dirfd(d), e->d_name, &link, AT_SYMLINK_NOFOLLOW) == 0 &&
+                                S_ISLNK(link.st_mode))) {
+      entry.dwFileAttributes = (entry.dwFileAttributes & ~FILE_ATTRIBUTE_NORMAL) | FILE_ATTRIBUTE_REPARSE_POINT;
+    }
     entry.ftCreationTime = ToFileTime(st.st_ctim);
     entry.ftLastAccessTime = ToFileTime(st.st_atim);
     entry.ftLastWriteTime = ToFileTime(st.st_mtim);

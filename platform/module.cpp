@@ -6,6 +6,8 @@
 
 #include <cstring>
 #include <cwchar>
+#include <map>
+#include <mutex>
 #include <string>
 
 #include <kwlib63/framework/textconv.h>
@@ -52,6 +54,11 @@ int Visit(dl_phdr_info* info, std::size_t, void* data) {
   }
   return 0;
 }
+
+// The dynamic linker's handles of the libraries LoadLibraryW loaded, by module,
+// one per load not yet freed.
+std::mutex g_loadedLock;
+std::multimap<HMODULE, void*> g_loaded;
 
 }  // namespace
 
@@ -102,6 +109,57 @@ DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size) {
   }
   std::wmemcpy(buffer, wide.c_str(), wide.size() + 1);
   return static_cast<DWORD>(wide.size());
+}
+
+HMODULE LoadLibraryW(LPCWSTR path) {
+  const std::string file = path != nullptr ? kwfw::WideToUtf8(path) : std::string();
+  void* handle = file.empty() ? nullptr : dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  link_map* map = nullptr;
+  Dl_info info;
+  if (handle == nullptr || dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0 || dladdr(map->l_ld, &info) == 0) {
+    if (handle != nullptr) dlclose(handle);
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return nullptr;
+  }
+  const auto module = static_cast<HMODULE>(info.dli_fbase);
+  std::lock_guard guard(g_loadedLock);
+  g_loaded.emplace(module, handle);
+  return module;
+}
+
+BOOL FreeLibrary(HMODULE module) {
+  void* handle = nullptr;
+  {
+    std::lock_guard guard(g_loadedLock);
+    const auto at = g_loaded.find(module);
+    if (at == g_loaded.end()) {
+      SetLastError(ERROR_INVALID_HANDLE);
+      return FALSE;
+    }
+    handle = at->second;
+    g_loaded.erase(at);
+  }
+  dlclose(handle);
+  return TRUE;
+}
+
+void* GetProcAddress(HMODULE module, LPCSTR name) {
+  wchar_t path[4096];
+  const DWORD length = GetModuleFileNameW(module, path, 4096);
+  const bool exe = module == nullptr || module == GetModuleHandleW(nullptr);
+  // A handle of our own keeps the module loaded while it is searched.
+  void* handle = length == 0 || length >= 4096 || name == nullptr
+                     ? nullptr
+                     : dlopen(exe ? nullptr : kwfw::WideToUtf8(path).c_str(), RTLD_LAZY | RTLD_NOLOAD);
+  void* symbol = handle != nullptr ? dlsym(handle, name) : nullptr;
+  // dlsym also searches the module's dependencies; only the module's own count.
+  Dl_info info;
+  if (symbol != nullptr && (dladdr(symbol, &info) == 0 || info.dli_fbase != (exe ? GetModuleHandleW(nullptr) : module))) {
+    symbol = nullptr;
+  }
+  if (handle != nullptr) dlclose(handle);
+  if (symbol == nullptr) SetLastError(ERROR_PROC_NOT_FOUND);
+  return symbol;
 }
 
 }  // namespace kwplat

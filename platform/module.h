@@ -20,4 +20,13 @@ HMODULE GetModuleFromAddress(const void* address);
 // ERROR_INSUFFICIENT_BUFFER. Returns 0 with ERROR_MOD_NOT_FOUND for an unknown module.
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
 
+// Loads the shared library at `path` (the dynamic linker's search rules apply to a
+// name without '/'); each load is matched by one FreeLibrary. Null with
+// ERROR_MOD_NOT_FOUND when it cannot be loaded.
+HMODULE LoadLibraryW(LPCWSTR path);
+BOOL FreeLibrary(HMODULE module);
+// The function or variable `name` defined by `module` itself (not one it only
+// reaches through its own dependencies), or null with ERROR_PROC_NOT_FOUND.
+void* GetProcAddress(HMODULE module, LPCSTR name);
+
 }  // namespace kwplat

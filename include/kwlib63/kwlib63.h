@@ -15,6 +15,7 @@
 #include <kwlib63/framework/syncobject.h>
 #include <kwlib63/framework/winapp.h>
 #include <kwlib63/framework/wintypes.h>
+#include <kwlib63/framework/stringlist.h>
 #include <kwlib63/framework/wnd.h>
 
 #include <kwlib63/platform/atomicfile.h>
@@ -31,6 +32,7 @@
 #include <kwlib63/platform/messagebox.h>
 #include <kwlib63/platform/messagequeue.h>
 #include <kwlib63/platform/module.h>
+#include <kwlib63/platform/osversion.h>
 #include <kwlib63/platform/pathparts.h>
 #include <kwlib63/platform/profile.h>
 #include <kwlib63/platform/registry.h>
@@ -83,5 +85,8 @@
 
 #include <kwlib63/units/taulaconv.h>
 #include <kwlib63/units/unitats.h>
+
+#include <kwlib63/system/iteradorfitxers.h>
+#include <kwlib63/system/osversioninfo.h>
 
 #include <kwlib63/ui/appframe.h>
