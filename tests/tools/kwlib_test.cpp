@@ -304,3 +304,33 @@ TEST(KwlibOptions, FromXmlAndBack) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(KwlibFind, FilesByMaskOnceEach) {
+  const std::string root = kwtest::TempFile("");
+  std::remove(root.c_str());
+  ASSERT_EQ(Shell("mkdir -p " + root + "/A/B && touch " + root + "/r.txt " + root + "/A/a.TXT " + root +
+                  "/A/B/b.txt " + root + "/A/B/c.dat").status, 0);
+  Result r = Kwlib("find -r '*.txt' " + root);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, root + "/A/B/b.txt\n" + root + "/A/a.TXT\n" + root + "/r.txt\n");
+  EXPECT_EQ(Kwlib("find '*.*' " + root).out, root + "/r.txt\n");
+  EXPECT_EQ(Kwlib("find '*' " + root + "/missing").status, 1);
+  EXPECT_EQ(Kwlib("find onlymask").status, 2);
+  Shell("rm -rf " + root);
+}
+
+TEST(KwlibOsversion, ReportsTheSystemAndTheLibrary) {
+  const Result r = Kwlib("osversion --json");
+  ASSERT_EQ(r.status, 0) << r.err;
+  Json::Value v;
+  std::istringstream in(r.out);
+  ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &v, nullptr)) << r.out;
+  EXPECT_EQ(v["name"].asString().rfind("Microsoft Windows ", 0), 0u);
+  EXPECT_NE(v["library"].asString().find("libkwlib63.so"), std::string::npos);
+  EXPECT_EQ(v["libraryVersion"].asString(), KWLIB_VERSION_MAJOR_MINOR);
+  EXPECT_EQ(Kwlib("osversion extra").status, 2);
+}
+
+}  // namespace

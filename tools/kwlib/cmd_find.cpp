@@ -1,0 +1,44 @@
+// kwlib find: the files of a folder that match a Windows mask, through the
+// library's file iterator.
+#include <iostream>
+#include <set>
+
+#include <kwlib63/framework/stringlist.h>
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/system/iteradorfitxers.h>
+
+#include "command.h"
+
+namespace {
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"-r", "--recursive"});
+  const std::vector<std::string>& words = arguments.words;
+  if (words.size() != 2) throw kwlib::UsageError("give a mask and a folder");
+  const bool recursive = arguments.Has("-r") || arguments.Has("--recursive");
+  CStringList list;
+  TIteradorFitxers iterador;
+  const int result = iterador.GetLlistaFitxers(list, kwfw::Utf8ToWide(words[0]).c_str(),
+                                               kwfw::Utf8ToWide(words[1]).c_str(), recursive ? TRUE : FALSE);
+  if (result == TIteradorFitxers::kNoLlistable) {
+    err << "kwlib find: " << words[1] << ": the folder cannot be listed\n";
+    return kwlib::kExitFailure;
+  }
+  // The recursive walk meets deeper folders more than once; each path is shown once.
+  std::set<std::wstring> shown;
+  for (POSITION pos = list.GetHeadPosition(); pos != nullptr;) {
+    const CString& path = list.GetNext(pos);
+    if (shown.insert(path.GetString()).second) out << kwfw::WideToUtf8(path.GetString()) << "\n";
+  }
+  return kwlib::kExitOk;
+}
+
+KWLIB_COMMAND(kFind, "find", "list the files of a folder that match a mask",
+              "usage: kwlib find [-r] MASK FOLDER\n"
+              "Prints the files of FOLDER whose names match MASK (Windows rules: * and ?,\n"
+              "\"*.*\" for every name, without regard to case), with -r those of its subfolders\n"
+              "too, deepest first, each path once. Links to folders are not followed. A folder\n"
+              "that cannot be listed makes the exit status 1.",
+              Run);
+
+}  // namespace
