@@ -76,6 +76,15 @@ using HANDLE = void*;
 using HGLOBAL = HANDLE;
 using HLOCAL = HANDLE;
 
+// Security attributes of a new object: its access list and whether child
+// processes inherit its handle.
+struct SECURITY_ATTRIBUTES {
+  DWORD nLength;
+  LPVOID lpSecurityDescriptor;
+  BOOL bInheritHandle;
+};
+using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
+
 struct POINT {
   LONG x;
   LONG y;

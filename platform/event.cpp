@@ -1,12 +1,14 @@
 // Events as eventfds: the descriptor is readable exactly while the event is
 // signalled, and every change of state happens under the event's mutex, so a
-// wait polls the descriptors and then takes the event under its lock.
+// wait polls the descriptors and then takes the event under its lock. Waits also
+// take process handles, polled through their pidfd.
 #include <kwlib63/platform/event.h>
 
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -17,6 +19,7 @@
 #include <vector>
 
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/processwait.h>
 #include <kwlib63/platform/queuepoll.h>
 
 namespace kwplat {
@@ -71,10 +74,24 @@ bool TakeAll(std::vector<Event*> events) {
   return all;
 }
 
-// Takes the first signalled event, in order; -1 when none is.
-int TakeAny(Event* const* events, DWORD count) {
+// One object a wait watches: an event, or a process, which is signalled once it
+// has ended and stays so (taking it changes nothing).
+struct Waitable {
+  Event* event = nullptr;
+  HANDLE process = nullptr;
+  bool Ended() const { return detail::ProcessEnded(process); }
+  int Fd() const { return event != nullptr ? event->fd : detail::ProcessPollFd(process); }
+  bool Signalled() const { return event != nullptr ? event->signalled.load() : Ended(); }
+};
+
+// Takes the first signalled object, in order; -1 when none is.
+int TakeAny(const Waitable* items, DWORD count) {
   for (DWORD i = 0; i < count; ++i) {
-    Event* e = events[i];
+    Event* e = items[i].event;
+    if (e == nullptr) {
+      if (items[i].Ended()) return static_cast<int>(i);
+      continue;
+    }
     // Taking a manual-reset event changes nothing, so its state is read without the lock.
     if (e->manualReset) {
       if (e->signalled.load(std::memory_order_acquire)) return static_cast<int>(i);
@@ -89,15 +106,27 @@ int TakeAny(Event* const* events, DWORD count) {
   return -1;
 }
 
+// Every process has ended and every event is taken at once, or nothing is taken.
+bool TakeAll(const Waitable* items, DWORD count) {
+  std::vector<Event*> events;
+  for (DWORD i = 0; i < count; ++i) {
+    if (items[i].event != nullptr) events.push_back(items[i].event);
+    else if (!items[i].Ended()) return false;
+  }
+  return TakeAll(std::move(events));
+}
+
 DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds, bool withQueue) {
   if (count > MAXIMUM_WAIT_OBJECTS || (count > 0 && handles == nullptr) || (count == 0 && !withQueue)) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return WAIT_FAILED;
   }
-  Event* events[MAXIMUM_WAIT_OBJECTS];
+  Waitable items[MAXIMUM_WAIT_OBJECTS];
   for (DWORD i = 0; i < count; ++i) {
-    events[i] = CheckedEvent(handles[i]);
-    if (events[i] == nullptr) return WAIT_FAILED;
+    items[i].event = AsEvent(handles[i]);
+    if (items[i].event != nullptr) continue;
+    if (HandleObject::Checked(handles[i], HandleKind::kProcess) == nullptr) return WAIT_FAILED;
+    items[i].process = handles[i];
   }
   using Clock = std::chrono::steady_clock;
   std::optional<Clock::time_point> deadline;
@@ -105,8 +134,8 @@ DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
   std::vector<pollfd> fds;
   for (;;) {
     if (waitAll) {
-      if (count > 0 && TakeAll(std::vector<Event*>(events, events + count))) return WAIT_OBJECT_0;
-    } else if (const int i = TakeAny(events, count); i >= 0) {
+      if (count > 0 && TakeAll(items, count)) return WAIT_OBJECT_0;
+    } else if (const int i = TakeAny(items, count); i >= 0) {
       return WAIT_OBJECT_0 + static_cast<DWORD>(i);
     }
     std::optional<detail::QueuePoll> queue;
@@ -127,9 +156,9 @@ DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
       timeout = static_cast<int>(std::min<long long>(left, 1 << 30));
     }
     fds.clear();
-    // With waitAll, an event already signalled is not polled: it would wake every time.
+    // With waitAll, an object already signalled is not polled: it would wake every time.
     for (DWORD i = 0; i < count; ++i) {
-      if (!waitAll || !events[i]->signalled) fds.push_back({events[i]->fd, POLLIN, 0});
+      if (!waitAll || !items[i].Signalled()) fds.push_back({items[i].Fd(), POLLIN, 0});
     }
     if (queue) queue->Query(fds, timeout);
     const int n = poll(fds.data(), fds.size(), timeout);
@@ -177,7 +206,7 @@ BOOL ResetEvent(HANDLE event) {
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   // The common case first: a signalled event, taken without the general wait.
-  if (Event* e = AsEvent(handle); e != nullptr && TakeAny(&e, 1) == 0) return WAIT_OBJECT_0;
+  if (Event* e = AsEvent(handle); e != nullptr && TakeAny(std::array{Waitable{e}}.data(), 1) == 0) return WAIT_OBJECT_0;
   return Wait(1, &handle, FALSE, milliseconds, false);
 }
 

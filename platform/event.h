@@ -24,7 +24,8 @@ BOOL SetEvent(HANDLE event);
 BOOL ResetEvent(HANDLE event);
 // CloseHandle (handle.h) closes an event.
 
-// Waits until one (or, with `waitAll`, every) event is signalled, or the time-out
+// Waits until one (or, with `waitAll`, every) event is signalled (a process
+// handle counts as signalled once the process has ended), or the time-out
 // in milliseconds passes. WAIT_OBJECT_0 + i names the event that released the wait
 // (the first one with `waitAll`), WAIT_TIMEOUT the time-out, WAIT_FAILED a bad
 // argument (last error ERROR_INVALID_PARAMETER or ERROR_INVALID_HANDLE).

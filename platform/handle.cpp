@@ -13,7 +13,10 @@ HandleObject* AnyObject(HANDLE handle) {
   return static_cast<HandleObject*>(handle);
 }
 
-bool IsKnownKind(HandleKind kind) { return kind == HandleKind::kEvent || kind == HandleKind::kFileMapping; }
+bool IsKnownKind(HandleKind kind) {
+  return kind == HandleKind::kEvent || kind == HandleKind::kFileMapping || kind == HandleKind::kProcess ||
+         kind == HandleKind::kPipe;
+}
 
 }  // namespace
 

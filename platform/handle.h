@@ -17,6 +17,8 @@ enum class HandleKind : std::uint32_t {
   kFileMapping = 0x4B57464D,  // "KWFM"
   kFind = 0x4B574644,         // "KWFD"
   kRegKey = 0x4B57524B,       // "KWRK"
+  kProcess = 0x4B575052,      // "KWPR"
+  kPipe = 0x4B575049,         // "KWPI"
 };
 
 // The base of every object a HANDLE names. The kind comes first and is the only
@@ -44,8 +46,9 @@ class HandleObject {
   Destroyer m_destroy;
 };
 
-// Closes a handle made by any of the library's Create calls (not a file handle:
-// files are closed through their CFile). FALSE with ERROR_INVALID_HANDLE otherwise.
+// Closes a handle made by any of the library's Create calls (pipe ends and
+// processes included; not a file handle: files are closed through their CFile).
+// FALSE with ERROR_INVALID_HANDLE otherwise.
 BOOL CloseHandle(HANDLE handle);
 
 inline HANDLE HandleFromFd(int fd) { return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(fd)); }

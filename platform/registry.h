@@ -47,13 +47,6 @@ inline constexpr DWORD ERROR_BAD_PATHNAME = 161;
 inline constexpr DWORD ERROR_BADDB = 1009;
 inline constexpr DWORD ERROR_KEY_DELETED = 1018;
 
-struct SECURITY_ATTRIBUTES {
-  DWORD nLength;
-  LPVOID lpSecurityDescriptor;
-  BOOL bInheritHandle;
-};
-using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
-
 namespace kwplat {
 
 // Opens `subKey` (a path of names separated by '\\'; null or empty: `key` itself)

@@ -1,0 +1,395 @@
+#include <kwlib63/platform/process.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <thread>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/fileapi.h>
+#include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/processwait.h>
+
+extern char** environ;
+
+namespace kwplat {
+namespace {
+
+// A pipe end. Closing it wakes a read or write in progress on another thread, which
+// then fails with ERROR_BROKEN_PIPE; the descriptor is closed when the last such
+// call has left, so it can never be reused under a reader.
+struct Pipe : HandleObject {
+  int fd;
+  int wake;  // an eventfd, readable once the handle is closed
+  std::mutex lock;
+  int users = 0;
+  bool closing = false;
+
+  Pipe(int pipeFd, int wakeFd) : HandleObject(HandleKind::kPipe, Close), fd(pipeFd), wake(wakeFd) {}
+  ~Pipe() {
+    close(fd);
+    close(wake);
+  }
+  static void Close(HandleObject* object) {
+    auto* pipe = static_cast<Pipe*>(object);
+    std::unique_lock guard(pipe->lock);
+    pipe->closing = true;
+    const std::uint64_t one = 1;
+    (void)!write(pipe->wake, &one, sizeof one);
+    const bool last = pipe->users == 0;
+    guard.unlock();
+    if (last) delete pipe;
+  }
+  // Enters a call on the pipe; false when it is being closed.
+  bool Enter() {
+    std::lock_guard guard(lock);
+    if (closing) return false;
+    ++users;
+    return true;
+  }
+  void Leave() {
+    std::unique_lock guard(lock);
+    const bool last = --users == 0 && closing;
+    guard.unlock();
+    if (last) delete this;
+  }
+  // Waits until the pipe can be read (POLLIN) or written (POLLOUT); false when the
+  // handle was closed meanwhile.
+  bool Ready(short events) const {
+    pollfd fds[2] = {{fd, events, 0}, {wake, POLLIN, 0}};
+    while (poll(fds, 2, -1) < 0 && errno == EINTR) {}
+    return (fds[1].revents & POLLIN) == 0;
+  }
+};
+
+struct Process : HandleObject {
+  pid_t pid;
+  int pidfd;  // readable once the child has ended
+  std::mutex lock;
+  bool ended = false;
+  DWORD exitCode = STILL_ACTIVE;
+  std::optional<DWORD> terminatedWith;
+
+  Process(pid_t child, int childFd)
+      : HandleObject(HandleKind::kProcess, [](HandleObject* p) { delete static_cast<Process*>(p); }),
+        pid(child),
+        pidfd(childFd) {}
+  ~Process() {
+    if (pidfd >= 0) close(pidfd);
+    // A child still running when its handle goes is reaped when it ends, so that it
+    // never lingers as a zombie.
+    if (!ended) std::thread([child = pid] { while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {} }).detach();
+  }
+
+  // Records the end of the child if it has come; true once it has.
+  bool Poll() {
+    std::lock_guard guard(lock);
+    if (ended) return true;
+    int status = 0;
+    const pid_t r = waitpid(pid, &status, WNOHANG);
+    if (r == 0) return false;
+    ended = true;
+    if (terminatedWith) exitCode = *terminatedWith;
+    else if (r == pid && WIFEXITED(status)) exitCode = static_cast<DWORD>(WEXITSTATUS(status));
+    else if (r == pid && WIFSIGNALED(status)) exitCode = 128 + static_cast<DWORD>(WTERMSIG(status));
+    else exitCode = 0;  // reaped by someone else: the code is lost
+    return true;
+  }
+};
+
+Pipe* AsPipe(HANDLE h) { return static_cast<Pipe*>(HandleObject::Checked(h, HandleKind::kPipe)); }
+Process* AsProcess(HANDLE h) { return static_cast<Process*>(HandleObject::Checked(h, HandleKind::kProcess)); }
+
+bool IsBlank(wchar_t c) { return c == L' ' || c == L'\t'; }
+
+// The program's file: a name with a '/' from the current folder, any other from
+// the PATH folders, as an executable regular file.
+std::optional<std::string> FindProgram(const std::string& name) {
+  auto runnable = [](const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && access(path.c_str(), X_OK) == 0;
+  };
+  if (name.empty()) return std::nullopt;
+  if (name.find('/') != std::string::npos) {
+    if (!runnable(name)) return std::nullopt;
+    if (name[0] == '/') return name;
+    char cwd[PATH_MAX];
+    return getcwd(cwd, sizeof cwd) != nullptr ? std::optional(std::string(cwd) + "/" + name) : std::nullopt;
+  }
+  const char* path = std::getenv("PATH");
+  std::string folders = path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin";
+  for (std::size_t start = 0; start <= folders.size();) {
+    std::size_t end = folders.find(':', start);
+    if (end == std::string::npos) end = folders.size();
+    const std::string folder = end > start ? folders.substr(start, end - start) : ".";
+    if (runnable(folder + "/" + name)) return folder + "/" + name;
+    start = end + 1;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+namespace detail {
+
+int ProcessPollFd(HANDLE process) {
+  auto* p = static_cast<Process*>(HandleObject::Find(process, HandleKind::kProcess));
+  return p != nullptr ? p->pidfd : -1;
+}
+
+bool ProcessEnded(HANDLE process) {
+  auto* p = static_cast<Process*>(HandleObject::Find(process, HandleKind::kProcess));
+  return p != nullptr && p->Poll();
+}
+
+}  // namespace detail
+
+std::vector<std::wstring> SplitCommandLine(const wchar_t* commandLine) {
+  std::vector<std::wstring> words;
+  if (commandLine == nullptr) return words;
+  const wchar_t* p = commandLine;
+  while (IsBlank(*p)) ++p;
+  if (*p == L'\0') return words;
+  // The program name: up to the closing quote, or to the first blank.
+  std::wstring program;
+  if (*p == L'"') {
+    for (++p; *p != L'\0' && *p != L'"'; ++p) program += *p;
+    if (*p == L'"') ++p;
+  } else {
+    for (; *p != L'\0' && !IsBlank(*p); ++p) program += *p;
+  }
+  words.push_back(program);
+  for (;;) {
+    while (IsBlank(*p)) ++p;
+    if (*p == L'\0') return words;
+    std::wstring word;
+    bool quoted = false;
+    while (*p != L'\0' && (quoted || !IsBlank(*p))) {
+      if (*p == L'\\') {
+        std::size_t slashes = 0;
+        while (*p == L'\\') ++slashes, ++p;
+        if (*p != L'"') {
+          word.append(slashes, L'\\');
+        } else {
+          word.append(slashes / 2, L'\\');
+          // An odd count escapes the quote; an even one leaves it to act below.
+          if (slashes % 2 == 1) word += *p++;
+        }
+        continue;
+      }
+      if (*p == L'"') {
+        // Inside quotes, a doubled quote is a literal one.
+        if (quoted && p[1] == L'"') {
+          word += L'"';
+          p += 2;
+        } else {
+          quoted = !quoted;
+          ++p;
+        }
+        continue;
+      }
+      word += *p++;
+    }
+    words.push_back(word);
+  }
+}
+
+BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL,
+                    DWORD, LPVOID, LPCWSTR currentDirectory, STARTUPINFOW* startup, PROCESS_INFORMATION* information) {
+  const std::vector<std::wstring> words = SplitCommandLine(commandLine != nullptr ? commandLine : application);
+  if (information == nullptr || words.empty()) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  const std::optional<std::string> program = FindProgram(kwfw::WideToUtf8(application != nullptr ? application : words[0].c_str()));
+  if (!program) {
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    return FALSE;
+  }
+  std::string folder;
+  if (currentDirectory != nullptr && *currentDirectory != L'\0') {
+    folder = kwfw::WideToUtf8(currentDirectory);
+    struct stat st {};
+    if (stat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
+      SetLastError(ERROR_DIRECTORY);
+      return FALSE;
+    }
+  }
+  std::vector<std::string> arguments;
+  for (const std::wstring& word : words) arguments.push_back(kwfw::WideToUtf8(word));
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawnattr_t attributes;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawnattr_init(&attributes);
+  if (startup != nullptr && (startup->dwFlags & STARTF_USESTDHANDLES) != 0) {
+    const HANDLE streams[] = {startup->hStdInput, startup->hStdOutput, startup->hStdError};
+    for (int target = 0; target < 3; ++target) {
+      if (auto* pipe = static_cast<Pipe*>(HandleObject::Find(streams[target], HandleKind::kPipe))) {
+        posix_spawn_file_actions_adddup2(&actions, pipe->fd, target);
+      }
+    }
+  }
+  // Nothing of the parent's but the three standard streams reaches the child.
+  posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+  if (!folder.empty()) posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+  sigset_t none, all;
+  sigemptyset(&none);
+  sigfillset(&all);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setsigdefault(&attributes, &all);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  pid_t pid = 0;
+  const int error = posix_spawn(&pid, program->c_str(), &actions, &attributes, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  if (error != 0) {
+    errno = error;
+    SetLastErrorFromErrno();
+    return FALSE;
+  }
+  const int pidfd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+  auto* process = new Process(pid, pidfd);
+  *information = PROCESS_INFORMATION{static_cast<HandleObject*>(process), nullptr, static_cast<DWORD>(pid), 0};
+  return TRUE;
+}
+
+BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {
+  Process* p = AsProcess(process);
+  if (p == nullptr || exitCode == nullptr) return FALSE;
+  p->Poll();
+  std::lock_guard guard(p->lock);
+  *exitCode = p->exitCode;
+  return TRUE;
+}
+
+BOOL TerminateProcess(HANDLE process, UINT exitCode) {
+  Process* p = AsProcess(process);
+  if (p == nullptr) return FALSE;
+  std::lock_guard guard(p->lock);
+  if (p->ended) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+  }
+  p->terminatedWith = exitCode;
+  // The group first (the child's own children with it); the child alone if it left it.
+  if (kill(-p->pid, SIGKILL) != 0) kill(p->pid, SIGKILL);
+  return TRUE;
+}
+
+BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES*, DWORD) {
+  if (readEnd == nullptr || writeEnd == nullptr) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+  }
+  int fds[2];
+  const int wakeRead = eventfd(0, EFD_CLOEXEC), wakeWrite = eventfd(0, EFD_CLOEXEC);
+  if (wakeRead < 0 || wakeWrite < 0 || pipe2(fds, O_CLOEXEC) != 0) {
+    SetLastErrorFromErrno();
+    if (wakeRead >= 0) close(wakeRead);
+    if (wakeWrite >= 0) close(wakeWrite);
+    return FALSE;
+  }
+  *readEnd = static_cast<HandleObject*>(new Pipe(fds[0], wakeRead));
+  *writeEnd = static_cast<HandleObject*>(new Pipe(fds[1], wakeWrite));
+  return TRUE;
+}
+
+BOOL ReadFile(HANDLE pipe, LPVOID buffer, DWORD size, LPDWORD read, LPVOID) {
+  Pipe* p = AsPipe(pipe);
+  if (read != nullptr) *read = 0;
+  if (p == nullptr) return FALSE;
+  if (!p->Enter()) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  ssize_t n = -1;
+  if (p->Ready(POLLIN)) {
+    while ((n = ::read(p->fd, buffer, size)) < 0 && errno == EINTR) {}
+  } else {
+    n = 0;  // closed under the read: as if the other end had gone
+  }
+  const int error = errno;
+  p->Leave();
+  if (n < 0) {
+    errno = error;
+    SetLastErrorFromErrno();
+    return FALSE;
+  }
+  if (n == 0 && size > 0) {
+    SetLastError(ERROR_BROKEN_PIPE);
+    return FALSE;
+  }
+  if (read != nullptr) *read = static_cast<DWORD>(n);
+  return TRUE;
+}
+
+BOOL WriteFile(HANDLE pipe, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID) {
+  Pipe* p = AsPipe(pipe);
+  if (written != nullptr) *written = 0;
+  if (p == nullptr) return FALSE;
+  if (!p->Enter()) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  // A closed reading end must fail the write, not kill the process with SIGPIPE:
+  // the signal is held for this thread and a pending one taken away.
+  sigset_t pipeSignal, previous;
+  sigemptyset(&pipeSignal);
+  sigaddset(&pipeSignal, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
+  const auto* bytes = static_cast<const char*>(buffer);
+  DWORD done = 0;
+  int error = 0;
+  while (done < size) {
+    if (!p->Ready(POLLOUT)) {
+      error = EPIPE;
+      break;
+    }
+    const ssize_t n = ::write(p->fd, bytes + done, size - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      error = errno;
+      break;
+    }
+    done += static_cast<DWORD>(n);
+  }
+  if (error == EPIPE) {
+    const timespec now{0, 0};
+    while (sigtimedwait(&pipeSignal, nullptr, &now) == SIGPIPE) {}
+  }
+  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+  p->Leave();
+  if (written != nullptr) *written = done;
+  if (error == EPIPE) {
+    SetLastError(ERROR_NO_DATA);
+    return FALSE;
+  }
+  if (error != 0) {
+    errno = error;
+    SetLastErrorFromErrno();
+    return FALSE;
+  }
+  return TRUE;
+}
+
+}  // namespace kwplat

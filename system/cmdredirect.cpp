@@ -1,0 +1,249 @@
+#include <kwlib63/system/cmdredirect.h>
+
+#include <chrono>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/event.h>
+#include <kwlib63/platform/handle.h>
+#include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/process.h>
+
+namespace {
+
+constexpr DWORD kChunk = 256;
+
+void Sleep(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
+
+// How much of `bytes` ends with whole UTF-8 sequences: a sequence cut by the end
+// of a read is left for the next one.
+std::size_t WholeSequences(const std::string& bytes) {
+  const std::size_t size = bytes.size();
+  for (std::size_t back = 1; back <= 4 && back <= size; ++back) {
+    const auto c = static_cast<unsigned char>(bytes[size - back]);
+    if ((c & 0xC0) == 0x80) continue;  // a continuation byte: look further back
+    const std::size_t length = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC0 ? 2 : 1;
+    return length > back && length <= 4 ? size - back : size;
+  }
+  return size;
+}
+
+bool Active(HANDLE process) {
+  DWORD code = 0;
+  return process != nullptr && kwplat::GetExitCodeProcess(process, &code) && code == STILL_ACTIVE;
+}
+
+}  // namespace
+
+std::atomic<int> CCmdRedirect::m_bRunThread{0};
+
+CCmdRedirect::CCmdRedirect() { m_bRunThread = 0; }
+
+// A copy starts without a child: sharing the handles would close them twice.
+CCmdRedirect::CCmdRedirect(const CCmdRedirect& other)
+    : m_strProgressText(other.m_strProgressText), m_nProgress(other.m_nProgress.load()),
+      m_dwExitCode(other.m_dwExitCode.load()) {
+  m_bRunThread = 0;
+}
+
+CCmdRedirect& CCmdRedirect::operator=(const CCmdRedirect& other) {
+  if (this != &other) {
+    m_strProgressText = other.m_strProgressText;
+    m_nProgress = other.m_nProgress.load();
+    m_dwExitCode = other.m_dwExitCode.load();
+  }
+  return *this;
+}
+
+CCmdRedirect::~CCmdRedirect() {
+  TerminateChildProcess();
+  // A child killed by the first call is stopped for good by the second.
+  TerminateChildProcess();
+}
+
+void CCmdRedirect::OnChildStarted(const wchar_t*) {}
+void CCmdRedirect::OnChildStdOutWrite(const wchar_t*) {}
+void CCmdRedirect::OnChildStdErrWrite(const wchar_t*) {}
+void CCmdRedirect::OnChildTerminate() {}
+
+void CCmdRedirect::Close(HANDLE& handle) {
+  if (handle != nullptr) kwplat::CloseHandle(handle);
+  handle = nullptr;
+}
+
+void CCmdRedirect::Finish(std::thread& thread) {
+  if (thread.joinable()) thread.join();
+}
+
+int CCmdRedirect::StartChildProcess(const wchar_t* cmdLine, int bShowChildWindow, int bRedirect,
+                                    const wchar_t* workingDir) {
+  m_strProgressText.clear();
+  m_nProgress = 0;
+  if (!bRedirect) {
+    // The child keeps this process's streams and folder; its handle is let go.
+    HANDLE process = PrepAndLaunchRedirectedChild(cmdLine, nullptr, nullptr, nullptr, bShowChildWindow, nullptr);
+    if (process != nullptr) kwplat::CloseHandle(process);
+    return 1;
+  }
+  // The caller's ends are separate handles from the child's, as the child must
+  // inherit only its own.
+  kwplat::CreatePipe(&m_hChildStdInRead, &m_hStdInWrite, nullptr, 0);
+  kwplat::CreatePipe(&m_hStdOutRead, &m_hChildStdOutWrite, nullptr, 0);
+  kwplat::CreatePipe(&m_hStdErrRead, &m_hChildStdErrWrite, nullptr, 0);
+  m_hChildProcess = PrepAndLaunchRedirectedChild(cmdLine, m_hChildStdOutWrite, m_hChildStdInRead,
+                                                 m_hChildStdErrWrite, bShowChildWindow, workingDir);
+  if (m_hChildProcess == nullptr) {
+    OnChildStdOutWrite(L"Unable to start ");
+    OnChildStdOutWrite(cmdLine != nullptr ? cmdLine : L"");
+    OnChildStdOutWrite(L"\n");
+    Close(m_hChildStdInRead);
+    Close(m_hChildStdOutWrite);
+    Close(m_hChildStdErrWrite);
+    return 0;
+  }
+  m_bRunThread = 1;
+  m_hStopEvent = kwplat::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  m_hStdOutThread = std::thread(staticStdOutThread, this);
+  m_hStdErrThread = std::thread(staticStdErrThread, this);
+  m_hProcessThread = std::thread(staticProcessThread, this);
+  OnChildStarted(cmdLine);
+  return 1;
+}
+
+HANDLE CCmdRedirect::PrepAndLaunchRedirectedChild(const wchar_t* cmdLine, HANDLE hStdOut, HANDLE hStdIn,
+                                                  HANDLE hStdErr, int bShowChildWindow, const wchar_t* workingDir) {
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESHOWWINDOW;
+  startup.wShowWindow = bShowChildWindow ? 5 : 0;
+  if (hStdOut != nullptr) {
+    startup.dwFlags |= STARTF_USESTDHANDLES;
+    startup.hStdInput = hStdIn;
+    startup.hStdOutput = hStdOut;
+    startup.hStdError = hStdErr;
+  }
+  SECURITY_ATTRIBUTES attributes{sizeof attributes, nullptr, TRUE};
+  std::wstring line = cmdLine != nullptr ? cmdLine : L"";
+  PROCESS_INFORMATION information{};
+  if (!kwplat::CreateProcessW(nullptr, line.data(), &attributes, nullptr, TRUE, CREATE_NEW_CONSOLE, nullptr,
+                              workingDir, &startup, &information)) {
+    return nullptr;
+  }
+  return information.hProcess;
+}
+
+int CCmdRedirect::IsChildRunning() const { return Active(m_hChildProcess) ? 1 : 0; }
+
+void CCmdRedirect::WriteChildStdIn(const char* text) {
+  if (m_hStdInWrite == nullptr || text == nullptr || *text == '\0') return;
+  DWORD written = 0;
+  kwplat::WriteFile(m_hStdInWrite, text, static_cast<DWORD>(std::strlen(text)), &written, nullptr);
+}
+
+void CCmdRedirect::TerminateChildProcess() {
+  // A running child is killed and the watcher left to see it end; the next call
+  // does the rest.
+  if (HANDLE process = m_hChildProcess; Active(process)) {
+    kwplat::TerminateProcess(process, 1);
+    m_hChildProcess = nullptr;
+    // The watcher reads the process through its own copy taken at its start; the
+    // handle is closed once the watcher has finished, below.
+    m_pendingProcess = process;
+    return;
+  }
+  m_bRunThread = 0;
+  if (m_hStopEvent != nullptr) {
+    kwplat::SetEvent(m_hStopEvent);
+    Sleep(500);
+  }
+  Finish(m_hProcessThread);
+  Close(m_hChildStdInRead);
+  Close(m_hChildStdOutWrite);
+  Close(m_hChildStdErrWrite);
+  Close(m_hStdInWrite);
+  Close(m_hStdOutRead);
+  Close(m_hStdErrRead);
+  Finish(m_hStdOutThread);
+  Finish(m_hStdErrThread);
+  if (HANDLE process = m_hChildProcess.exchange(nullptr)) {
+    if (Active(process)) {
+      kwplat::TerminateProcess(process, 1);
+      kwplat::WaitForSingleObject(process, 1000);
+    }
+    kwplat::CloseHandle(process);
+  }
+  Close(m_pendingProcess);
+  Close(m_hStopEvent);
+}
+
+int CCmdRedirect::staticStdOutThread(CCmdRedirect* redirect) { return redirect->StdOutThread(redirect->m_hStdOutRead); }
+int CCmdRedirect::staticStdErrThread(CCmdRedirect* redirect) { return redirect->StdErrThread(redirect->m_hStdErrRead); }
+int CCmdRedirect::staticProcessThread(CCmdRedirect* redirect) { return redirect->ProcessThread(); }
+
+int CCmdRedirect::StdOutThread(HANDLE hRead) { return ReadLoop(hRead, true); }
+int CCmdRedirect::StdErrThread(HANDLE hRead) { return ReadLoop(hRead, false); }
+
+int CCmdRedirect::ReadLoop(HANDLE hRead, bool parseProgress) {
+  std::string& pending = parseProgress ? m_pendingOut : m_pendingErr;
+  char buffer[kChunk + 1];
+  for (;;) {
+    DWORD read = 0;
+    if (!kwplat::ReadFile(hRead, buffer, kChunk, &read, nullptr) || read == 0) {
+      if (kwplat::GetLastError() == ERROR_BROKEN_PIPE || kwplat::GetLastError() == ERROR_INVALID_HANDLE) return 0;
+      if (m_bRunThread) continue;
+      return 0;
+    }
+    buffer[read] = '\0';
+    pending.append(buffer, read);
+    const std::size_t whole = WholeSequences(pending);
+    const std::wstring text = kwfw::Utf8ToWide(std::string_view(pending).substr(0, whole));
+    pending.erase(0, whole);
+    if (!text.empty()) {
+      if (parseProgress) OnChildStdOutWrite(text.c_str());
+      else OnChildStdErrWrite(text.c_str());
+    }
+    if (parseProgress) ParseProgress(buffer);
+  }
+}
+
+void CCmdRedirect::ParseProgress(const char* chunk) {
+  const std::size_t before = m_strProgressText.size();
+  m_strProgressText += chunk;
+  // Only a sign in the new text can change the answer: the digits before an older
+  // sign are what they were. The search is therefore linear in the output.
+  const std::size_t found = std::string_view(m_strProgressText).substr(before).rfind('%');
+  if (found == std::string_view::npos || before + found == 0) return;
+  const std::size_t sign = before + found;
+  std::size_t start = sign;
+  while (start > 0 && m_strProgressText[start - 1] >= '0' && m_strProgressText[start - 1] <= '9') --start;
+  if (start == sign) return;
+  // atoi's value, without its undefined overflow for an endless run of digits.
+  const long long value = std::strtoll(m_strProgressText.c_str() + start, nullptr, 10);
+  const int percentage = value > INT_MAX ? INT_MAX : static_cast<int>(value);
+  if (percentage > m_nProgress) {
+    m_nProgress = percentage;
+    m_strProgressText.clear();
+  }
+}
+
+int CCmdRedirect::ProcessThread() {
+  const HANDLE handles[] = {m_hStopEvent, m_hChildProcess};
+  while (m_bRunThread) {
+    // The stop event does not end the watch by itself: termination clears the flag first.
+    if (kwplat::WaitForMultipleObjects(2, handles, FALSE, 1) == WAIT_OBJECT_0 + 1) {
+      m_bRunThread = 0;
+      break;
+    }
+  }
+  DWORD code = 0;
+  // Through the handle as it is now: after a kill the member is null and the code stays.
+  if (HANDLE process = m_hChildProcess; process != nullptr && kwplat::GetExitCodeProcess(process, &code)) {
+    m_dwExitCode = code;
+  }
+  OnChildTerminate();
+  return 0;
+}

@@ -1,0 +1,154 @@
+// CCmdRedirect with a real child: both streams delivered, progress parsing, input
+// reaching the child, the start-failure report, termination of a running child,
+// destruction mid-run, the argument rules, the working folder and the descriptors
+// the child receives.
+#include <chrono>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <kwlib63/system/cmdredirect.h>
+
+#include "support/tempdir.h"
+
+namespace {
+
+const std::wstring kChild = L"" KWTEST_CHILD;
+
+class Recorder : public CCmdRedirect {
+ public:
+  // The first call kills a running child, the second stops the threads: none of
+  // them may call into this object once it is going.
+  ~Recorder() override {
+    TerminateChildProcess();
+    TerminateChildProcess();
+  }
+
+  void OnChildStarted(const wchar_t*) override { m_started = true; }
+  void OnChildStdOutWrite(const wchar_t* text) override {
+    std::lock_guard guard(m_lock);
+    m_out += text;
+    m_outCalls.emplace_back(text);
+  }
+  void OnChildStdErrWrite(const wchar_t* text) override {
+    std::lock_guard guard(m_lock);
+    m_err += text;
+  }
+  void OnChildTerminate() override { m_terminated = true; }
+
+  // Waits (at most ten seconds) until the child has ended and `out` has arrived.
+  bool WaitFor(const std::wstring& out) {
+    for (int i = 0; i < 1000; ++i) {
+      {
+        std::lock_guard guard(m_lock);
+        if (m_terminated && m_out.find(out) != std::wstring::npos) return true;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+  }
+  std::wstring Out() {
+    std::lock_guard guard(m_lock);
+    return m_out;
+  }
+  std::wstring Err() {
+    std::lock_guard guard(m_lock);
+    return m_err;
+  }
+
+  std::mutex m_lock;
+  std::wstring m_out, m_err;
+  std::vector<std::wstring> m_outCalls;
+  std::atomic<bool> m_started{false}, m_terminated{false};
+};
+
+int Start(Recorder& r, const std::wstring& args, const wchar_t* folder = nullptr) {
+  return r.StartChildProcess((kChild + L" " + args).c_str(), FALSE, TRUE, folder);
+}
+
+TEST(CmdRedirect, OutputErrorAndExitCode) {
+  Recorder r;
+  ASSERT_EQ(Start(r, L"out hello err oops exit 3"), 1);
+  EXPECT_TRUE(r.m_started);
+  ASSERT_TRUE(r.WaitFor(L"hello\n"));
+  r.TerminateChildProcess();
+  EXPECT_EQ(r.Out(), L"hello\n");
+  EXPECT_EQ(r.Err(), L"oops\n");
+  EXPECT_EQ(r.GetExitCode(), 3u);
+  EXPECT_EQ(r.IsChildRunning(), 0);
+}
+
+TEST(CmdRedirect, ProgressOnlyRisesAndSurvivesSplitWrites) {
+  Recorder r;
+  ASSERT_EQ(Start(r, L"out 5% sleep 20 out 12% sleep 20 out 7% sleep 20 out %"), 1);
+  ASSERT_TRUE(r.WaitFor(L"%\n"));
+  EXPECT_EQ(r.GetCurrentProgress(), 12);
+  r.TerminateChildProcess();
+
+  Recorder split;
+  ASSERT_EQ(Start(split, L"raw 4 sleep 50 raw 2% sleep 50 raw x% sleep 20 split-e"), 1);
+  ASSERT_TRUE(split.WaitFor(L"x%"));
+  EXPECT_TRUE(split.WaitFor(L"\u00E9"));  // the two bytes of é arrived apart
+  EXPECT_EQ(split.GetCurrentProgress(), 42);
+  EXPECT_EQ(split.Out(), L"42%x%\u00E9");
+}
+
+TEST(CmdRedirect, InputArgumentsFolderAndDescriptors) {
+  Recorder r;
+  ASSERT_EQ(Start(r, L"echo-stdin"), 1);
+  r.WriteChildStdIn("ping\n");
+  ASSERT_TRUE(r.WaitFor(L"ping\n"));
+  r.TerminateChildProcess();
+
+  Recorder args;
+  ASSERT_EQ(Start(args, LR"(args "a b" c\"d e\\f "g\\" "")"), 1);
+  ASSERT_TRUE(args.WaitFor(L"\n"));
+  EXPECT_EQ(args.Out(), LR"([a b][c"d][e\\f][g\][])" L"\n");
+
+  kwtest::TempDir folder("kwlib-cwd");
+  Recorder cwd;
+  ASSERT_EQ(Start(cwd, L"cwd", std::wstring(folder.Path().begin(), folder.Path().end()).c_str()), 1);
+  ASSERT_TRUE(cwd.WaitFor(L"\n"));
+  EXPECT_EQ(cwd.Out(), std::wstring(folder.Path().begin(), folder.Path().end()) + L"\n");
+
+  Recorder fds;
+  ASSERT_EQ(Start(fds, L"fds"), 1);
+  ASSERT_TRUE(fds.WaitFor(L"\n"));
+  EXPECT_EQ(fds.Out(), L"0 1 2 \n");  // nothing of the parent's leaks in
+}
+
+TEST(CmdRedirect, MissingProgramAndUnredirectedStart) {
+  Recorder r;
+  EXPECT_EQ(r.StartChildProcess(L"/nonexistent/program -x", FALSE, TRUE, nullptr), 0);
+  EXPECT_EQ(r.m_outCalls, (std::vector<std::wstring>{L"Unable to start ", L"/nonexistent/program -x", L"\n"}));
+  EXPECT_FALSE(r.m_started);
+
+  Recorder plain;
+  EXPECT_EQ(plain.StartChildProcess((kChild + L" exit 0").c_str(), FALSE, FALSE, nullptr), 1);
+  EXPECT_EQ(plain.IsChildRunning(), 0);
+  EXPECT_EQ(plain.StartChildProcess(L"/nonexistent/program", FALSE, FALSE, nullptr), 1);  // not reported
+}
+
+TEST(CmdRedirect, TerminatingAndDestroyingARunningChild) {
+  Recorder r;
+  ASSERT_EQ(Start(r, L"out started sleep 20000"), 1);
+  ASSERT_EQ(r.IsChildRunning(), 1);
+  for (int i = 0; i < 500 && r.Out().empty(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  r.TerminateChildProcess();  // kills the child; the watcher sees it end
+  EXPECT_EQ(r.IsChildRunning(), 0);
+  for (int i = 0; i < 500 && !r.m_terminated; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_TRUE(r.m_terminated);
+  r.TerminateChildProcess();  // stops the threads
+
+  const auto start = std::chrono::steady_clock::now();
+  {
+    Recorder running;
+    ASSERT_EQ(Start(running, L"sleep 20000"), 1);
+  }  // destroyed mid-run: the child is killed and every thread joined
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+}  // namespace
