@@ -209,6 +209,38 @@ std::vector<std::wstring> SplitCommandLine(const wchar_t* commandLine) {
   }
 }
 
+std::wstring JoinCommandLine(const std::vector<std::wstring>& words) {
+  std::wstring line;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::wstring& word = words[i];
+    if (i > 0) line += L' ';
+    const bool plain = !word.empty() && word.find_first_of(L" \t\"") == std::wstring::npos;
+    if (plain) {
+      line += word;
+      continue;
+    }
+    if (i == 0) {  // the program name takes no escapes
+      line += L'"' + word + L'"';
+      continue;
+    }
+    line += L'"';
+    std::size_t slashes = 0;
+    for (wchar_t c : word) {
+      if (c == L'\\') {
+        ++slashes;
+        continue;
+      }
+      // Backslashes before a quote are doubled, and the quote escaped.
+      line.append(c == L'"' ? 2 * slashes + 1 : slashes, L'\\');
+      slashes = 0;
+      line += c;
+    }
+    line.append(2 * slashes, L'\\');  // before the closing quote
+    line += L'"';
+  }
+  return line;
+}
+
 BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL,
                     DWORD, LPVOID, LPCWSTR currentDirectory, STARTUPINFOW* startup, PROCESS_INFORMATION* information) {
   const std::vector<std::wstring> words = SplitCommandLine(commandLine != nullptr ? commandLine : application);

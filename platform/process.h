@@ -47,6 +47,11 @@ namespace kwplat {
 // closing quote without any escape.
 std::vector<std::wstring> SplitCommandLine(const wchar_t* commandLine);
 
+// The command line that SplitCommandLine splits back into `words`: a word with a
+// blank or a quote (or an empty one) is quoted, with its quotes and the
+// backslashes before them escaped. The program name cannot hold a quote.
+std::wstring JoinCommandLine(const std::vector<std::wstring>& words);
+
 // Starts `commandLine` (the program from `application` when given). With
 // STARTF_USESTDHANDLES the child's standard streams are the given pipe ends (a
 // null one is the parent's stream); the window, console and security arguments

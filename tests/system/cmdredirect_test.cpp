@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <kwlib63/platform/process.h>
 #include <kwlib63/system/cmdredirect.h>
 
 #include "support/tempdir.h"
@@ -118,6 +119,14 @@ TEST(CmdRedirect, InputArgumentsFolderAndDescriptors) {
   ASSERT_EQ(Start(fds, L"fds"), 1);
   ASSERT_TRUE(fds.WaitFor(L"\n"));
   EXPECT_EQ(fds.Out(), L"0 1 2 \n");  // nothing of the parent's leaks in
+}
+
+TEST(CmdRedirect, CommandLinesSplitAndJoinByTheWindowsRules) {
+  const std::vector<std::wstring> words = {L"/opt/my tools/run", L"", L"a b", LR"(q"uote)", LR"(tail\)", LR"(\\"x)", L"plain"};
+  EXPECT_EQ(kwplat::SplitCommandLine(kwplat::JoinCommandLine(words).c_str()), words);
+  EXPECT_EQ(kwplat::SplitCommandLine(LR"(  "C:\dir\" a\\"b c" d)"),
+            (std::vector<std::wstring>{LR"(C:\dir\)", LR"(a\b c)", L"d"}));
+  EXPECT_TRUE(kwplat::SplitCommandLine(L"   ").empty());
 }
 
 TEST(CmdRedirect, MissingProgramAndUnredirectedStart) {

@@ -334,3 +334,25 @@ TEST(KwlibOsversion, ReportsTheSystemAndTheLibrary) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(KwlibRun, PassesStreamsAndExitStatusOn) {
+  Result r = Kwlib("run -- sh -c 'echo out; echo err >&2; echo \"50%\"; exit 4'");
+  EXPECT_EQ(r.status, 4);
+  EXPECT_EQ(r.out, "out\n50%\n");
+  EXPECT_EQ(r.err, "err\n");
+  r = Kwlib("run --cwd /tmp -- pwd");
+  EXPECT_EQ(r.out, "/tmp\n");
+  r = Kwlib("run -- /nonexistent/program");
+  EXPECT_EQ(r.status, 127);
+  EXPECT_EQ(r.out, "Unable to start /nonexistent/program\n");
+  r = Kwlib("run --progress -- sh -c 'echo 30%; echo 60%'");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_NE(r.err.find("60%"), std::string::npos) << r.err;  // plain lines: not a terminal
+  EXPECT_EQ(Kwlib("run").status, 2);
+  EXPECT_EQ(Kwlib("run --frob -- true").status, 2);
+  EXPECT_EQ(Kwlib("run --").status, 2);
+}
+
+}  // namespace
