@@ -155,20 +155,27 @@ void CCmdRedirect::TerminateChildProcess() {
     m_pendingProcess = process;
     return;
   }
+  // The pauses give the threads and the child their time, as the class always has;
+  // an object that never started a redirected child has nothing to wait for.
+  const bool started = m_hStopEvent != nullptr;
+  const auto pause = [started](int milliseconds) {
+    if (started) Sleep(milliseconds);
+  };
   m_bRunThread = 0;
-  if (m_hStopEvent != nullptr) {
-    kwplat::SetEvent(m_hStopEvent);
-    Sleep(500);
-  }
+  if (started) kwplat::SetEvent(m_hStopEvent);
+  pause(500);
   Finish(m_hProcessThread);
   Close(m_hChildStdInRead);
   Close(m_hChildStdOutWrite);
   Close(m_hChildStdErrWrite);
+  pause(100);
   Close(m_hStdInWrite);
   Close(m_hStdOutRead);
   Close(m_hStdErrRead);
+  pause(100);
   Finish(m_hStdOutThread);
   Finish(m_hStdErrThread);
+  pause(100);
   if (HANDLE process = m_hChildProcess.exchange(nullptr)) {
     if (Active(process)) {
       kwplat::TerminateProcess(process, 1);
