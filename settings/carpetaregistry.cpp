@@ -1,9 +1,11 @@
 #include <kwlib63/settings/carpetaregistry.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <kwlib63/framework/winapp.h>
@@ -217,39 +219,31 @@ int TCarpetaRegistry::LlegirDWORD(const wchar_t* nom, DWORD& valor) {
   return 0;
 }
 
-int TCarpetaRegistry::TornaValor(const wchar_t* nom, int& valor, int perDefecte) {
+// The narrower and wider 32-bit reads keep the stored value's low part, signed or
+// unsigned as their type is.
+template <typename T>
+int TCarpetaRegistry::TornaEnter(const wchar_t* nom, T& valor, T perDefecte) {
   DWORD dword = 0;
   const int resultat = LlegirDWORD(nom, dword);
-  valor = resultat == 0 ? static_cast<int>(dword) : perDefecte;
+  using Base = std::conditional_t<std::is_signed_v<T>, std::int32_t, DWORD>;
+  valor = resultat == 0 ? static_cast<T>(static_cast<Base>(dword)) : perDefecte;
   return resultat;
 }
 
+int TCarpetaRegistry::TornaValor(const wchar_t* nom, int& valor, int perDefecte) {
+  return TornaEnter(nom, valor, perDefecte);
+}
 int TCarpetaRegistry::TornaValor(const wchar_t* nom, long& valor, long perDefecte) {
-  int enter = 0;
-  const int resultat = TornaValor(nom, enter, 0);
-  valor = resultat == 0 ? enter : perDefecte;
-  return resultat;
+  return TornaEnter(nom, valor, perDefecte);
 }
-
 int TCarpetaRegistry::TornaValor(const wchar_t* nom, unsigned long& valor, unsigned long perDefecte) {
-  int enter = 0;
-  const int resultat = TornaValor(nom, enter, 0);
-  valor = resultat == 0 ? static_cast<DWORD>(enter) : perDefecte;
-  return resultat;
+  return TornaEnter(nom, valor, perDefecte);
 }
-
 int TCarpetaRegistry::TornaValor(const wchar_t* nom, short& valor, short perDefecte) {
-  int enter = 0;
-  const int resultat = TornaValor(nom, enter, 0);
-  valor = resultat == 0 ? static_cast<short>(enter) : perDefecte;
-  return resultat;
+  return TornaEnter(nom, valor, perDefecte);
 }
-
 int TCarpetaRegistry::TornaValor(const wchar_t* nom, unsigned short& valor, unsigned short perDefecte) {
-  int enter = 0;
-  const int resultat = TornaValor(nom, enter, 0);
-  valor = resultat == 0 ? static_cast<unsigned short>(enter) : perDefecte;
-  return resultat;
+  return TornaEnter(nom, valor, perDefecte);
 }
 
 int TCarpetaRegistry::TornaValor(const wchar_t* nom, double& valor, double perDefecte) {

@@ -125,6 +125,8 @@ class TCarpetaRegistry {
   // The stored bytes of a value, read at their stored length; false when missing.
   bool Llegir(const wchar_t* nom, std::string& dades);
   int LlegirDWORD(const wchar_t* nom, DWORD& valor);
+  template <typename T>
+  int TornaEnter(const wchar_t* nom, T& valor, T perDefecte);
   // The name of the i-th sub-folder, or of the i-th value.
   int NomIndex(bool carpetes, unsigned long i, CString& nom);
   void TancarDelTot();
