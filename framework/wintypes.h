@@ -36,6 +36,7 @@ using LPVOID = void*;
 using LPCVOID = const void*;
 using PUINT = UINT*;
 using LPDWORD = DWORD*;
+using LPBOOL = BOOL*;
 using LPBYTE = BYTE*;
 
 #ifndef _T

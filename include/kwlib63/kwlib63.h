@@ -34,9 +34,11 @@
 #include <kwlib63/platform/module.h>
 #include <kwlib63/platform/osversion.h>
 #include <kwlib63/platform/pathparts.h>
+#include <kwlib63/platform/process.h>
 #include <kwlib63/platform/profile.h>
 #include <kwlib63/platform/registry.h>
 #include <kwlib63/platform/resource.h>
+#include <kwlib63/platform/security.h>
 #include <kwlib63/platform/shell.h>
 #include <kwlib63/platform/sysmessage.h>
 #include <kwlib63/platform/versioninfo.h>

@@ -1,0 +1,153 @@
+// The Windows security data model as data, in its binary layout: security
+// identifiers (SIDs), access control entries and lists, and security descriptors
+// (absolute, with pointers, as InitializeSecurityDescriptor makes them, or
+// self-relative, with offsets, as files hand them over). Accounts are the
+// system's users and groups under the identifiers Samba gives them: user uid is
+// S-1-22-1-uid, group gid is S-1-22-2-gid, and Everyone is S-1-1-0.
+#pragma once
+
+#include <kwlib63/framework/wintypes.h>
+
+using PSID = void*;
+using SECURITY_DESCRIPTOR_CONTROL = WORD;
+using PSECURITY_DESCRIPTOR = void*;
+using ACCESS_MASK = DWORD;
+
+struct SID_IDENTIFIER_AUTHORITY {
+  BYTE Value[6];
+};
+
+struct ACL {
+  BYTE AclRevision;
+  BYTE Sbz1;
+  WORD AclSize;
+  WORD AceCount;
+  WORD Sbz2;
+};
+using PACL = ACL*;
+
+struct ACE_HEADER {
+  BYTE AceType;
+  BYTE AceFlags;
+  WORD AceSize;
+};
+
+struct ACCESS_ALLOWED_ACE {
+  ACE_HEADER Header;
+  ACCESS_MASK Mask;
+  DWORD SidStart;  // the first four bytes of the SID that follows
+};
+
+// An absolute descriptor: the parts are pointers.
+struct SECURITY_DESCRIPTOR {
+  BYTE Revision;
+  BYTE Sbz1;
+  SECURITY_DESCRIPTOR_CONTROL Control;
+  PSID Owner;
+  PSID Group;
+  PACL Sacl;
+  PACL Dacl;
+};
+
+// A self-relative descriptor: the parts are offsets from its start (0: none).
+struct SECURITY_DESCRIPTOR_RELATIVE {
+  BYTE Revision;
+  BYTE Sbz1;
+  SECURITY_DESCRIPTOR_CONTROL Control;
+  DWORD Owner;
+  DWORD Group;
+  DWORD Sacl;
+  DWORD Dacl;
+};
+
+struct ACL_SIZE_INFORMATION {
+  DWORD AceCount;
+  DWORD AclBytesInUse;
+  DWORD AclBytesFree;
+};
+struct ACL_REVISION_INFORMATION {
+  DWORD AclRevision;
+};
+enum ACL_INFORMATION_CLASS { AclRevisionInformation = 1, AclSizeInformation = 2 };
+
+enum WELL_KNOWN_SID_TYPE { WinNullSid = 0, WinWorldSid = 1, WinCreatorOwnerSid = 3 };
+enum SID_NAME_USE { SidTypeUser = 1, SidTypeGroup = 2, SidTypeDomain = 3, SidTypeAlias = 4, SidTypeWellKnownGroup = 5 };
+
+inline constexpr DWORD SECURITY_DESCRIPTOR_REVISION = 1;
+inline constexpr DWORD SECURITY_DESCRIPTOR_MIN_LENGTH = sizeof(SECURITY_DESCRIPTOR);
+inline constexpr DWORD SECURITY_MAX_SID_SIZE = 68;
+inline constexpr DWORD SID_MAX_SUB_AUTHORITIES = 15;
+inline constexpr DWORD ACL_REVISION = 2;
+inline constexpr DWORD ACL_REVISION_DS = 4;
+inline constexpr DWORD MAXDWORD = 0xFFFFFFFF;
+
+inline constexpr BYTE ACCESS_ALLOWED_ACE_TYPE = 0;
+inline constexpr BYTE ACCESS_DENIED_ACE_TYPE = 1;
+inline constexpr BYTE OBJECT_INHERIT_ACE = 0x1;
+inline constexpr BYTE CONTAINER_INHERIT_ACE = 0x2;
+inline constexpr BYTE NO_PROPAGATE_INHERIT_ACE = 0x4;
+inline constexpr BYTE INHERIT_ONLY_ACE = 0x8;
+inline constexpr BYTE INHERITED_ACE = 0x10;
+
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_OWNER_DEFAULTED = 0x0001;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_GROUP_DEFAULTED = 0x0002;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_DACL_PRESENT = 0x0004;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_DACL_DEFAULTED = 0x0008;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_DACL_AUTO_INHERIT_REQ = 0x0100;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_SACL_AUTO_INHERIT_REQ = 0x0200;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_DACL_AUTO_INHERITED = 0x0400;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_SACL_AUTO_INHERITED = 0x0800;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_DACL_PROTECTED = 0x1000;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_SACL_PROTECTED = 0x2000;
+inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_SELF_RELATIVE = 0x8000;
+
+inline constexpr ACCESS_MASK GENERIC_ALL = 0x10000000;
+inline constexpr ACCESS_MASK GENERIC_EXECUTE = 0x20000000;
+inline constexpr ACCESS_MASK GENERIC_WRITE = 0x40000000;
+inline constexpr ACCESS_MASK GENERIC_READ = 0x80000000;
+
+inline constexpr DWORD ERROR_NONE_MAPPED = 1332;
+inline constexpr DWORD ERROR_INVALID_SID = 1337;
+inline constexpr DWORD ERROR_INVALID_ACL = 1336;
+inline constexpr DWORD ERROR_UNKNOWN_REVISION = 1305;
+inline constexpr DWORD ERROR_INVALID_SECURITY_DESCR = 1338;
+inline constexpr DWORD ERROR_ALLOTTED_SPACE_EXCEEDED = 1344;
+
+namespace kwplat {
+
+// SIDs.
+BOOL IsValidSid(PSID sid);
+DWORD GetLengthSid(PSID sid);
+BOOL EqualSid(PSID a, PSID b);
+// Writes the well-known SID into `sid` (`*size` bytes of room; with too little,
+// ERROR_INSUFFICIENT_BUFFER and the size needed). WinWorldSid is S-1-1-0.
+BOOL CreateWellKnownSid(WELL_KNOWN_SID_TYPE type, PSID domain, PSID sid, DWORD* size);
+// The SID and domain of a user or group of the system, "Everyone", or "GUEST"
+// (the guest account Samba maps, nobody). `*sidSize` and `*domainLength` are the
+// room given; with too little, ERROR_INSUFFICIENT_BUFFER and the sizes needed.
+// ERROR_NONE_MAPPED for an unknown name. A name may be "DOMAIN\name".
+BOOL LookupAccountNameW(LPCWSTR system, LPCWSTR account, PSID sid, LPDWORD sidSize, LPWSTR domain,
+                        LPDWORD domainLength, SID_NAME_USE* use);
+
+// Access control lists.
+BOOL InitializeAcl(PACL acl, DWORD length, DWORD revision);
+BOOL GetAclInformation(PACL acl, LPVOID information, DWORD length, ACL_INFORMATION_CLASS type);
+BOOL GetAce(PACL acl, DWORD index, LPVOID* ace);
+// Inserts the entries of `aces` (`length` bytes) before entry `start` (MAXDWORD:
+// at the end).
+BOOL AddAce(PACL acl, DWORD revision, DWORD start, LPVOID aces, DWORD length);
+BOOL AddAccessAllowedAce(PACL acl, DWORD revision, ACCESS_MASK mask, PSID sid);
+// The same, with the entry's inheritance flags.
+BOOL AddAccessAllowedAceEx(PACL acl, DWORD revision, DWORD flags, ACCESS_MASK mask, PSID sid);
+
+// Security descriptors.
+BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
+BOOL GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, LPBOOL present, PACL* dacl, LPBOOL defaulted);
+BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
+BOOL GetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESCRIPTOR_CONTROL* control,
+                                  LPDWORD revision);
+// Only the inheritance bits (0x0100 to 0x2000) can be set this way.
+BOOL SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESCRIPTOR_CONTROL mask,
+                                  SECURITY_DESCRIPTOR_CONTROL bits);
+
+}  // namespace kwplat
