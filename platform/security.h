@@ -151,3 +151,39 @@ BOOL SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESC
                                   SECURITY_DESCRIPTOR_CONTROL bits);
 
 }  // namespace kwplat
+
+// Files' access lists, on POSIX ACLs. A file's access ACL reads as allowing entries
+// for its owner (S-1-22-1-uid), its group (S-1-22-2-gid), other named users and
+// groups, and Everyone (the "other" class), each with its effective rights (the
+// ACL mask applied); a folder's default ACL reads as the same entries marked
+// inheritable (object, container, inherit-only). Rights map between Windows masks
+// and rwx as docs/platform.md tells. Writing a list replaces the ACLs: an owner,
+// group or Everyone entry left out gets no rights, and the mask is recomputed
+// from the entries, so an entry read and written back keeps exactly its rights.
+using SECURITY_INFORMATION = DWORD;
+inline constexpr SECURITY_INFORMATION OWNER_SECURITY_INFORMATION = 0x1;
+inline constexpr SECURITY_INFORMATION GROUP_SECURITY_INFORMATION = 0x2;
+inline constexpr SECURITY_INFORMATION DACL_SECURITY_INFORMATION = 0x4;
+
+inline constexpr ACCESS_MASK FILE_READ_DATA = 0x0001;
+inline constexpr ACCESS_MASK FILE_WRITE_DATA = 0x0002;
+inline constexpr ACCESS_MASK FILE_APPEND_DATA = 0x0004;
+inline constexpr ACCESS_MASK FILE_EXECUTE = 0x0020;
+inline constexpr ACCESS_MASK DELETE = 0x00010000;
+inline constexpr ACCESS_MASK FILE_GENERIC_READ = 0x00120089;
+inline constexpr ACCESS_MASK FILE_GENERIC_WRITE = 0x00120116;
+inline constexpr ACCESS_MASK FILE_GENERIC_EXECUTE = 0x001200A0;
+inline constexpr ACCESS_MASK FILE_ALL_ACCESS = 0x001F01FF;
+
+namespace kwplat {
+
+// A self-relative descriptor with the parts `requested` asks for; with too small a
+// buffer, ERROR_INSUFFICIENT_BUFFER and the size needed in `*needed`.
+BOOL GetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION requested, PSECURITY_DESCRIPTOR descriptor, DWORD length,
+                      LPDWORD needed);
+// Writes the descriptor's access list (DACL_SECURITY_INFORMATION; the other parts
+// are not changed here). ERROR_NONE_MAPPED for an entry whose SID is not an
+// account of this system, ERROR_NOT_SUPPORTED for a denying entry.
+BOOL SetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor);
+
+}  // namespace kwplat
