@@ -90,5 +90,6 @@
 
 #include <kwlib63/system/iteradorfitxers.h>
 #include <kwlib63/system/osversioninfo.h>
+#include <kwlib63/system/sharingmanager.h>
 
 #include <kwlib63/ui/appframe.h>

@@ -1,0 +1,74 @@
+// Access rights added through CSharingManager on real POSIX ACLs: an account's
+// entry replaced rather than repeated, Everyone, other accounts' inheritable
+// entries kept, and the fixed messages of failing steps.
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/security.h>
+#include <kwlib63/system/sharingmanager.h>
+
+#include "support/tempdir.h"
+
+namespace {
+
+std::string Facl(const std::string& path) {
+  std::string out;
+  if (std::FILE* pipe = popen(("getfacl -cp '" + path + "' 2>&1").c_str(), "r")) {
+    char buffer[512];
+    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
+    pclose(pipe);
+  }
+  return out;
+}
+
+int Add(const std::string& path, const wchar_t* account, unsigned long mask, int everyone) {
+  std::wstring file = kwfw::Utf8ToWide(path);
+  std::wstring name = account != nullptr ? account : L"";
+  return AfxAddAccessRights(file.data(), account != nullptr ? name.data() : nullptr, mask, everyone);
+}
+
+class SharingManagerTest : public ::testing::Test {
+ protected:
+  kwtest::TempDir m_dir{"kwlib-rights"};
+};
+
+TEST_F(SharingManagerTest, AnAccountsEntryIsReplacedNotRepeated) {
+  const std::string file = m_dir.At("f.txt");
+  std::ofstream(file) << "x";
+  ASSERT_EQ(chmod(file.c_str(), 0640), 0);
+  ASSERT_EQ(std::system(("setfacl -m u:nobody:r-- '" + file + "'").c_str()), 0);
+  EXPECT_EQ(Add(file, L"nobody", GENERIC_ALL, FALSE), 1);
+  EXPECT_EQ(Facl(file), "user::rw-\nuser:nobody:rwx\ngroup::r--\nmask::rwx\nother::---\n\n");
+  EXPECT_EQ(Add(file, nullptr, GENERIC_READ | GENERIC_EXECUTE, TRUE), 1);  // Everyone
+  EXPECT_EQ(Facl(file), "user::rw-\nuser:nobody:rwx\ngroup::r--\nmask::rwx\nother::r-x\n\n");
+}
+
+TEST_F(SharingManagerTest, AFoldersInheritableEntriesOfOthersStay) {
+  const std::string folder = m_dir.At("hot");
+  ASSERT_EQ(mkdir(folder.c_str(), 0750), 0);
+  ASSERT_EQ(std::system(("setfacl -d -m u:nobody:r-x,g:adm:r-- '" + folder + "'").c_str()), 0);
+  // The account's own entries, inheritable ones included, are replaced by the new
+  // one (they are explicit entries); the other accounts' stay.
+  EXPECT_EQ(Add(folder, L"GUEST", FILE_GENERIC_READ, FALSE), 1);  // Samba's guest is nobody
+  EXPECT_EQ(Facl(folder),
+            "user::rwx\nuser:nobody:r--\ngroup::r-x\nmask::r-x\nother::---\ndefault:user::rwx\n"
+            "default:group::r-x\ndefault:group:adm:r--\ndefault:mask::r-x\ndefault:other::---\n\n");
+}
+
+TEST_F(SharingManagerTest, FailingStepsPrintTheirMessages) {
+  const std::string file = m_dir.At("f.txt");
+  std::ofstream(file) << "x";
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(Add(file, L"no-such-account-kw", GENERIC_ALL, FALSE), 0);
+  EXPECT_EQ(Add(m_dir.At("missing"), L"nobody", GENERIC_ALL, FALSE), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "LookupAccountName() failed. Error 1332\nGetFileSecurity() failed. Error 2\n");
+}
+
+}  // namespace
