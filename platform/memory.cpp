@@ -1,5 +1,9 @@
 #include <kwlib63/platform/memory.h>
 
+#include <kwlib63/platform/lasterror.h>
+
+#include <cstdlib>
+
 #include <cstdio>
 #include <cstdint>
 
@@ -42,6 +46,18 @@ BOOL IsBadReadPtr(const void* pointer, UINT_PTR size) {
 
 BOOL IsBadWritePtr(void* pointer, UINT_PTR size) {
   return !Covered(reinterpret_cast<std::uintptr_t>(pointer), size, 'w');
+}
+
+HLOCAL LocalAlloc(UINT flags, std::size_t bytes) {
+  // A block of 0 bytes is still a distinct block, as on Windows.
+  void* block = (flags & LMEM_ZEROINIT) != 0 ? std::calloc(1, bytes == 0 ? 1 : bytes) : std::malloc(bytes == 0 ? 1 : bytes);
+  if (block == nullptr) SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  return block;
+}
+
+HLOCAL LocalFree(HLOCAL block) {
+  std::free(block);
+  return nullptr;
 }
 
 }  // namespace kwplat

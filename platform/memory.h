@@ -1,5 +1,6 @@
 // Whether a range of the process's memory can be read or written, as the
-// process's own memory map says. Meant for debugging checks, not hot paths.
+// process's own memory map says (meant for debugging checks, not hot paths); and
+// the local heap that Windows calls hand their results out in.
 #pragma once
 
 #include <kwlib63/framework/wintypes.h>
@@ -10,5 +11,14 @@ namespace kwplat {
 // (writable). A size of 0 is never bad; otherwise a null pointer is.
 BOOL IsBadReadPtr(const void* pointer, UINT_PTR size);
 BOOL IsBadWritePtr(void* pointer, UINT_PTR size);
+
+inline constexpr UINT LMEM_FIXED = 0x0000;
+inline constexpr UINT LMEM_ZEROINIT = 0x0040;
+inline constexpr UINT LPTR = LMEM_FIXED | LMEM_ZEROINIT;
+
+// A block of `bytes` (zeroed with LMEM_ZEROINIT), or null with
+// ERROR_NOT_ENOUGH_MEMORY. Freed by LocalFree, which returns null.
+HLOCAL LocalAlloc(UINT flags, std::size_t bytes);
+HLOCAL LocalFree(HLOCAL block);
 
 }  // namespace kwplat

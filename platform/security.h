@@ -152,6 +152,54 @@ BOOL SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESC
 
 }  // namespace kwplat
 
+// Explicit access entries, as the access-control helpers take them.
+enum ACCESS_MODE {
+  NOT_USED_ACCESS = 0,
+  GRANT_ACCESS = 1,
+  SET_ACCESS = 2,
+  DENY_ACCESS = 3,
+  REVOKE_ACCESS = 4,
+};
+enum MULTIPLE_TRUSTEE_OPERATION { NO_MULTIPLE_TRUSTEE = 0, TRUSTEE_IS_IMPERSONATE = 1 };
+enum TRUSTEE_FORM { TRUSTEE_IS_SID = 0, TRUSTEE_IS_NAME = 1, TRUSTEE_BAD_FORM = 2 };
+enum TRUSTEE_TYPE {
+  TRUSTEE_IS_UNKNOWN = 0,
+  TRUSTEE_IS_USER = 1,
+  TRUSTEE_IS_GROUP = 2,
+  TRUSTEE_IS_WELL_KNOWN_GROUP = 5,
+};
+struct TRUSTEE_W {
+  TRUSTEE_W* pMultipleTrustee;
+  MULTIPLE_TRUSTEE_OPERATION MultipleTrusteeOperation;
+  TRUSTEE_FORM TrusteeForm;
+  TRUSTEE_TYPE TrusteeType;
+  LPWSTR ptstrName;  // a name, or with TRUSTEE_IS_SID the SID itself
+};
+struct EXPLICIT_ACCESS_W {
+  DWORD grfAccessPermissions;
+  ACCESS_MODE grfAccessMode;
+  DWORD grfInheritance;  // the entry flags: OBJECT_INHERIT_ACE, CONTAINER_INHERIT_ACE, ...
+  TRUSTEE_W Trustee;
+};
+inline constexpr DWORD NO_INHERITANCE = 0;
+inline constexpr DWORD SUB_CONTAINERS_AND_OBJECTS_INHERIT = 3;
+
+namespace kwplat {
+
+// Fills `access` for the account `name` (looked up when the entry is used).
+void BuildExplicitAccessWithNameW(EXPLICIT_ACCESS_W* access, LPWSTR name, DWORD permissions, ACCESS_MODE mode,
+                                  DWORD inheritance);
+// A new list (LocalAlloc; LocalFree it) made of `old` (may be null) changed by the
+// entries in order: GRANT_ACCESS adds the rights to the account's allowing entry,
+// SET_ACCESS replaces the account's entries by one allowing entry, DENY_ACCESS adds
+// a denying entry, REVOKE_ACCESS removes the account's entries. Inherited entries
+// are kept; the list comes out in Windows' order: explicit denying entries,
+// explicit allowing ones, inherited ones. Returns an error code (0: success;
+// ERROR_NONE_MAPPED for an unknown account).
+DWORD SetEntriesInAclW(ULONG count, EXPLICIT_ACCESS_W* entries, PACL old, PACL* made);
+
+}  // namespace kwplat
+
 // Files' access lists, on POSIX ACLs. A file's access ACL reads as allowing entries
 // for its owner (S-1-22-1-uid), its group (S-1-22-2-gid), other named users and
 // groups, and Everyone (the "other" class), each with its effective rights (the

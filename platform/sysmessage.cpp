@@ -102,7 +102,7 @@ DWORD FormatMessageW(DWORD flags, LPCVOID /*source*/, DWORD messageId, DWORD lan
   }
   const std::size_t n = text.size();
   if ((flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0) {
-    auto* block = static_cast<wchar_t*>(std::malloc((std::max<std::size_t>(n + 1, size)) * sizeof(wchar_t)));
+    auto* block = static_cast<wchar_t*>(LocalAlloc(LMEM_FIXED, std::max<std::size_t>(n + 1, size) * sizeof(wchar_t)));
     if (block == nullptr) {
       SetLastError(ERROR_NOT_ENOUGH_MEMORY);
       return 0;
@@ -117,11 +117,6 @@ DWORD FormatMessageW(DWORD flags, LPCVOID /*source*/, DWORD messageId, DWORD lan
   }
   std::wmemcpy(buffer, text.c_str(), n + 1);
   return static_cast<DWORD>(n);
-}
-
-HLOCAL LocalFree(HLOCAL memory) {
-  std::free(memory);
-  return nullptr;
 }
 
 }  // namespace kwplat

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <kwlib63/framework/wintypes.h>
+#include <kwlib63/platform/memory.h>
 
 inline constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x00000100;
 inline constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x00000200;
@@ -19,10 +20,8 @@ namespace kwplat {
 // without the terminator, or 0 with the last error set: ERROR_MR_MID_NOT_FOUND
 // for an unknown code, ERROR_INSUFFICIENT_BUFFER when `size` is too small.
 // With FORMAT_MESSAGE_ALLOCATE_BUFFER, `buffer` is taken as a wchar_t** that
-// receives a block to release with LocalFree.
+// receives a block to release with LocalFree (memory.h).
 DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD languageId, LPWSTR buffer,
                      DWORD size, void* arguments);
-
-HLOCAL LocalFree(HLOCAL memory);
 
 }  // namespace kwplat

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/memory.h>
 #include <kwlib63/platform/security.h>
 
 namespace {
@@ -139,6 +140,57 @@ TEST(Security, DescriptorsInBothForms) {
   EXPECT_EQ(reinterpret_cast<BYTE*>(got), relative + 20);
   EXPECT_FALSE(SetSecurityDescriptorDacl(relative, TRUE, acl, FALSE));
   EXPECT_EQ(GetLastError(), ERROR_INVALID_SECURITY_DESCR);
+}
+
+TEST(Security, ExplicitEntriesChangeAListInWindowsOrder) {
+  std::vector<BYTE> root = UnixSid(1, 0), adm = UnixSid(2, 4), nobody = UnixSid(1, 65534);
+  alignas(4) BYTE buffer[128];
+  auto* old = reinterpret_cast<PACL>(buffer);
+  ASSERT_TRUE(InitializeAcl(old, sizeof buffer, ACL_REVISION));
+  ASSERT_TRUE(AddAccessAllowedAceEx(old, ACL_REVISION, INHERITED_ACE, GENERIC_READ, adm.data()));
+  ASSERT_TRUE(AddAccessAllowedAce(old, ACL_REVISION, GENERIC_READ, root.data()));
+
+  EXPLICIT_ACCESS_W entries[3];
+  wchar_t nobodyName[] = L"nobody", rootName[] = L"root", admName[] = L"adm";
+  BuildExplicitAccessWithNameW(&entries[0], nobodyName, GENERIC_READ, GRANT_ACCESS, NO_INHERITANCE);
+  BuildExplicitAccessWithNameW(&entries[1], rootName, GENERIC_ALL, SET_ACCESS, NO_INHERITANCE);
+  BuildExplicitAccessWithNameW(&entries[2], admName, GENERIC_WRITE, DENY_ACCESS, NO_INHERITANCE);
+  PACL made = nullptr;
+  ASSERT_EQ(SetEntriesInAclW(3, entries, old, &made), ERROR_SUCCESS);
+  // Denying, then allowing (in the order the entries made them), then inherited.
+  struct Expected {
+    BYTE type, flags;
+    ACCESS_MASK mask;
+    std::vector<BYTE>* sid;
+  } expected[] = {{ACCESS_DENIED_ACE_TYPE, 0, GENERIC_WRITE, &adm},
+                  {ACCESS_ALLOWED_ACE_TYPE, 0, GENERIC_READ, &nobody},
+                  {ACCESS_ALLOWED_ACE_TYPE, 0, GENERIC_ALL, &root},
+                  {ACCESS_ALLOWED_ACE_TYPE, INHERITED_ACE, GENERIC_READ, &adm}};
+  ASSERT_EQ(made->AceCount, 4);
+  for (DWORD i = 0; i < 4; ++i) {
+    void* ace = nullptr;
+    ASSERT_TRUE(GetAce(made, i, &ace));
+    const auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(ace);
+    EXPECT_EQ(allowed->Header.AceType, expected[i].type) << i;
+    EXPECT_EQ(allowed->Header.AceFlags, expected[i].flags) << i;
+    EXPECT_EQ(allowed->Mask, expected[i].mask) << i;
+    EXPECT_TRUE(EqualSid(static_cast<BYTE*>(ace) + 8, expected[i].sid->data())) << i;
+  }
+  // Granting more to an allowing entry adds to it; revoking removes every entry.
+  BuildExplicitAccessWithNameW(&entries[0], nobodyName, GENERIC_EXECUTE, GRANT_ACCESS, NO_INHERITANCE);
+  BuildExplicitAccessWithNameW(&entries[1], admName, 0, REVOKE_ACCESS, NO_INHERITANCE);
+  PACL again = nullptr;
+  ASSERT_EQ(SetEntriesInAclW(2, entries, made, &again), ERROR_SUCCESS);
+  ASSERT_EQ(again->AceCount, 3);  // the inherited adm entry stays
+  void* ace = nullptr;
+  ASSERT_TRUE(GetAce(again, 0, &ace));
+  EXPECT_EQ(static_cast<ACCESS_ALLOWED_ACE*>(ace)->Mask, GENERIC_READ | GENERIC_EXECUTE);
+  LocalFree(made);
+  LocalFree(again);
+
+  wchar_t unknown[] = L"no-such-account-kw";
+  BuildExplicitAccessWithNameW(&entries[0], unknown, GENERIC_READ, GRANT_ACCESS, NO_INHERITANCE);
+  EXPECT_EQ(SetEntriesInAclW(1, entries, nullptr, &made), ERROR_NONE_MAPPED);
 }
 
 }  // namespace
