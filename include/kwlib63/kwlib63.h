@@ -32,6 +32,7 @@
 #include <kwlib63/platform/messagebox.h>
 #include <kwlib63/platform/messagequeue.h>
 #include <kwlib63/platform/module.h>
+#include <kwlib63/platform/netshare.h>
 #include <kwlib63/platform/osversion.h>
 #include <kwlib63/platform/pathparts.h>
 #include <kwlib63/platform/process.h>

@@ -1,0 +1,257 @@
+#include <kwlib63/platform/netshare.h>
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/event.h>
+#include <kwlib63/platform/handle.h>
+#include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/memory.h>
+#include <kwlib63/platform/process.h>
+
+namespace kwplat {
+namespace {
+
+std::mutex g_configLock;
+std::wstring g_config;
+
+struct Share {
+  std::wstring name, path, comment, acl;
+  bool guests = false;
+};
+
+struct Result {
+  DWORD exitCode = 1;
+  std::string out, err;
+};
+
+std::string ReadAll(HANDLE pipe) {
+  std::string text;
+  char buffer[4096];
+  DWORD read = 0;
+  while (ReadFile(pipe, buffer, sizeof buffer, &read, nullptr) && read > 0) text.append(buffer, read);
+  return text;
+}
+
+// Runs `net [-s CONF] usershare WORDS...` and collects its answers.
+Result Net(std::vector<std::wstring> words) {
+  std::wstring config;
+  {
+    std::lock_guard guard(g_configLock);
+    config = g_config;
+  }
+  if (config.empty()) {
+    if (const char* variable = std::getenv("KWLIB63_SMB_CONF"); variable != nullptr) config = kwfw::Utf8ToWide(variable);
+  }
+  std::vector<std::wstring> line = {L"net"};
+  if (!config.empty()) line.insert(line.end(), {L"-s", config});
+  line.push_back(L"usershare");
+  line.insert(line.end(), words.begin(), words.end());
+  std::wstring commandLine = JoinCommandLine(line);
+
+  Result result;
+  HANDLE outRead = nullptr, outWrite = nullptr, errRead = nullptr, errWrite = nullptr;
+  CreatePipe(&outRead, &outWrite, nullptr, 0);
+  CreatePipe(&errRead, &errWrite, nullptr, 0);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdOutput = outWrite;
+  startup.hStdError = errWrite;
+  PROCESS_INFORMATION information{};
+  const BOOL started = CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                      &startup, &information);
+  CloseHandle(outWrite);
+  CloseHandle(errWrite);
+  if (started) {
+    // net writes little to its error stream; its output is read to the end first.
+    result.out = ReadAll(outRead);
+    result.err = ReadAll(errRead);
+    WaitForSingleObject(information.hProcess, INFINITE);
+    GetExitCodeProcess(information.hProcess, &result.exitCode);
+    CloseHandle(information.hProcess);
+  } else {
+    result.err = "net: the Samba command is not installed";
+  }
+  CloseHandle(outRead);
+  CloseHandle(errRead);
+  return result;
+}
+
+bool Contains(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
+
+// The Windows result for a failed `net usershare` call, from what it said.
+NET_API_STATUS Failure(const Result& r) {
+  if (Contains(r.err, "is not a directory") || Contains(r.err, "does not exist") || Contains(r.err, "No such file")) {
+    return Contains(r.err, "usershare directory") ? NERR_ServerNotStarted : NERR_UnknownDevDir;
+  }
+  if (Contains(r.err, "currently disabled") || Contains(r.err, "not installed") || Contains(r.err, "Can't load")) {
+    return NERR_ServerNotStarted;
+  }
+  if (Contains(r.err, "maximum number")) return ERROR_TOO_MANY_NAMES;
+  if (Contains(r.err, "not permitted") || Contains(r.err, "Permission denied") || Contains(r.err, "not allowed")) {
+    return ERROR_ACCESS_DENIED;
+  }
+  return NERR_NetNameNotFound;
+}
+
+// The shares `net usershare info --long` describes, in its order.
+std::vector<Share> Parse(const std::string& text) {
+  std::vector<Share> shares;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    const std::wstring line = kwfw::Utf8ToWide(std::string_view(text).substr(start, end - start));
+    start = end + 1;
+    if (line.size() > 2 && line.front() == L'[' && line.back() == L']') {
+      Share share;
+      share.name = line.substr(1, line.size() - 2);
+      shares.push_back(share);
+      continue;
+    }
+    const std::size_t equals = line.find(L'=');
+    if (shares.empty() || equals == std::wstring::npos) continue;
+    const std::wstring key = line.substr(0, equals), value = line.substr(equals + 1);
+    Share& share = shares.back();
+    if (key == L"path") share.path = value;
+    else if (key == L"comment") share.comment = value;
+    else if (key == L"usershare_acl") share.acl = value;
+    else if (key == L"guest_ok") share.guests = value == L"y";
+  }
+  return shares;
+}
+
+bool Local(LPWSTR server) { return server == nullptr || *server == L'\0'; }
+
+std::vector<Share> Find(const wchar_t* name, NET_API_STATUS& status) {
+  std::vector<std::wstring> words = {L"info", L"--long"};
+  if (name != nullptr) words.push_back(name);
+  const Result r = Net(words);
+  status = r.exitCode == 0 ? NERR_Success : Failure(r);
+  std::vector<Share> shares = Parse(r.out);
+  // Samba matches a name given as a pattern: only the name itself counts.
+  if (name != nullptr) {
+    std::erase_if(shares, [name](const Share& s) { return wcscasecmp(s.name.c_str(), name) != 0; });
+  }
+  return shares;
+}
+
+// One block holding the records and, after them, their texts.
+LPBYTE Pack(const std::vector<Share>& shares, DWORD level) {
+  const std::size_t recordSize = level == 0 ? sizeof(SHARE_INFO_0) : sizeof(SHARE_INFO_2);
+  std::size_t textSize = 0;
+  for (const Share& s : shares) textSize += (s.name.size() + s.comment.size() + s.path.size() + 4) * sizeof(wchar_t);
+  auto* block = static_cast<BYTE*>(LocalAlloc(LPTR, recordSize * shares.size() + textSize));
+  if (block == nullptr) return nullptr;
+  auto* text = reinterpret_cast<wchar_t*>(block + recordSize * shares.size());
+  auto place = [&text](const std::wstring& value) {
+    wchar_t* at = text;
+    std::wmemcpy(at, value.c_str(), value.size() + 1);
+    text += value.size() + 1;
+    return at;
+  };
+  for (std::size_t i = 0; i < shares.size(); ++i) {
+    const Share& s = shares[i];
+    if (level == 0) {
+      reinterpret_cast<SHARE_INFO_0*>(block)[i] = {place(s.name)};
+      continue;
+    }
+    // Everyone with full rights reads as every right; read-only as read.
+    const bool full = s.acl.find(L":F") != std::wstring::npos;
+    reinterpret_cast<SHARE_INFO_2*>(block)[i] = {place(s.name), STYPE_DISKTREE, place(s.comment),
+                                                 full ? ACCESS_ALL : ACCESS_READ, MAX_PREFERRED_LENGTH, 0,
+                                                 place(s.path), place(L"")};
+  }
+  return block;
+}
+
+}  // namespace
+
+void NetShareSetConfigFile(LPCWSTR path) {
+  std::lock_guard guard(g_configLock);
+  g_config = path != nullptr ? path : L"";
+}
+
+NET_API_STATUS NetShareAdd(LPWSTR server, DWORD level, LPBYTE buffer, LPDWORD parameterError) {
+  if (!Local(server)) return ERROR_BAD_NETPATH;
+  if (level != 2) return ERROR_INVALID_LEVEL;
+  if (buffer == nullptr) return ERROR_INVALID_PARAMETER;
+  const auto* info = reinterpret_cast<const SHARE_INFO_2*>(buffer);
+  if (parameterError != nullptr) *parameterError = 0;
+  if (info->shi2_netname == nullptr || *info->shi2_netname == L'\0' || info->shi2_path == nullptr) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  struct stat st {};
+  if (stat(kwfw::WideToUtf8(info->shi2_path).c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return NERR_UnknownDevDir;
+  // Samba would replace a share of the same name; Windows refuses it.
+  NET_API_STATUS status = NERR_Success;
+  if (!Find(info->shi2_netname, status).empty()) return NERR_DuplicateShare;
+  const bool writable = (info->shi2_permissions & (ACCESS_WRITE | ACCESS_CREATE | ACCESS_DELETE)) != 0 ||
+                        info->shi2_permissions == 0;
+  std::vector<std::wstring> words = {L"add", info->shi2_netname, info->shi2_path,
+                                     info->shi2_remark != nullptr ? info->shi2_remark : L"",
+                                     writable ? L"S-1-1-0:F" : L"S-1-1-0:R", L"guest_ok=y"};
+  Result r = Net(words);
+  // Guests are let in only where Samba allows them.
+  if (r.exitCode != 0 && Contains(r.err, "guest_ok=y requested")) {
+    words.back() = L"guest_ok=n";
+    r = Net(words);
+  }
+  return r.exitCode == 0 ? NERR_Success : Failure(r);
+}
+
+NET_API_STATUS NetShareDel(LPWSTR server, LPWSTR name, DWORD) {
+  if (!Local(server)) return ERROR_BAD_NETPATH;
+  if (name == nullptr || *name == L'\0') return ERROR_INVALID_PARAMETER;
+  NET_API_STATUS status = NERR_Success;
+  const std::vector<Share> found = Find(name, status);
+  if (status != NERR_Success) return status;
+  if (found.empty()) return NERR_NetNameNotFound;
+  const Result r = Net({L"delete", found.front().name});
+  return r.exitCode == 0 ? NERR_Success : Failure(r);
+}
+
+NET_API_STATUS NetShareEnum(LPWSTR server, DWORD level, LPBYTE* buffer, DWORD, LPDWORD read, LPDWORD total,
+                            LPDWORD resume) {
+  if (!Local(server)) return ERROR_BAD_NETPATH;
+  if (level != 0 && level != 2) return ERROR_INVALID_LEVEL;
+  if (buffer == nullptr || read == nullptr || total == nullptr) return ERROR_INVALID_PARAMETER;
+  *buffer = nullptr;
+  *read = *total = 0;
+  NET_API_STATUS status = NERR_Success;
+  const std::vector<Share> shares = Find(nullptr, status);
+  if (status != NERR_Success) return status;
+  *buffer = Pack(shares, level);
+  if (*buffer == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+  *read = *total = static_cast<DWORD>(shares.size());
+  if (resume != nullptr) *resume = 0;
+  return NERR_Success;
+}
+
+NET_API_STATUS NetShareGetInfo(LPWSTR server, LPWSTR name, DWORD level, LPBYTE* buffer) {
+  if (!Local(server)) return ERROR_BAD_NETPATH;
+  if (level != 0 && level != 2) return ERROR_INVALID_LEVEL;
+  if (name == nullptr || buffer == nullptr) return ERROR_INVALID_PARAMETER;
+  *buffer = nullptr;
+  NET_API_STATUS status = NERR_Success;
+  const std::vector<Share> found = Find(name, status);
+  if (status != NERR_Success) return status;
+  if (found.empty()) return NERR_NetNameNotFound;
+  *buffer = Pack({found.front()}, level);
+  return *buffer != nullptr ? NERR_Success : static_cast<NET_API_STATUS>(ERROR_NOT_ENOUGH_MEMORY);
+}
+
+NET_API_STATUS NetApiBufferFree(LPVOID buffer) {
+  LocalFree(buffer);
+  return NERR_Success;
+}
+
+}  // namespace kwplat

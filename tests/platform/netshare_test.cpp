@@ -1,0 +1,99 @@
+// Network shares on Samba user shares with a private smb.conf: a share as the
+// record asks, Windows' refusal of a name in use whatever its case, folders that
+// are not, the list, removal, guests as Samba allows them, and a machine where
+// sharing is disabled or full.
+#include <sys/stat.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/netshare.h>
+
+#include "support/tempdir.h"
+
+namespace {
+
+using namespace kwplat;
+
+class NetShareTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(mkdir(m_dir.At("usershares").c_str(), 01770), 0);
+    ASSERT_EQ(mkdir(m_dir.At("Data").c_str(), 0755), 0);
+    Configure(10, true);
+    NetShareSetConfigFile(kwfw::Utf8ToWide(m_dir.At("smb.conf")).c_str());
+  }
+  void TearDown() override { NetShareSetConfigFile(nullptr); }
+  void Configure(int maximum, bool guests) {
+    std::ofstream(m_dir.At("smb.conf")) << "[global]\nusershare path = " << m_dir.At("usershares")
+                                        << "\nusershare max shares = " << maximum
+                                        << "\nusershare allow guests = " << (guests ? "yes" : "no")
+                                        << "\nusershare owner only = no\n";
+  }
+  NET_API_STATUS Add(const wchar_t* name, const std::string& path) {
+    std::wstring netname = name, folder = kwfw::Utf8ToWide(path), remark = L"Hot Folder", password;
+    SHARE_INFO_2 info{netname.data(), STYPE_DISKTREE, remark.data(), 23, MAX_PREFERRED_LENGTH, 0, folder.data(),
+                      password.data()};
+    DWORD error = 99;
+    return NetShareAdd(nullptr, 2, reinterpret_cast<LPBYTE>(&info), &error);
+  }
+  std::string UsershareFile(const char* name) {
+    std::ifstream f(m_dir.At("usershares/") + name);
+    return std::string(std::istreambuf_iterator<char>(f), {});
+  }
+
+  kwtest::TempDir m_dir{"kwlib-share"};
+};
+
+TEST_F(NetShareTest, ShareListAndRemove) {
+  ASSERT_EQ(Add(L"DATA", m_dir.At("Data")), NERR_Success);
+  const std::string record = UsershareFile("data");
+  EXPECT_NE(record.find("comment=Hot Folder"), std::string::npos) << record;
+  EXPECT_NE(record.find("usershare_acl=S-1-1-0:F"), std::string::npos) << record;
+  EXPECT_NE(record.find("guest_ok=y"), std::string::npos) << record;
+
+  EXPECT_EQ(Add(L"data", m_dir.At("Data")), NERR_DuplicateShare);  // Samba would have replaced it
+  EXPECT_EQ(Add(L"FILE", m_dir.At("smb.conf")), NERR_UnknownDevDir);
+
+  wchar_t name[] = L"Data";
+  LPBYTE buffer = nullptr;
+  ASSERT_EQ(NetShareGetInfo(nullptr, name, 2, &buffer), NERR_Success);
+  const auto* info = reinterpret_cast<SHARE_INFO_2*>(buffer);
+  EXPECT_STREQ(info->shi2_netname, L"DATA");
+  EXPECT_STREQ(info->shi2_remark, L"Hot Folder");
+  EXPECT_EQ(kwfw::WideToUtf8(info->shi2_path), m_dir.At("Data"));
+  EXPECT_EQ(info->shi2_max_uses, MAX_PREFERRED_LENGTH);
+  NetApiBufferFree(buffer);
+
+  DWORD read = 0, total = 0;
+  ASSERT_EQ(NetShareEnum(nullptr, 0, &buffer, MAX_PREFERRED_LENGTH, &read, &total, nullptr), NERR_Success);
+  ASSERT_EQ(read, 1u);
+  EXPECT_STREQ(reinterpret_cast<SHARE_INFO_0*>(buffer)->shi0_netname, L"DATA");
+  NetApiBufferFree(buffer);
+
+  EXPECT_EQ(NetShareDel(nullptr, name, 0), NERR_Success);
+  EXPECT_EQ(NetShareGetInfo(nullptr, name, 0, &buffer), NERR_NetNameNotFound);
+  EXPECT_EQ(NetShareDel(nullptr, name, 0), NERR_NetNameNotFound);
+  wchar_t remote[] = L"\\\\elsewhere";
+  EXPECT_EQ(NetShareGetInfo(remote, name, 0, &buffer), ERROR_BAD_NETPATH);
+  EXPECT_EQ(NetShareGetInfo(nullptr, name, 1, &buffer), ERROR_INVALID_LEVEL);
+}
+
+TEST_F(NetShareTest, GuestsDisabledAndFullMachines) {
+  Configure(1, false);
+  ASSERT_EQ(Add(L"ONE", m_dir.At("Data")), NERR_Success);
+  EXPECT_NE(UsershareFile("one").find("guest_ok=n"), std::string::npos);  // Samba refuses guests here
+  EXPECT_EQ(Add(L"TWO", m_dir.At("Data")), ERROR_TOO_MANY_NAMES);
+  Configure(0, true);
+  EXPECT_EQ(Add(L"THREE", m_dir.At("Data")), NERR_ServerNotStarted);
+  NetShareSetConfigFile(kwfw::Utf8ToWide(m_dir.At("missing.conf")).c_str());
+  LPBYTE buffer = nullptr;
+  DWORD read = 0, total = 0;
+  EXPECT_EQ(NetShareEnum(nullptr, 2, &buffer, MAX_PREFERRED_LENGTH, &read, &total, nullptr), NERR_ServerNotStarted);
+}
+
+}  // namespace
