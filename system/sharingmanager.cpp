@@ -5,11 +5,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <cwctype>
 #include <memory>
 #include <new>
 
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/netshare.h>
 #include <kwlib63/platform/security.h>
+#include <kwlib63/settings/pathstring.h>
 
 namespace {
 
@@ -37,6 +40,79 @@ ACE_HEADER* AceAt(PACL acl, DWORD index) {
 }
 
 }  // namespace
+
+namespace {
+
+constexpr int kNoFolder = -3;
+
+// The folder's text without one trailing separator (the root stays "/").
+CString WithoutSeparator(const wchar_t* folder) {
+  CString path(folder);
+  if (path.GetLength() > 1 && path[path.GetLength() - 1] == L'/') path = path.Left(path.GetLength() - 1);
+  return path;
+}
+
+}  // namespace
+
+int CSharingManager::_ShareFolder(const wchar_t* folder) {
+  if (folder == nullptr || !CPathString::TestCarpeta(folder)) return kNoFolder;
+  const CString path = WithoutSeparator(folder);
+  if (!_getNetNameViaDevicePath(path).IsEmpty()) return 0;
+  // Callers test only for -3: a share that could not be made still gives 0.
+  _addSharePath(path, _getUniqueShareResourceName(path));
+  return 0;
+}
+
+int CSharingManager::_UnShareFolder(const wchar_t* folder) {
+  if (folder == nullptr || !CPathString::TestCarpeta(folder)) return kNoFolder;
+  CString name = _getNetNameViaDevicePath(WithoutSeparator(folder));
+  if (name.IsEmpty()) return 0;
+  return static_cast<int>(kwplat::NetShareDel(nullptr, name.GetBuffer(), 0));
+}
+
+CString CSharingManager::_getNetNameViaDevicePath(const wchar_t* folder) {
+  LPBYTE buffer = nullptr;
+  DWORD read = 0, total = 0;
+  kwplat::NetShareEnum(nullptr, 2, &buffer, MAX_PREFERRED_LENGTH, &read, &total, nullptr);
+  CString name;
+  const auto* shares = reinterpret_cast<const SHARE_INFO_2*>(buffer);
+  for (DWORD i = 0; i < read && shares != nullptr; ++i) {
+    if (shares[i].shi2_path != nullptr && wcscasecmp(shares[i].shi2_path, folder) == 0) {
+      name = shares[i].shi2_netname;
+      break;
+    }
+  }
+  if (buffer != nullptr) kwplat::NetApiBufferFree(buffer);
+  return name;
+}
+
+CString CSharingManager::_getUniqueShareResourceName(const wchar_t* folder) {
+  CString path = WithoutSeparator(folder);
+  CString base = path.Mid(path.ReverseFind(L'/') + 1);
+  base.MakeUpper();
+  CString candidate;
+  for (int i = 0; i < 1000; ++i) {
+    if (i == 0) candidate.Format(L"%s", static_cast<const wchar_t*>(base));
+    else candidate.Format(L"%s_%d", static_cast<const wchar_t*>(base), i);
+    LPBYTE buffer = nullptr;
+    const NET_API_STATUS status = kwplat::NetShareGetInfo(nullptr, candidate.GetBuffer(), 0, &buffer);
+    candidate.ReleaseBuffer();
+    if (buffer != nullptr) kwplat::NetApiBufferFree(buffer);
+    if (status != NERR_Success) return candidate;
+  }
+  return candidate;  // the last one tried, although it is taken
+}
+
+int CSharingManager::_addSharePath(const wchar_t* folder, const wchar_t* shareName) {
+  std::unique_ptr<wchar_t[]> name(_char2wchar(shareName)), remark(_char2wchar(L"Hot Folder")),
+      path(_char2wchar(folder)), password(_char2wchar(L""));
+  SHARE_INFO_2 info{name.get(), STYPE_DISKTREE, remark.get(), 23, static_cast<DWORD>(-1), 0, path.get(),
+                    password.get()};
+  DWORD parameterError = 0;
+  if (kwplat::NetShareAdd(nullptr, 2, reinterpret_cast<LPBYTE>(&info), &parameterError) != NERR_Success) return -1;
+  AddAccessRights(path.get(), nullptr, GENERIC_ALL, TRUE);
+  return 1;
+}
 
 wchar_t* CSharingManager::_char2wchar(const wchar_t* text) {
   const std::size_t length = text != nullptr ? std::wcslen(text) : 0;
@@ -148,6 +224,10 @@ int CSharingManager::AddAccessRights(wchar_t* fileName, wchar_t* accountName, un
   }
   return 1;
 }
+
+int AfxShareFolder(const wchar_t* folder) { return CSharingManager::_ShareFolder(folder); }
+
+int AfxUnShareFolder(const wchar_t* folder) { return CSharingManager::_UnShareFolder(folder); }
 
 int AfxAddAccessRights(wchar_t* fileName, wchar_t* accountName, unsigned long accessMask, int bEveryone) {
   return CSharingManager::AddAccessRights(fileName, accountName, accessMask, bEveryone);

@@ -4,8 +4,6 @@
 // sharing is disabled or full.
 #include <sys/stat.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -13,7 +11,7 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/netshare.h>
 
-#include "support/tempdir.h"
+#include "support/privatesamba.h"
 
 namespace {
 
@@ -21,19 +19,8 @@ using namespace kwplat;
 
 class NetShareTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(mkdir(m_dir.At("usershares").c_str(), 01770), 0);
-    ASSERT_EQ(mkdir(m_dir.At("Data").c_str(), 0755), 0);
-    Configure(10, true);
-    NetShareSetConfigFile(kwfw::Utf8ToWide(m_dir.At("smb.conf")).c_str());
-  }
-  void TearDown() override { NetShareSetConfigFile(nullptr); }
-  void Configure(int maximum, bool guests) {
-    std::ofstream(m_dir.At("smb.conf")) << "[global]\nusershare path = " << m_dir.At("usershares")
-                                        << "\nusershare max shares = " << maximum
-                                        << "\nusershare allow guests = " << (guests ? "yes" : "no")
-                                        << "\nusershare owner only = no\n";
-  }
+  void SetUp() override { ASSERT_EQ(mkdir(m_dir.At("Data").c_str(), 0755), 0); }
+  void Configure(int maximum, bool guests) { m_samba.Configure(maximum, guests); }
   NET_API_STATUS Add(const wchar_t* name, const std::string& path) {
     std::wstring netname = name, folder = kwfw::Utf8ToWide(path), remark = L"Hot Folder", password;
     SHARE_INFO_2 info{netname.data(), STYPE_DISKTREE, remark.data(), 23, MAX_PREFERRED_LENGTH, 0, folder.data(),
@@ -41,12 +28,10 @@ class NetShareTest : public ::testing::Test {
     DWORD error = 99;
     return NetShareAdd(nullptr, 2, reinterpret_cast<LPBYTE>(&info), &error);
   }
-  std::string UsershareFile(const char* name) {
-    std::ifstream f(m_dir.At("usershares/") + name);
-    return std::string(std::istreambuf_iterator<char>(f), {});
-  }
+  std::string UsershareFile(const char* name) { return m_samba.Record(name); }
 
-  kwtest::TempDir m_dir{"kwlib-share"};
+  kwtest::PrivateSamba m_samba;
+  const kwtest::TempDir& m_dir = m_samba.Dir();
 };
 
 TEST_F(NetShareTest, ShareListAndRemove) {

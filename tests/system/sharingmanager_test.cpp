@@ -1,19 +1,23 @@
-// Access rights added through CSharingManager on real POSIX ACLs: an account's
+// CSharingManager on real components: access rights on POSIX ACLs (an account's
 // entry replaced rather than repeated, Everyone, other accounts' inheritable
-// entries kept, and the fixed messages of failing steps.
+// entries kept, the fixed messages of failing steps) and folders shared through
+// Samba user shares with a private smb.conf.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/security.h>
+#include <kwlib63/platform/netshare.h>
 #include <kwlib63/system/sharingmanager.h>
 
-#include "support/tempdir.h"
+#include "support/privatesamba.h"
 
 namespace {
 
@@ -69,6 +73,39 @@ TEST_F(SharingManagerTest, FailingStepsPrintTheirMessages) {
   EXPECT_EQ(Add(m_dir.At("missing"), L"nobody", GENERIC_ALL, FALSE), 0);
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "LookupAccountName() failed. Error 1332\nGetFileSecurity() failed. Error 2\n");
+}
+
+std::vector<std::wstring> ShareNames() {
+  LPBYTE buffer = nullptr;
+  DWORD read = 0, total = 0;
+  std::vector<std::wstring> names;
+  if (kwplat::NetShareEnum(nullptr, 0, &buffer, MAX_PREFERRED_LENGTH, &read, &total, nullptr) != NERR_Success) return names;
+  for (DWORD i = 0; i < read; ++i) names.emplace_back(reinterpret_cast<SHARE_INFO_0*>(buffer)[i].shi0_netname);
+  kwplat::NetApiBufferFree(buffer);
+  std::sort(names.begin(), names.end());  // Samba lists them in its folder's order
+  return names;
+}
+
+TEST(SharingManager, SharingFoldersOnSamba) {
+  kwtest::PrivateSamba samba;
+  const kwtest::TempDir& dir = samba.Dir();
+  for (const char* folder : {"one", "one/Data", "two", "two/Data"}) ASSERT_EQ(mkdir(dir.At(folder).c_str(), 0750), 0);
+  const std::wstring first = kwfw::Utf8ToWide(dir.At("one/Data")), second = kwfw::Utf8ToWide(dir.At("two/Data"));
+
+  EXPECT_EQ(AfxShareFolder(first.c_str()), 0);
+  EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"DATA"}));
+  EXPECT_NE(samba.Record("data").find("comment=Hot Folder"), std::string::npos);
+  EXPECT_NE(Facl(dir.At("one/Data")).find("other::rwx"), std::string::npos);  // Everyone, full access
+  EXPECT_EQ(AfxShareFolder((first + L"/").c_str()), 0);  // already shared: the same folder
+  EXPECT_EQ(AfxShareFolder(second.c_str()), 0);
+  EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"DATA", L"DATA_1"}));
+
+  const std::wstring file = kwfw::Utf8ToWide(dir.At("smb.conf"));
+  EXPECT_EQ(AfxShareFolder(file.c_str()), -3);
+  EXPECT_EQ(AfxUnShareFolder(file.c_str()), -3);
+  EXPECT_EQ(AfxUnShareFolder(kwfw::Utf8ToWide(dir.At("one")).c_str()), 0);  // not shared
+  EXPECT_EQ(AfxUnShareFolder(first.c_str()), 0);
+  EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"DATA_1"}));
 }
 
 }  // namespace
