@@ -1,0 +1,101 @@
+// kwlib share: folders shared on the network through the library's sharing
+// manager, on Samba user shares.
+#include <strings.h>
+
+#include <iostream>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/netshare.h>
+#include <kwlib63/system/sharingmanager.h>
+
+#include "command.h"
+
+namespace {
+
+struct Listed {
+  NET_API_STATUS status;
+  std::vector<std::pair<std::string, std::string>> shares;  // name, path
+};
+
+Listed List() {
+  Listed listed{};
+  LPBYTE buffer = nullptr;
+  DWORD read = 0, total = 0;
+  listed.status = kwplat::NetShareEnum(nullptr, 2, &buffer, MAX_PREFERRED_LENGTH, &read, &total, nullptr);
+  for (DWORD i = 0; i < read; ++i) {
+    const SHARE_INFO_2& share = reinterpret_cast<SHARE_INFO_2*>(buffer)[i];
+    listed.shares.emplace_back(kwfw::WideToUtf8(share.shi2_netname), kwfw::WideToUtf8(share.shi2_path));
+  }
+  if (buffer != nullptr) kwplat::NetApiBufferFree(buffer);
+  return listed;
+}
+
+// What to do when the machine does not let users share folders.
+int NotEnabled(std::ostream& err) {
+  err << "kwlib share: sharing is not enabled on this machine. Install Samba and set, in the [global]\n"
+         "section of smb.conf, \"usershare path\" to a folder writable by the users who share (mode 1770),\n"
+         "\"usershare max shares\" above 0, and \"usershare allow guests = yes\" to let guests in.\n";
+  return kwlib::kExitFailure;
+}
+
+std::string ShareOf(const std::string& folder) {
+  std::string path = folder;
+  if (path.size() > 1 && path.back() == '/') path.pop_back();
+  for (const auto& [name, sharedPath] : List().shares) {
+    if (strcasecmp(sharedPath.c_str(), path.c_str()) == 0) return name;
+  }
+  return {};
+}
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {});
+  const std::vector<std::string>& words = arguments.words;
+  if (words.empty()) throw kwlib::UsageError("give an action: add, remove or list");
+  const std::string& action = words[0];
+  if (action == "list") {
+    if (words.size() != 1) throw kwlib::UsageError("list takes no arguments");
+    const Listed listed = List();
+    if (listed.status == NERR_ServerNotStarted) return NotEnabled(err);
+    for (const auto& [name, path] : listed.shares) out << name << "\t" << path << "\n";
+    return kwlib::kExitOk;
+  }
+  if (words.size() != 2) throw kwlib::UsageError("give one folder");
+  const std::wstring folder = kwfw::Utf8ToWide(words[1]);
+  if (action == "add") {
+    if (AfxShareFolder(folder.c_str()) == -3) {
+      err << "kwlib share: " << words[1] << ": not a folder\n";
+      return kwlib::kExitFailure;
+    }
+    const std::string name = ShareOf(words[1]);
+    if (!name.empty()) {
+      out << name << "\n";
+      return kwlib::kExitOk;
+    }
+    if (List().status == NERR_ServerNotStarted) return NotEnabled(err);
+    err << "kwlib share: " << words[1] << ": the folder could not be shared (the machine's limit of shares, or rights)\n";
+    return kwlib::kExitFailure;
+  }
+  if (action == "remove") {
+    const int result = AfxUnShareFolder(folder.c_str());
+    if (result == -3) {
+      err << "kwlib share: " << words[1] << ": not a folder\n";
+      return kwlib::kExitFailure;
+    }
+    return result == 0 ? kwlib::kExitOk : kwlib::SystemFailure(err, "share", static_cast<unsigned long>(result));
+  }
+  throw kwlib::UsageError("unknown action '" + action + "'");
+}
+
+KWLIB_COMMAND(kShare, "share", "share folders on the network (Samba user shares)",
+              "usage: kwlib share add FOLDER\n"
+              "       kwlib share remove FOLDER\n"
+              "       kwlib share list\n"
+              "add shares FOLDER as the library's sharing manager does (a name made from its last\n"
+              "part, upper-cased and made unique, remark \"Hot Folder\", full access for Everyone)\n"
+              "and prints the share's name; a folder already shared keeps its share. remove\n"
+              "withdraws the folder's share. list prints each share's name and folder.\n"
+              "Sharing needs Samba's user shares to be enabled; KWLIB63_SMB_CONF names another\n"
+              "smb.conf.",
+              Run);
+
+}  // namespace
