@@ -76,6 +76,19 @@ def seeds():
     yield "regfile", "utf16", b"\xff\xfe" + reg.encode("utf-16-le")
     yield "regfile", "utf8", reg.encode("utf-8")
 
+    def sid(authority, *subs):
+        return bytes([1, len(subs)]) + authority.to_bytes(6, "big") + b"".join(struct.pack("<I", x) for x in subs)
+
+    def ace(kind, flags, mask, who):
+        return struct.pack("<BBHI", kind, flags, 8 + len(who), mask) + who
+
+    entries = (ace(0, 0, 0x13019F, sid(22, 1, 0)) + ace(0, 0, 0x120089, sid(22, 2, 0))
+               + ace(0, 0, 0x1200A9, sid(22, 1, 65534)) + ace(0, 0x0B, 0x120089, sid(1, 0)))
+    acl = struct.pack("<BBHHH", 2, 0, 8 + len(entries), 4, 0) + entries
+    yield "securitydescriptor", "dacl", struct.pack("<BBHIIII", 1, 0, 0x8004, 0, 0, 0, 20) + acl
+    yield "securitydescriptor", "owner-dacl", (struct.pack("<BBHIIII", 1, 0, 0x9404, 20, 0, 0, 36)
+                                               + sid(22, 1, 0) + acl)
+
 
 def main():
     root = sys.argv[1]

@@ -232,6 +232,7 @@ BOOL SetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION information, PSECURITY_
   BOOL present = FALSE, defaulted = FALSE;
   PACL dacl = nullptr;
   if (!GetSecurityDescriptorDacl(descriptor, &present, &dacl, &defaulted)) return FALSE;
+  if (present && dacl != nullptr && !IsValidAcl(dacl)) return Fail(ERROR_INVALID_ACL);
   const std::string file = kwfw::WideToUtf8(path);
   struct stat st {};
   if (stat(file.c_str(), &st) != 0) return Fail(SetLastErrorFromErrno());

@@ -54,6 +54,14 @@ std::optional<DWORD> BytesInUse(const ACL* acl) {
     ACE_HEADER header;
     std::memcpy(&header, reinterpret_cast<const BYTE*>(acl) + used, sizeof header);
     if (header.AceSize < sizeof(ACE_HEADER) || used + header.AceSize > acl->AclSize) return std::nullopt;
+    // An allowing or denying entry holds its mask and a whole SID.
+    if (header.AceType == ACCESS_ALLOWED_ACE_TYPE || header.AceType == ACCESS_DENIED_ACE_TYPE) {
+      const BYTE* sid = reinterpret_cast<const BYTE*>(acl) + used + kAceHeader;
+      if (header.AceSize < kAceHeader + kSidHeader || sid[0] != 1 || sid[1] > SID_MAX_SUB_AUTHORITIES ||
+          kAceHeader + kSidHeader + 4u * sid[1] > header.AceSize) {
+        return std::nullopt;
+      }
+    }
     used += header.AceSize;
   }
   return used;
@@ -162,6 +170,8 @@ BOOL InitializeAcl(PACL acl, DWORD length, DWORD revision) {
   *acl = ACL{static_cast<BYTE>(revision), 0, static_cast<WORD>(length & ~3u), 0, 0};
   return TRUE;
 }
+
+BOOL IsValidAcl(PACL acl) { return BytesInUse(acl) ? TRUE : FALSE; }
 
 BOOL GetAclInformation(PACL acl, LPVOID information, DWORD length, ACL_INFORMATION_CLASS type) {
   const std::optional<DWORD> used = BytesInUse(acl);
@@ -282,6 +292,28 @@ BOOL GetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESC
   *control = header->Control;
   *revision = header->Revision;
   return TRUE;
+}
+
+BOOL IsValidRelativeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD length) {
+  SECURITY_DESCRIPTOR_RELATIVE header;
+  if (descriptor == nullptr || length < sizeof header) return FALSE;
+  std::memcpy(&header, descriptor, sizeof header);
+  if (header.Revision != SECURITY_DESCRIPTOR_REVISION || (header.Control & SE_SELF_RELATIVE) == 0) return FALSE;
+  const BYTE* bytes = Bytes(descriptor);
+  auto sidFits = [&](DWORD offset) {
+    if (offset == 0) return true;
+    if (offset < sizeof header || offset > length || length - offset < kSidHeader) return false;
+    const BYTE* sid = bytes + offset;
+    return sid[0] == 1 && sid[1] <= SID_MAX_SUB_AUTHORITIES && length - offset >= kSidHeader + 4u * sid[1];
+  };
+  auto aclFits = [&](DWORD offset) {
+    if (offset == 0) return true;
+    if (offset < sizeof header || offset > length || length - offset < sizeof(ACL) || offset % 4 != 0) return false;
+    ACL acl;
+    std::memcpy(&acl, bytes + offset, sizeof acl);
+    return acl.AclSize <= length - offset && IsValidAcl(reinterpret_cast<PACL>(const_cast<BYTE*>(bytes) + offset));
+  };
+  return sidFits(header.Owner) && sidFits(header.Group) && aclFits(header.Sacl) && aclFits(header.Dacl) ? TRUE : FALSE;
 }
 
 BOOL SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESCRIPTOR_CONTROL mask,

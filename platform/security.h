@@ -131,6 +131,9 @@ BOOL LookupAccountNameW(LPCWSTR system, LPCWSTR account, PSID sid, LPDWORD sidSi
 
 // Access control lists.
 BOOL InitializeAcl(PACL acl, DWORD length, DWORD revision);
+// Whether the list is well formed: its entries within its size, and each allowing
+// or denying entry holding a whole valid SID.
+BOOL IsValidAcl(PACL acl);
 BOOL GetAclInformation(PACL acl, LPVOID information, DWORD length, ACL_INFORMATION_CLASS type);
 BOOL GetAce(PACL acl, DWORD index, LPVOID* ace);
 // Inserts the entries of `aces` (`length` bytes) before entry `start` (MAXDWORD:
@@ -146,6 +149,10 @@ BOOL GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, LPBOOL present, 
 BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
 BOOL GetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESCRIPTOR_CONTROL* control,
                                   LPDWORD revision);
+// Whether the `length` bytes at `descriptor` are a well-formed self-relative
+// descriptor: its parts inside those bytes, its SIDs and access lists valid.
+// What a descriptor from outside (a file, the network) must pass before use.
+BOOL IsValidRelativeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD length);
 // Only the inheritance bits (0x0100 to 0x2000) can be set this way.
 BOOL SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESCRIPTOR_CONTROL mask,
                                   SECURITY_DESCRIPTOR_CONTROL bits);

@@ -140,6 +140,20 @@ TEST(Security, DescriptorsInBothForms) {
   EXPECT_EQ(reinterpret_cast<BYTE*>(got), relative + 20);
   EXPECT_FALSE(SetSecurityDescriptorDacl(relative, TRUE, acl, FALSE));
   EXPECT_EQ(GetLastError(), ERROR_INVALID_SECURITY_DESCR);
+
+  // From outside, the parts must lie inside the bytes given.
+  EXPECT_TRUE(IsValidRelativeSecurityDescriptor(relative, sizeof relative));
+  EXPECT_FALSE(IsValidRelativeSecurityDescriptor(relative, sizeof relative - 1));  // the list runs past the end
+  header.Dacl = 4000;
+  std::memcpy(relative, &header, sizeof header);
+  EXPECT_FALSE(IsValidRelativeSecurityDescriptor(relative, sizeof relative));
+  // An entry whose SID claims more than the entry holds.
+  std::vector<BYTE> root = UnixSid(1, 0);
+  ASSERT_TRUE(InitializeAcl(acl, sizeof buffer, ACL_REVISION));
+  ASSERT_TRUE(AddAccessAllowedAce(acl, ACL_REVISION, GENERIC_READ, root.data()));
+  EXPECT_TRUE(IsValidAcl(acl));
+  buffer[sizeof(ACL) + 8 + 1] = 9;  // nine sub-authorities in a 16-byte SID
+  EXPECT_FALSE(IsValidAcl(acl));
 }
 
 TEST(Security, ExplicitEntriesChangeAListInWindowsOrder) {

@@ -27,11 +27,23 @@ class PrivateSamba {
   PrivateSamba& operator=(const PrivateSamba&) = delete;
 
   // Rewrites smb.conf: how many shares the machine allows, and whether guests.
-  void Configure(int maximum, bool guests) const {
-    std::ofstream(m_dir.At("smb.conf")) << "[global]\nusershare path = " << m_dir.At("usershares")
-                                        << "\nusershare max shares = " << maximum
-                                        << "\nusershare allow guests = " << (guests ? "yes" : "no")
-                                        << "\nusershare owner only = no\n";
+  // With a port, also what a private smbd needs: loopback only, that port, and
+  // every folder it keeps state in under the temporary folder.
+  void Configure(int maximum, bool guests, int port = 0) const {
+    std::ofstream conf(m_dir.At("smb.conf"));
+    conf << "[global]\nusershare path = " << m_dir.At("usershares") << "\nusershare max shares = " << maximum
+         << "\nusershare allow guests = " << (guests ? "yes" : "no") << "\nusershare owner only = no\n";
+    if (port == 0) return;
+    conf << "interfaces = lo\nbind interfaces only = yes\nsmb ports = " << port
+         << "\ndisable netbios = yes\nserver role = standalone server\nmap to guest = Bad User\n"
+            "guest account = nobody\n";
+    for (const char* folder : {"state", "lock", "cache", "pid", "private", "ncalrpc", "log"}) {
+      mkdir(m_dir.At(folder).c_str(), 0755);
+    }
+    conf << "state directory = " << m_dir.At("state") << "\nlock directory = " << m_dir.At("lock")
+         << "\ncache directory = " << m_dir.At("cache") << "\npid directory = " << m_dir.At("pid")
+         << "\nprivate dir = " << m_dir.At("private") << "\nncalrpc dir = " << m_dir.At("ncalrpc")
+         << "\nlog file = " << m_dir.At("log/log.%m") << "\n";
   }
   // The usershare record Samba keeps for `name` (lower case).
   std::string Record(const std::string& name) const {

@@ -2,12 +2,19 @@
 // entry replaced rather than repeated, Everyone, other accounts' inheritable
 // entries kept, the fixed messages of failing steps) and folders shared through
 // Samba user shares with a private smb.conf.
+#include <signal.h>
+#include <spawn.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -18,6 +25,8 @@
 #include <kwlib63/system/sharingmanager.h>
 
 #include "support/privatesamba.h"
+
+extern char** environ;
 
 namespace {
 
@@ -106,6 +115,60 @@ TEST(SharingManager, SharingFoldersOnSamba) {
   EXPECT_EQ(AfxUnShareFolder(kwfw::Utf8ToWide(dir.At("one")).c_str()), 0);  // not shared
   EXPECT_EQ(AfxUnShareFolder(first.c_str()), 0);
   EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"DATA_1"}));
+}
+
+// The output of a command line run by the shell.
+std::string Output(const std::string& command) {
+  std::string out;
+  if (std::FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[512];
+    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
+    pclose(pipe);
+  }
+  return out;
+}
+
+TEST(SharingManager, ASambaServerOffersTheSharesToGuests) {
+  if (geteuid() != 0) GTEST_SKIP() << "a private smbd needs root; run the tests as root to include this one";
+  kwtest::PrivateSamba samba;
+  const kwtest::TempDir& dir = samba.Dir();
+  const int port = 40000 + static_cast<int>(getpid() % 20000);
+  samba.Configure(10, true, port);
+  // The guest (nobody) must be able to reach and read the folders.
+  ASSERT_EQ(chmod(dir.Path().c_str(), 0755), 0);
+  for (const char* folder : {"one", "one/Data", "two", "two/Data"}) ASSERT_EQ(mkdir(dir.At(folder).c_str(), 0755), 0);
+  std::ofstream(dir.At("one/Data/file.txt")) << "hello";
+  ASSERT_EQ(AfxShareFolder(kwfw::Utf8ToWide(dir.At("one/Data")).c_str()), 0);
+  ASSERT_EQ(AfxShareFolder(kwfw::Utf8ToWide(dir.At("two/Data")).c_str()), 0);
+
+  const std::string conf = dir.At("smb.conf");
+  pid_t smbd = 0;
+  const char* const argv[] = {"/usr/sbin/smbd", "-F", "--no-process-group", "-s", conf.c_str(), nullptr};
+  // In a process group of its own: smbd signals its whole group when it stops.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  ASSERT_EQ(posix_spawn(&smbd, argv[0], nullptr, &attributes, const_cast<char* const*>(argv), environ), 0);
+  posix_spawnattr_destroy(&attributes);
+  const std::string client = "smbclient -N -p " + std::to_string(port) + " -s " + conf + " ";
+  std::string list;
+  for (int i = 0; i < 100 && list.find("DATA_1") == std::string::npos; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    list = Output(client + "-L 127.0.0.1 2>&1");
+  }
+  const std::string got = dir.At("got.txt");
+  const std::string read = Output(client + "//127.0.0.1/DATA -c 'get file.txt " + got + "' 2>&1");
+  // Stopped by process id: smbd, and the RPC helper it started.
+  kill(smbd, SIGTERM);
+  waitpid(smbd, nullptr, 0);
+  std::ifstream helper(dir.At("pid/samba-dcerpcd.pid"));
+  if (pid_t pid = 0; helper >> pid && pid > 0) kill(pid, SIGTERM);
+
+  EXPECT_NE(list.find("DATA            Disk      Hot Folder"), std::string::npos) << list;
+  EXPECT_NE(list.find("DATA_1          Disk      Hot Folder"), std::string::npos) << list;
+  std::ifstream file(got);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "hello") << read;
 }
 
 }  // namespace
