@@ -15,23 +15,13 @@
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/security.h>
 
+#include "support/shell.h"
 #include "support/tempdir.h"
 
 namespace {
 
 using namespace kwplat;
 
-std::string Shell(const std::string& command) {
-  std::string out;
-  if (std::FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[512];
-    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
-    pclose(pipe);
-  }
-  return out;
-}
-
-std::string Facl(const std::string& path) { return Shell("getfacl -cp '" + path + "' 2>&1"); }
 
 std::vector<BYTE> Descriptor(const std::string& path) {
   const std::wstring wide = kwfw::Utf8ToWide(path);
@@ -91,10 +81,10 @@ TEST_F(FileSecurityTest, ModeBitsReadAsThreeEntries) {
 
 TEST_F(FileSecurityTest, ReadAndWrittenBackChangesNothingAndAddingKeepsTheRest) {
   // A named entry wider than the mask reads with its effective rights only.
-  ASSERT_EQ(Shell("setfacl -m u:nobody:rwx,m::r-- '" + m_file + "' 2>&1"), "");
+  ASSERT_EQ(kwtest::Output("setfacl -m u:nobody:rwx,m::r-- '" + m_file + "' 2>&1"), "");
   std::vector<BYTE> descriptor = Descriptor(m_file);
   ASSERT_TRUE(Write(m_file, Dacl(descriptor)));
-  EXPECT_EQ(Facl(m_file), "user::rw-\nuser:nobody:r--\ngroup::r--\nmask::r--\nother::---\n\n");  // nothing widened
+  EXPECT_EQ(kwtest::Facl(m_file), "user::rw-\nuser:nobody:r--\ngroup::r--\nmask::r--\nother::---\n\n");  // nothing widened
 
   // The new list: the old entries and one more, for Everyone, with a mask to match.
   std::vector<BYTE> buffer(512);
@@ -109,14 +99,14 @@ TEST_F(FileSecurityTest, ReadAndWrittenBackChangesNothingAndAddingKeepsTheRest) 
   std::vector<BYTE> nobody = NobodySid();
   ASSERT_TRUE(AddAccessAllowedAce(grown, ACL_REVISION, GENERIC_ALL, nobody.data()));
   ASSERT_TRUE(Write(m_file, grown));
-  EXPECT_EQ(Facl(m_file), "user::rw-\nuser:nobody:rwx\ngroup::r--\nmask::rwx\nother::---\n\n");
+  EXPECT_EQ(kwtest::Facl(m_file), "user::rw-\nuser:nobody:rwx\ngroup::r--\nmask::rwx\nother::---\n\n");
 }
 
 TEST_F(FileSecurityTest, FoldersKeepTheirInheritableEntries) {
   const std::string folder = m_dir.At("d");
   ASSERT_EQ(mkdir(folder.c_str(), 0750), 0);
-  ASSERT_EQ(Shell("setfacl -d -m u:nobody:r-x '" + folder + "' 2>&1"), "");
-  const std::string before = Facl(folder);
+  ASSERT_EQ(kwtest::Output("setfacl -d -m u:nobody:r-x '" + folder + "' 2>&1"), "");
+  const std::string before = kwtest::Facl(folder);
   std::vector<BYTE> descriptor = Descriptor(folder);
   PACL dacl = Dacl(descriptor);
   ASSERT_GT(dacl->AceCount, 3);
@@ -124,7 +114,7 @@ TEST_F(FileSecurityTest, FoldersKeepTheirInheritableEntries) {
   ASSERT_TRUE(GetAce(dacl, 3, &ace));
   EXPECT_EQ(static_cast<ACE_HEADER*>(ace)->AceFlags, OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE | INHERIT_ONLY_ACE);
   ASSERT_TRUE(Write(folder, dacl));
-  EXPECT_EQ(Facl(folder), before);
+  EXPECT_EQ(kwtest::Facl(folder), before);
 }
 
 TEST_F(FileSecurityTest, EntriesThatCannotBeWritten) {
@@ -133,10 +123,10 @@ TEST_F(FileSecurityTest, EntriesThatCannotBeWritten) {
   ASSERT_TRUE(InitializeAcl(acl, sizeof buffer, ACL_REVISION));
   const BYTE administrators[] = {1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0};  // S-1-5-32-544
   ASSERT_TRUE(AddAccessAllowedAce(acl, ACL_REVISION, GENERIC_ALL, const_cast<BYTE*>(administrators)));
-  const std::string before = Facl(m_file);
+  const std::string before = kwtest::Facl(m_file);
   EXPECT_FALSE(Write(m_file, acl));
   EXPECT_EQ(GetLastError(), ERROR_NONE_MAPPED);
-  EXPECT_EQ(Facl(m_file), before);  // nothing was changed
+  EXPECT_EQ(kwtest::Facl(m_file), before);  // nothing was changed
 
   ASSERT_TRUE(InitializeAcl(acl, sizeof buffer, ACL_REVISION));
   std::vector<BYTE> nobody = NobodySid();

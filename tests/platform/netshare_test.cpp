@@ -4,6 +4,7 @@
 // sharing is disabled or full.
 #include <sys/stat.h>
 
+#include <fstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -75,10 +76,12 @@ TEST_F(NetShareTest, GuestsDisabledAndFullMachines) {
   EXPECT_EQ(Add(L"TWO", m_dir.At("Data")), ERROR_TOO_MANY_NAMES);
   Configure(0, true);
   EXPECT_EQ(Add(L"THREE", m_dir.At("Data")), NERR_ServerNotStarted);
-  NetShareSetConfigFile(kwfw::Utf8ToWide(m_dir.At("missing.conf")).c_str());
+  // A configuration whose usershare folder is not there.
+  std::ofstream(m_dir.At("smb.conf")) << "[global]\nusershare path = " << m_dir.At("none") << "\n";
   LPBYTE buffer = nullptr;
   DWORD read = 0, total = 0;
   EXPECT_EQ(NetShareEnum(nullptr, 2, &buffer, MAX_PREFERRED_LENGTH, &read, &total, nullptr), NERR_ServerNotStarted);
+  if (buffer != nullptr) NetApiBufferFree(buffer);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include <kwlib63/platform/registry.h>
 
 #include "support/privatehive.h"
+#include "support/shell.h"
 
 namespace {
 
@@ -208,16 +209,6 @@ TEST_F(RegistryTest, ThreadsShareOneHive) {
   EXPECT_EQ(count, 400u);
 }
 
-std::string Output(const std::string& command) {
-  std::string out;
-  if (std::FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[4096];
-    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
-    pclose(pipe);
-  }
-  return out;
-}
-
 std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
   std::size_t start = 0;
@@ -289,8 +280,8 @@ TEST_F(RegistryTest, WriterKilledAtRandomMomentsLosesNothingReported) {
 TEST_F(RegistryTest, TwoProcessesWritingOneKeyAtOnce) {
   const std::string command = std::string(KW_REGWRITER) + " " + m_file + " 'Software\\Both' ";
   std::string first, second;
-  std::thread one([&] { first = Output(command + "a 1000"); });
-  std::thread two([&] { second = Output(command + "b 1000"); });
+  std::thread one([&] { first = kwtest::Output(command + "a 1000"); });
+  std::thread two([&] { second = kwtest::Output(command + "b 1000"); });
   one.join();
   two.join();
   ASSERT_EQ(Lines(first).size(), 1000u);

@@ -25,20 +25,12 @@
 #include <kwlib63/system/sharingmanager.h>
 
 #include "support/privatesamba.h"
+#include "support/shell.h"
 
 extern char** environ;
 
 namespace {
 
-std::string Facl(const std::string& path) {
-  std::string out;
-  if (std::FILE* pipe = popen(("getfacl -cp '" + path + "' 2>&1").c_str(), "r")) {
-    char buffer[512];
-    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
-    pclose(pipe);
-  }
-  return out;
-}
 
 int Add(const std::string& path, const wchar_t* account, unsigned long mask, int everyone) {
   std::wstring file = kwfw::Utf8ToWide(path);
@@ -57,9 +49,9 @@ TEST_F(SharingManagerTest, AnAccountsEntryIsReplacedNotRepeated) {
   ASSERT_EQ(chmod(file.c_str(), 0640), 0);
   ASSERT_EQ(std::system(("setfacl -m u:nobody:r-- '" + file + "'").c_str()), 0);
   EXPECT_EQ(Add(file, L"nobody", GENERIC_ALL, FALSE), 1);
-  EXPECT_EQ(Facl(file), "user::rw-\nuser:nobody:rwx\ngroup::r--\nmask::rwx\nother::---\n\n");
+  EXPECT_EQ(kwtest::Facl(file), "user::rw-\nuser:nobody:rwx\ngroup::r--\nmask::rwx\nother::---\n\n");
   EXPECT_EQ(Add(file, nullptr, GENERIC_READ | GENERIC_EXECUTE, TRUE), 1);  // Everyone
-  EXPECT_EQ(Facl(file), "user::rw-\nuser:nobody:rwx\ngroup::r--\nmask::rwx\nother::r-x\n\n");
+  EXPECT_EQ(kwtest::Facl(file), "user::rw-\nuser:nobody:rwx\ngroup::r--\nmask::rwx\nother::r-x\n\n");
 }
 
 TEST_F(SharingManagerTest, AFoldersInheritableEntriesOfOthersStay) {
@@ -69,7 +61,7 @@ TEST_F(SharingManagerTest, AFoldersInheritableEntriesOfOthersStay) {
   // The account's own entries, inheritable ones included, are replaced by the new
   // one (they are explicit entries); the other accounts' stay.
   EXPECT_EQ(Add(folder, L"GUEST", FILE_GENERIC_READ, FALSE), 1);  // Samba's guest is nobody
-  EXPECT_EQ(Facl(folder),
+  EXPECT_EQ(kwtest::Facl(folder),
             "user::rwx\nuser:nobody:r--\ngroup::r-x\nmask::r-x\nother::---\ndefault:user::rwx\n"
             "default:group::r-x\ndefault:group:adm:r--\ndefault:mask::r-x\ndefault:other::---\n\n");
 }
@@ -104,7 +96,7 @@ TEST(SharingManager, SharingFoldersOnSamba) {
   EXPECT_EQ(AfxShareFolder(first.c_str()), 0);
   EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"DATA"}));
   EXPECT_NE(samba.Record("data").find("comment=Hot Folder"), std::string::npos);
-  EXPECT_NE(Facl(dir.At("one/Data")).find("other::rwx"), std::string::npos);  // Everyone, full access
+  EXPECT_NE(kwtest::Facl(dir.At("one/Data")).find("other::rwx"), std::string::npos);  // Everyone, full access
   EXPECT_EQ(AfxShareFolder((first + L"/").c_str()), 0);  // already shared: the same folder
   EXPECT_EQ(AfxShareFolder(second.c_str()), 0);
   EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"DATA", L"DATA_1"}));
@@ -115,17 +107,6 @@ TEST(SharingManager, SharingFoldersOnSamba) {
   EXPECT_EQ(AfxUnShareFolder(kwfw::Utf8ToWide(dir.At("one")).c_str()), 0);  // not shared
   EXPECT_EQ(AfxUnShareFolder(first.c_str()), 0);
   EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"DATA_1"}));
-}
-
-// The output of a command line run by the shell.
-std::string Output(const std::string& command) {
-  std::string out;
-  if (std::FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[512];
-    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
-    pclose(pipe);
-  }
-  return out;
 }
 
 TEST(SharingManager, ASambaServerOffersTheSharesToGuests) {
@@ -155,10 +136,10 @@ TEST(SharingManager, ASambaServerOffersTheSharesToGuests) {
   std::string list;
   for (int i = 0; i < 100 && list.find("DATA_1") == std::string::npos; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    list = Output(client + "-L 127.0.0.1 2>&1");
+    list = kwtest::Output(client + "-L 127.0.0.1 2>&1");
   }
   const std::string got = dir.At("got.txt");
-  const std::string read = Output(client + "//127.0.0.1/DATA -c 'get file.txt " + got + "' 2>&1");
+  const std::string read = kwtest::Output(client + "//127.0.0.1/DATA -c 'get file.txt " + got + "' 2>&1");
   // Stopped by process id: smbd, and the RPC helper it started.
   kill(smbd, SIGTERM);
   waitpid(smbd, nullptr, 0);
