@@ -244,12 +244,15 @@ BOOL SetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION information, PSECURITY_
     for (DWORD i = 0; i < dacl->AceCount; ++i) {
       void* ace = nullptr;
       if (!GetAce(dacl, i, &ace)) return FALSE;
-      const auto* allowed = static_cast<const ACCESS_ALLOWED_ACE*>(ace);
-      if (allowed->Header.AceType != ACCESS_ALLOWED_ACE_TYPE) return Fail(ERROR_NOT_SUPPORTED);
+      ACE_HEADER header;
+      ACCESS_MASK mask;
+      std::memcpy(&header, ace, sizeof header);
+      std::memcpy(&mask, static_cast<const BYTE*>(ace) + sizeof header, sizeof mask);
+      if (header.AceType != ACCESS_ALLOWED_ACE_TYPE) return Fail(ERROR_NOT_SUPPORTED);
       std::optional<Entry> entry = EntryOf(static_cast<const BYTE*>(ace) + 8, st.st_uid, st.st_gid);
       if (!entry) return Fail(ERROR_NONE_MAPPED);
-      entry->perms = PermsOf(allowed->Mask);
-      const BYTE flags = allowed->Header.AceFlags;
+      entry->perms = PermsOf(mask);
+      const BYTE flags = header.AceFlags;
       if ((flags & INHERIT_ONLY_ACE) == 0) access.push_back(*entry);
       if ((flags & (OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE)) != 0 && S_ISDIR(st.st_mode)) inherited.push_back(*entry);
     }

@@ -53,7 +53,10 @@ std::optional<DWORD> BytesInUse(const ACL* acl) {
     if (used + sizeof(ACE_HEADER) > acl->AclSize) return std::nullopt;
     ACE_HEADER header;
     std::memcpy(&header, reinterpret_cast<const BYTE*>(acl) + used, sizeof header);
-    if (header.AceSize < sizeof(ACE_HEADER) || used + header.AceSize > acl->AclSize) return std::nullopt;
+    // Entries keep the list's four-byte alignment, as every entry the calls make does.
+    if (header.AceSize < sizeof(ACE_HEADER) || header.AceSize % 4 != 0 || used + header.AceSize > acl->AclSize) {
+      return std::nullopt;
+    }
     // An allowing or denying entry holds its mask and a whole SID.
     if (header.AceType == ACCESS_ALLOWED_ACE_TYPE || header.AceType == ACCESS_DENIED_ACE_TYPE) {
       const BYTE* sid = reinterpret_cast<const BYTE*>(acl) + used + kAceHeader;
@@ -75,7 +78,7 @@ std::optional<DWORD> CountAces(const BYTE* aces, DWORD length) {
     if (at + sizeof(ACE_HEADER) > length) return std::nullopt;
     ACE_HEADER header;
     std::memcpy(&header, aces + at, sizeof header);
-    if (header.AceSize < sizeof(ACE_HEADER)) return std::nullopt;
+    if (header.AceSize < sizeof(ACE_HEADER) || header.AceSize % 4 != 0) return std::nullopt;
     at += header.AceSize;
     if (at > length) return std::nullopt;
   }
