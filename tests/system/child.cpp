@@ -2,9 +2,9 @@
 //   kw_child ACTION [ARG] ACTION [ARG] ...
 // out TEXT, err TEXT: write TEXT to standard output or error; raw TEXT: write it
 // without a line end; sleep MS; echo-stdin: copy one line of standard input to
-// standard output; args: print each argument after "args" in brackets; cwd: print
+// standard output; wait: read one line of standard input and go on; args: print each argument after "args" in brackets; cwd: print
 // the current folder; fds: print the open descriptors; split-e: write the two bytes
-// of "é" in two writes 50 ms apart; exit N. Every write is
+// of "é" in two writes, the second once a line has come on standard input; exit N. Every write is
 // flushed at once so that the parent sees it as a chunk of its own.
 #include <dirent.h>
 #include <unistd.h>
@@ -43,6 +43,9 @@ int main(int argc, char** argv) {
     } else if (action == "echo-stdin") {
       char line[256] = {};
       if (std::fgets(line, sizeof line, stdin) != nullptr) Write(stdout, line);
+    } else if (action == "wait") {
+      char line[256];
+      if (std::fgets(line, sizeof line, stdin) == nullptr) return 1;
     } else if (action == "args") {
       std::string all;
       for (++i; i < argc; ++i) all += std::string("[") + argv[i] + "]";
@@ -60,7 +63,8 @@ int main(int argc, char** argv) {
       Write(stdout, fds + "\n");
     } else if (action == "split-e") {
       Write(stdout, "\xC3");
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      char line[256];
+      if (std::fgets(line, sizeof line, stdin) == nullptr) return 1;
       Write(stdout, "\xA9");
     } else if (action == "exit") {
       return std::atoi(arg);

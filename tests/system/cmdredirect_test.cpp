@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/process.h>
 #include <kwlib63/system/cmdredirect.h>
 
@@ -51,6 +52,14 @@ class Recorder : public CCmdRedirect {
     }
     return false;
   }
+  // Waits (at most ten seconds) until `out` has arrived, the child running or not.
+  bool Sees(const std::wstring& out) {
+    for (int i = 0; i < 1000; ++i) {
+      if (Out().find(out) != std::wstring::npos) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+  }
   std::wstring Out() {
     std::lock_guard guard(m_lock);
     return m_out;
@@ -82,17 +91,32 @@ TEST(CmdRedirect, OutputErrorAndExitCode) {
   EXPECT_EQ(r.IsChildRunning(), 0);
 }
 
+// The child writes each part only once the test has seen the one before, so every
+// part is a read of its own whatever the machine's load, as from a child that
+// reports now and then.
+void Step(Recorder& r, const std::vector<std::wstring>& parts) {
+  for (const std::wstring& part : parts) {
+    ASSERT_TRUE(r.Sees(part)) << "waiting for " << kwfw::WideToUtf8(part);
+    r.WriteChildStdIn("\n");
+  }
+}
+
 TEST(CmdRedirect, ProgressOnlyRisesAndSurvivesSplitWrites) {
   Recorder r;
-  ASSERT_EQ(Start(r, L"out 5% sleep 20 out 12% sleep 20 out 7% sleep 20 out %"), 1);
-  ASSERT_TRUE(r.WaitFor(L"%\n"));
+  ASSERT_EQ(Start(r, L"out 5% wait out 12% wait out 7% wait out %"), 1);
+  Step(r, {L"5%\n", L"12%\n", L"7%\n"});
+  ASSERT_TRUE(r.WaitFor(L"7%\n%\n"));
   EXPECT_EQ(r.GetCurrentProgress(), 12);
   r.TerminateChildProcess();
 
   Recorder split;
-  ASSERT_EQ(Start(split, L"raw 4 sleep 50 raw 2% sleep 50 raw x% sleep 20 split-e"), 1);
-  ASSERT_TRUE(split.WaitFor(L"x%"));
-  EXPECT_TRUE(split.WaitFor(L"\u00E9"));  // the two bytes of é arrived apart
+  ASSERT_EQ(Start(split, L"raw 4 wait raw 2% wait raw x% wait split-e"), 1);
+  Step(split, {L"4", L"42%", L"42%x%"});
+  // The first byte of é cannot be seen alone (it is held for the next read); it is
+  // given time to arrive before the second is asked for.
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  split.WriteChildStdIn("\n");
+  EXPECT_TRUE(split.WaitFor(L"\u00E9"));
   EXPECT_EQ(split.GetCurrentProgress(), 42);
   EXPECT_EQ(split.Out(), L"42%x%\u00E9");
 }
