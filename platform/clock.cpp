@@ -1,7 +1,9 @@
 #include <kwlib63/platform/clock.h>
 
 #include <atomic>
+#include <chrono>
 #include <ctime>
+#include <thread>
 
 namespace {
 std::atomic<const KW_CLOCK*> g_clock{nullptr};
@@ -21,6 +23,11 @@ unsigned long long GetTickCount64() {
 long long Time64() {
   if (const KW_CLOCK* c = g_clock.load()) return c->time64(c->context);
   return static_cast<long long>(std::time(nullptr));
+}
+
+void Sleep(DWORD milliseconds) {
+  if (const KW_CLOCK* c = g_clock.load(); c != nullptr && c->sleep != nullptr) return c->sleep(milliseconds, c->context);
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 }  // namespace kwplat

@@ -13,6 +13,8 @@
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/security.h>
 
+#include "relativedescriptor.h"
+
 namespace kwplat {
 namespace {
 
@@ -202,28 +204,9 @@ BOOL GetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION requested, PSECURITY_DE
   }
   const std::vector<BYTE> owner = (requested & OWNER_SECURITY_INFORMATION) != 0 ? Sid(22, {1, st.st_uid}) : std::vector<BYTE>();
   const std::vector<BYTE> group = (requested & GROUP_SECURITY_INFORMATION) != 0 ? Sid(22, {2, st.st_gid}) : std::vector<BYTE>();
-  const bool dacl = (requested & DACL_SECURITY_INFORMATION) != 0;
-  SECURITY_DESCRIPTOR_RELATIVE header{SECURITY_DESCRIPTOR_REVISION, 0, SE_SELF_RELATIVE, 0, 0, 0, 0};
-  DWORD size = sizeof header;
-  if (!owner.empty()) header.Owner = size, size += static_cast<DWORD>(owner.size());
-  if (!group.empty()) header.Group = size, size += static_cast<DWORD>(group.size());
-  if (dacl) {
-    header.Control |= SE_DACL_PRESENT;
-    header.Dacl = size;
-    size += static_cast<DWORD>(sizeof(ACL) + aces.size());
-  }
-  *needed = size;
-  if (descriptor == nullptr || length < size) return Fail(ERROR_INSUFFICIENT_BUFFER);
-  BYTE* out = static_cast<BYTE*>(descriptor);
-  std::memcpy(out, &header, sizeof header);
-  if (!owner.empty()) std::memcpy(out + header.Owner, owner.data(), owner.size());
-  if (!group.empty()) std::memcpy(out + header.Group, group.data(), group.size());
-  if (dacl) {
-    const ACL acl{ACL_REVISION, 0, static_cast<WORD>(sizeof(ACL) + aces.size()), count, 0};
-    std::memcpy(out + header.Dacl, &acl, sizeof acl);
-    std::memcpy(out + header.Dacl + sizeof acl, aces.data(), aces.size());
-  }
-  return TRUE;
+  const std::vector<BYTE> dacl = MakeAcl(aces, count);
+  return WriteRelativeDescriptor(owner, group, (requested & DACL_SECURITY_INFORMATION) != 0 ? &dacl : nullptr,
+                                 descriptor, length, needed);
 }
 
 BOOL SetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor) {

@@ -19,6 +19,8 @@ enum class HandleKind : std::uint32_t {
   kRegKey = 0x4B57524B,       // "KWRK"
   kProcess = 0x4B575052,      // "KWPR"
   kPipe = 0x4B575049,         // "KWPI"
+  kServiceManager = 0x4B57534D,  // "KWSM"
+  kService = 0x4B575356,         // "KWSV"
 };
 
 // The base of every object a HANDLE names. The kind comes first and is the only

@@ -31,7 +31,6 @@ inline constexpr NET_API_STATUS NERR_DuplicateShare = 2118;
 inline constexpr NET_API_STATUS NERR_BufTooSmall = 2123;
 inline constexpr NET_API_STATUS NERR_NetNameNotFound = 2310;
 inline constexpr NET_API_STATUS NERR_ServerNotStarted = 2114;
-inline constexpr DWORD ERROR_INVALID_LEVEL = 124;
 inline constexpr DWORD ERROR_BAD_NETPATH = 53;
 inline constexpr DWORD ERROR_TOO_MANY_NAMES = 68;
 inline constexpr DWORD MAX_PREFERRED_LENGTH = 0xFFFFFFFF;

@@ -15,6 +15,8 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/lasterror.h>
 
+#include "relativedescriptor.h"
+
 namespace kwplat {
 namespace {
 
@@ -328,6 +330,40 @@ BOOL SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESC
   if (header == nullptr || ((mask | bits) & ~kSettable) != 0) return Fail(ERROR_INVALID_PARAMETER);
   if (header->Revision != SECURITY_DESCRIPTOR_REVISION) return Fail(ERROR_UNKNOWN_REVISION);
   header->Control = static_cast<SECURITY_DESCRIPTOR_CONTROL>((header->Control & ~mask) | (bits & mask));
+  return TRUE;
+}
+
+std::vector<BYTE> MakeAcl(const std::vector<BYTE>& aces, WORD count) {
+  const ACL header{ACL_REVISION, 0, static_cast<WORD>(sizeof(ACL) + aces.size()), count, 0};
+  std::vector<BYTE> acl(sizeof header);
+  std::memcpy(acl.data(), &header, sizeof header);
+  acl.insert(acl.end(), aces.begin(), aces.end());
+  return acl;
+}
+
+BOOL WriteRelativeDescriptor(const std::vector<BYTE>& owner, const std::vector<BYTE>& group,
+                             const std::vector<BYTE>* dacl, PSECURITY_DESCRIPTOR descriptor, DWORD length,
+                             LPDWORD needed) {
+  SECURITY_DESCRIPTOR_RELATIVE header{SECURITY_DESCRIPTOR_REVISION, 0, SE_SELF_RELATIVE, 0, 0, 0, 0};
+  DWORD size = sizeof header;
+  const auto place = [&size](const std::vector<BYTE>& part, DWORD& offset) {
+    if (part.empty()) return;
+    offset = size;
+    size += static_cast<DWORD>(part.size());
+  };
+  place(owner, header.Owner);
+  place(group, header.Group);
+  if (dacl != nullptr) {
+    header.Control |= SE_DACL_PRESENT;
+    place(*dacl, header.Dacl);
+  }
+  *needed = size;
+  if (descriptor == nullptr || length < size) return Fail(ERROR_INSUFFICIENT_BUFFER);
+  BYTE* out = Bytes(descriptor);
+  std::memcpy(out, &header, sizeof header);
+  if (!owner.empty()) std::memcpy(out + header.Owner, owner.data(), owner.size());
+  if (!group.empty()) std::memcpy(out + header.Group, group.data(), group.size());
+  if (dacl != nullptr) std::memcpy(out + header.Dacl, dacl->data(), dacl->size());
   return TRUE;
 }
 

@@ -1,6 +1,5 @@
 #include <kwlib63/system/cmdredirect.h>
 
-#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/clock.h>
 #include <kwlib63/platform/event.h>
 #include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
@@ -16,8 +16,6 @@
 namespace {
 
 constexpr DWORD kChunk = 256;
-
-void Sleep(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 
 // How much of `bytes` ends with whole UTF-8 sequences: a sequence cut by the end
 // of a read is left for the next one.
@@ -159,7 +157,7 @@ void CCmdRedirect::TerminateChildProcess() {
   // an object that never started a redirected child has nothing to wait for.
   const bool started = m_hStopEvent != nullptr;
   const auto pause = [started](int milliseconds) {
-    if (started) Sleep(milliseconds);
+    if (started) kwplat::Sleep(static_cast<DWORD>(milliseconds));
   };
   m_bRunThread = 0;
   if (started) kwplat::SetEvent(m_hStopEvent);

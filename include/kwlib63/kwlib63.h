@@ -40,6 +40,7 @@
 #include <kwlib63/platform/registry.h>
 #include <kwlib63/platform/resource.h>
 #include <kwlib63/platform/security.h>
+#include <kwlib63/platform/service.h>
 #include <kwlib63/platform/shell.h>
 #include <kwlib63/platform/sysmessage.h>
 #include <kwlib63/platform/versioninfo.h>
@@ -91,6 +92,7 @@
 
 #include <kwlib63/system/iteradorfitxers.h>
 #include <kwlib63/system/osversioninfo.h>
+#include <kwlib63/system/servicemanager.h>
 #include <kwlib63/system/sharingmanager.h>
 
 #include <kwlib63/ui/appframe.h>

@@ -3,7 +3,7 @@
 
 #include <kwlib63/progress/comptatemps.h>
 
-#include "fakeclock.h"
+#include "support/fakeclock.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <kwlib63/framework/nullsafe.h>
 #include <kwlib63/progress/indicadorestat.h>
 
-#include "fakeclock.h"
+#include "support/fakeclock.h"
 #include "support/recorders.h"
 
 namespace {

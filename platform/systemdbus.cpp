@@ -1,0 +1,287 @@
+#include "systemdbus.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string_view>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/service.h>
+
+namespace {
+
+constexpr char kManagerName[] = "org.freedesktop.systemd1";
+constexpr char kManagerPath[] = "/org/freedesktop/systemd1";
+constexpr char kManagerInterface[] = "org.freedesktop.systemd1.Manager";
+constexpr char kProperties[] = "org.freedesktop.DBus.Properties";
+
+std::mutex g_addressLock;
+std::wstring g_address;
+
+std::string ChosenBus() {
+  {
+    std::lock_guard guard(g_addressLock);
+    if (!g_address.empty()) return kwfw::WideToUtf8(g_address);
+  }
+  const char* variable = std::getenv("KWLIB63_SERVICE_BUS");
+  return variable != nullptr && *variable != '\0' ? variable : "system";
+}
+
+// The Windows code for a failed call: the caller's rights, the unit, or the bus.
+DWORD ErrorOf(const GError* error, DWORD otherwise) {
+  if (error->domain == G_IO_ERROR) return RPC_S_SERVER_UNAVAILABLE;
+  gchar* remote = g_dbus_error_get_remote_error(error);
+  const std::string name = remote != nullptr ? remote : "";
+  g_free(remote);
+  if (name == "org.freedesktop.DBus.Error.AccessDenied" || name == "org.freedesktop.DBus.Error.AuthFailed" ||
+      name == "org.freedesktop.DBus.Error.InteractiveAuthorizationRequired") {
+    return ERROR_ACCESS_DENIED;
+  }
+  if (name == "org.freedesktop.systemd1.NoSuchUnit") return ERROR_SERVICE_DOES_NOT_EXIST;
+  if (name == "org.freedesktop.systemd1.UnitMasked" || name == "org.freedesktop.systemd1.OnlyByDependency") {
+    return ERROR_SERVICE_DISABLED;
+  }
+  if (name == "org.freedesktop.DBus.Error.InvalidArgs") return ERROR_INVALID_PARAMETER;
+  if (name == "org.freedesktop.DBus.Error.ServiceUnknown" || name == "org.freedesktop.DBus.Error.NameHasNoOwner" ||
+      name == "org.freedesktop.DBus.Error.NoReply" || name == "org.freedesktop.DBus.Error.Disconnected" ||
+      name == "org.freedesktop.DBus.Error.Timeout" || name.empty()) {
+    return RPC_S_SERVER_UNAVAILABLE;
+  }
+  return otherwise;
+}
+
+std::string Text(GVariant* dictionary, const char* key) {
+  const char* value = nullptr;
+  return g_variant_lookup(dictionary, key, "&s", &value) ? value : "";
+}
+
+void AppendAll(GVariant* dictionary, const char* key, std::vector<std::string>& out) {
+  GVariantIter* iter = nullptr;
+  if (!g_variant_lookup(dictionary, key, "as", &iter)) return;
+  const char* name = nullptr;
+  while (g_variant_iter_next(iter, "&s", &name)) out.emplace_back(name);
+  g_variant_iter_free(iter);
+}
+
+}  // namespace
+
+void ServiceSetBusAddress(LPCWSTR address) {
+  std::lock_guard guard(g_addressLock);
+  g_address = address != nullptr ? address : L"";
+}
+
+namespace kwplat {
+
+std::shared_ptr<SystemdBus> SystemdBus::Connect() {
+  const std::string choice = ChosenBus();
+  GError* error = nullptr;
+  gchar* address = nullptr;
+  if (choice == "system" || choice == "user") {
+    address = g_dbus_address_get_for_bus_sync(choice == "system" ? G_BUS_TYPE_SYSTEM : G_BUS_TYPE_SESSION, nullptr,
+                                              &error);
+  } else {
+    address = g_strdup(choice.c_str());
+  }
+  GDBusConnection* connection = nullptr;
+  if (address != nullptr) {
+    // A connection of our own: the shared bus connection would end the process
+    // when the bus goes away.
+    connection = g_dbus_connection_new_for_address_sync(
+        address,
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, &error);
+    g_free(address);
+  }
+  if (connection == nullptr) {
+    SetLastError(ErrorOf(error, RPC_S_SERVER_UNAVAILABLE));
+    g_error_free(error);
+    return nullptr;
+  }
+  auto bus = std::make_shared<SystemdBus>(connection);
+  GVariant* version = bus->Call(kManagerPath, kProperties, "Get", g_variant_new("(ss)", kManagerInterface, "Version"),
+                                "(v)");
+  if (version == nullptr) {
+    if (GetLastError() != ERROR_ACCESS_DENIED) SetLastError(RPC_S_SERVER_UNAVAILABLE);
+    return nullptr;
+  }
+  g_variant_unref(version);
+  return bus;
+}
+
+SystemdBus::~SystemdBus() {
+  g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
+  g_object_unref(m_connection);
+}
+
+GVariant* SystemdBus::Call(const char* path, const char* interface, const char* method, GVariant* arguments,
+                           const char* replyType) const {
+  GError* error = nullptr;
+  GVariant* reply = g_dbus_connection_call_sync(m_connection, kManagerName, path, interface, method, arguments,
+                                                G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+  if (reply == nullptr) {
+    SetLastError(ErrorOf(error, ERROR_INVALID_FUNCTION));
+    g_error_free(error);
+  }
+  return reply;
+}
+
+std::string SystemdBus::LoadUnit(const std::string& unit) const {
+  GVariant* reply = Call(kManagerPath, kManagerInterface, "LoadUnit", g_variant_new("(s)", unit.c_str()), "(o)");
+  if (reply == nullptr) {
+    if (GetLastError() == ERROR_INVALID_PARAMETER) SetLastError(ERROR_INVALID_NAME);
+    return {};
+  }
+  const char* path = nullptr;
+  g_variant_get(reply, "(&o)", &path);
+  std::string result = path;
+  g_variant_unref(reply);
+  return result;
+}
+
+bool SystemdBus::ReadUnit(const std::string& path, UnitState& state) const {
+  GVariant* unit = Call(path.c_str(), kProperties, "GetAll", g_variant_new("(s)", "org.freedesktop.systemd1.Unit"),
+                        "(a{sv})");
+  if (unit == nullptr) return false;
+  GVariant* properties = g_variant_get_child_value(unit, 0);
+  state = UnitState{};
+  state.load = Text(properties, "LoadState");
+  state.active = Text(properties, "ActiveState");
+  state.sub = Text(properties, "SubState");
+  state.description = Text(properties, "Description");
+  guint32 jobId = 0;
+  const char* job = nullptr;
+  if (g_variant_lookup(properties, "Job", "(u&o)", &jobId, &job) && jobId != 0) state.job = job;
+  AppendAll(properties, "RequiredBy", state.dependents);
+  AppendAll(properties, "BoundBy", state.dependents);
+  g_variant_unref(properties);
+  g_variant_unref(unit);
+
+  // Only services have a main process and time-outs; other units read as none.
+  GError* error = nullptr;
+  GVariant* service = g_dbus_connection_call_sync(
+      m_connection, kManagerName, path.c_str(), kProperties, "GetAll",
+      g_variant_new("(s)", "org.freedesktop.systemd1.Service"), G_VARIANT_TYPE("(a{sv})"), G_DBUS_CALL_FLAGS_NONE, -1,
+      nullptr, &error);
+  if (service == nullptr) {
+    g_error_free(error);
+    return true;
+  }
+  properties = g_variant_get_child_value(service, 0);
+  guint64 timeout = 0;
+  if (g_variant_lookup(properties, "TimeoutStartUSec", "t", &timeout)) state.startTimeout = timeout;
+  if (g_variant_lookup(properties, "TimeoutStopUSec", "t", &timeout)) state.stopTimeout = timeout;
+  guint32 pid = 0;
+  if (g_variant_lookup(properties, "MainPID", "u", &pid)) state.mainPid = pid;
+  gint32 status = 0;
+  if (g_variant_lookup(properties, "ExecMainStatus", "i", &status)) state.exitStatus = status;
+  g_variant_unref(properties);
+  g_variant_unref(service);
+  return true;
+}
+
+std::string SystemdBus::QueueJob(const char* method, const std::string& unit) const {
+  GError* error = nullptr;
+  GVariant* reply = g_dbus_connection_call_sync(m_connection, kManagerName, kManagerPath, kManagerInterface, method,
+                                                g_variant_new("(ss)", unit.c_str(), "replace"), G_VARIANT_TYPE("(o)"),
+                                                G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+  if (reply == nullptr) {
+    SetLastError(ErrorOf(error, ERROR_SERVICE_REQUEST_TIMEOUT));
+    g_error_free(error);
+    return {};
+  }
+  const char* job = nullptr;
+  g_variant_get(reply, "(&o)", &job);
+  std::string result = job;
+  g_variant_unref(reply);
+  return result;
+}
+
+void SystemdBus::Subscribe() {
+  if (m_subscribed) return;
+  // A second subscriber on the same connection is refused; either way the
+  // signals come.
+  if (GVariant* reply = Call(kManagerPath, kManagerInterface, "Subscribe", nullptr, "()")) g_variant_unref(reply);
+  m_subscribed = true;
+}
+
+UnitWatch::UnitWatch(std::shared_ptr<SystemdBus> bus, std::string unit, const std::string& path)
+    : m_bus(std::move(bus)), m_unit(std::move(unit)), m_context(g_main_context_new()) {
+  // Signals go to the thread-default context of the moment of subscribing.
+  g_main_context_push_thread_default(m_context);
+  const auto add = [&](const char* interface, const char* member, const char* objectPath) {
+    m_subscriptions.push_back(g_dbus_connection_signal_subscribe(m_bus->Connection(), kManagerName, interface, member,
+                                                                 objectPath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
+                                                                 &UnitWatch::OnSignal, this, &UnitWatch::OnUnsubscribed));
+    ++m_live;
+  };
+  add(kProperties, "PropertiesChanged", path.c_str());
+  add(kManagerInterface, "JobRemoved", kManagerPath);
+  g_main_context_pop_thread_default(m_context);
+}
+
+UnitWatch::~UnitWatch() {
+  for (guint id : m_subscriptions) g_dbus_connection_signal_unsubscribe(m_bus->Connection(), id);
+  // A subscription is gone once its last delivery has run in our context.
+  while (m_live > 0) g_main_context_iteration(m_context, TRUE);
+  g_main_context_unref(m_context);
+}
+
+void UnitWatch::Pump(DWORD milliseconds) {
+  if (milliseconds > 0) {
+    GSource* timer = g_timeout_source_new(milliseconds);
+    g_source_set_callback(timer, [](gpointer) -> gboolean { return G_SOURCE_REMOVE; }, nullptr, nullptr);
+    g_source_attach(timer, m_context);
+    g_main_context_iteration(m_context, TRUE);
+    g_source_destroy(timer);
+    g_source_unref(timer);
+  }
+  while (g_main_context_iteration(m_context, FALSE)) {
+  }
+}
+
+std::string UnitWatch::JobResult(const std::string& job) const {
+  const auto found = m_finished.find(job);
+  return found != m_finished.end() ? found->second : std::string();
+}
+
+void UnitWatch::OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* signal,
+                         GVariant* parameters, gpointer self) {
+  auto* watch = static_cast<UnitWatch*>(self);
+  if (std::strcmp(signal, "JobRemoved") == 0) {
+    guint32 id = 0;
+    const char* job = nullptr;
+    const char* unit = nullptr;
+    const char* result = nullptr;
+    g_variant_get(parameters, "(u&o&s&s)", &id, &job, &unit, &result);
+    if (watch->m_unit == unit) {
+      watch->m_finished[job] = result;
+      ++watch->m_progress;
+    }
+    return;
+  }
+  GVariant* changed = nullptr;
+  GVariantIter* invalidated = nullptr;
+  const char* interface = nullptr;
+  g_variant_get(parameters, "(&s@a{sv}as)", &interface, &changed, &invalidated);
+  bool progress = false;
+  for (const char* name : {"ActiveState", "SubState", "Job"}) {
+    if (GVariant* value = g_variant_lookup_value(changed, name, nullptr)) {
+      progress = true;
+      g_variant_unref(value);
+    }
+  }
+  const char* name = nullptr;
+  while (g_variant_iter_next(invalidated, "&s", &name)) {
+    const std::string_view n = name;
+    progress = progress || n == "ActiveState" || n == "SubState" || n == "Job";
+  }
+  g_variant_iter_free(invalidated);
+  g_variant_unref(changed);
+  if (progress) ++watch->m_progress;
+}
+
+void UnitWatch::OnUnsubscribed(gpointer self) { --static_cast<UnitWatch*>(self)->m_live; }
+
+}  // namespace kwplat
