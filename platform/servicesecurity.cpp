@@ -154,7 +154,7 @@ std::string Rule(const std::string& unit, const std::vector<BYTE>& acl, bool pre
   for (BYTE b : acl) rule << kHex[b >> 4] << kHex[b & 15];
   rule << "\npolkit.addRule(function(action, subject) {\n"
        << "  if (action.id != \"org.freedesktop.systemd1.manage-units\" || action.lookup(\"unit\") != " << Quoted(unit)
-       << ") return polkit.Result.NOT_HANDLED;\n"
+       << ") return null;\n"
        << "  var verb = action.lookup(\"verb\");\n";
   if (!present) rule << "  return polkit.Result.YES;\n";
   const auto* list = reinterpret_cast<const ACL*>(acl.data());
@@ -179,7 +179,7 @@ std::string Rule(const std::string& unit, const std::vector<BYTE>& acl, bool pre
     rule << "  if (" << subject << " && [" << verbs << "].indexOf(verb) >= 0) return polkit.Result."
          << (type == ACCESS_ALLOWED_ACE_TYPE ? "YES" : "NO") << ";\n";
   }
-  rule << "  return polkit.Result.NOT_HANDLED;\n});\n";
+  rule << "  return null;\n});\n";
   return rule.str();
 }
 
