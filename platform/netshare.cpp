@@ -2,10 +2,8 @@
 
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <cwchar>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -16,11 +14,12 @@
 #include <kwlib63/platform/memory.h>
 #include <kwlib63/platform/process.h>
 
+#include "processchoice.h"
+
 namespace kwplat {
 namespace {
 
-std::mutex g_configLock;
-std::wstring g_config;
+kwplat::ProcessChoice g_config("KWLIB63_SMB_CONF", "");
 
 struct Share {
   std::wstring name, path, comment, acl;
@@ -42,14 +41,7 @@ std::string ReadAll(HANDLE pipe) {
 
 // Runs `net [-s CONF] usershare WORDS...` and collects its answers.
 Result Net(std::vector<std::wstring> words) {
-  std::wstring config;
-  {
-    std::lock_guard guard(g_configLock);
-    config = g_config;
-  }
-  if (config.empty()) {
-    if (const char* variable = std::getenv("KWLIB63_SMB_CONF"); variable != nullptr) config = kwfw::Utf8ToWide(variable);
-  }
+  const std::wstring config = kwfw::Utf8ToWide(g_config.Get());
   std::vector<std::wstring> line = {L"net"};
   if (!config.empty()) line.insert(line.end(), {L"-s", config});
   line.push_back(L"usershare");
@@ -176,8 +168,7 @@ LPBYTE Pack(const std::vector<Share>& shares, DWORD level) {
 }  // namespace
 
 void NetShareSetConfigFile(LPCWSTR path) {
-  std::lock_guard guard(g_configLock);
-  g_config = path != nullptr ? path : L"";
+  g_config.Set(path);
 }
 
 NET_API_STATUS NetShareAdd(LPWSTR server, DWORD level, LPBYTE buffer, LPDWORD parameterError) {

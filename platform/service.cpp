@@ -242,7 +242,8 @@ BOOL ControlService(SC_HANDLE handle, DWORD control, SERVICE_STATUS* out) {
   if (job.empty()) return FALSE;
   // A stop that outlasts the wait leaves the service stop pending.
   std::string result;
-  if (AwaitJob(*service, job, [](const std::string&) { return false; }, result) == Awaited::kFailed) return FALSE;
+  const auto stopped = [](const std::string& active) { return StateOf(active) == SERVICE_STOPPED; };
+  if (AwaitJob(*service, job, stopped, result) == Awaited::kFailed) return FALSE;
   if (!ReadStatus(*service, unit, status)) return FALSE;
   std::memcpy(out, &status, sizeof *out);
   return TRUE;

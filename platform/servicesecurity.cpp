@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -20,6 +19,7 @@
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/service.h>
 
+#include "processchoice.h"
 #include "relativedescriptor.h"
 #include "servicehandle.h"
 
@@ -29,19 +29,9 @@ constexpr char kListMark[] = "// access list: ";
 constexpr DWORD kEveryoneRead = SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS | SERVICE_ENUMERATE_DEPENDENTS |
                                 SERVICE_INTERROGATE | 0x100 | READ_CONTROL;
 
-std::mutex g_rulesLock;
-std::wstring g_rules;
+kwplat::ProcessChoice g_rules("KWLIB63_POLKIT_RULES", "/etc/polkit-1/rules.d");
 
-std::string RulesFolder() {
-  {
-    std::lock_guard guard(g_rulesLock);
-    if (!g_rules.empty()) return kwfw::WideToUtf8(g_rules);
-  }
-  const char* variable = std::getenv("KWLIB63_POLKIT_RULES");
-  return variable != nullptr && *variable != '\0' ? variable : "/etc/polkit-1/rules.d";
-}
-
-std::string RuleFile(const std::string& unit) { return RulesFolder() + "/60-kwlib63-" + unit + ".rules"; }
+std::string RuleFile(const std::string& unit) { return g_rules.Get() + "/60-kwlib63-" + unit + ".rules"; }
 
 BOOL Fail(DWORD error) {
   kwplat::SetLastError(error);
@@ -185,10 +175,7 @@ std::string Rule(const std::string& unit, const std::vector<BYTE>& acl, bool pre
 
 }  // namespace
 
-void ServiceSetRulesFolder(LPCWSTR folder) {
-  std::lock_guard guard(g_rulesLock);
-  g_rules = folder != nullptr ? folder : L"";
-}
+void ServiceSetRulesFolder(LPCWSTR folder) { g_rules.Set(folder); }
 
 namespace kwplat {
 

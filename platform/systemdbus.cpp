@@ -1,8 +1,8 @@
 #include "systemdbus.h"
 
-#include <cstdlib>
+#include "processchoice.h"
+
 #include <cstring>
-#include <mutex>
 #include <string_view>
 
 #include <kwlib63/framework/textconv.h>
@@ -16,17 +16,7 @@ constexpr char kManagerPath[] = "/org/freedesktop/systemd1";
 constexpr char kManagerInterface[] = "org.freedesktop.systemd1.Manager";
 constexpr char kProperties[] = "org.freedesktop.DBus.Properties";
 
-std::mutex g_addressLock;
-std::wstring g_address;
-
-std::string ChosenBus() {
-  {
-    std::lock_guard guard(g_addressLock);
-    if (!g_address.empty()) return kwfw::WideToUtf8(g_address);
-  }
-  const char* variable = std::getenv("KWLIB63_SERVICE_BUS");
-  return variable != nullptr && *variable != '\0' ? variable : "system";
-}
+kwplat::ProcessChoice g_bus("KWLIB63_SERVICE_BUS", "system");
 
 // The Windows code for a failed call: the caller's rights, the unit, or the bus.
 DWORD ErrorOf(const GError* error, DWORD otherwise) {
@@ -66,15 +56,12 @@ void AppendAll(GVariant* dictionary, const char* key, std::vector<std::string>& 
 
 }  // namespace
 
-void ServiceSetBusAddress(LPCWSTR address) {
-  std::lock_guard guard(g_addressLock);
-  g_address = address != nullptr ? address : L"";
-}
+void ServiceSetBusAddress(LPCWSTR address) { g_bus.Set(address); }
 
 namespace kwplat {
 
 std::shared_ptr<SystemdBus> SystemdBus::Connect() {
-  const std::string choice = ChosenBus();
+  const std::string choice = g_bus.Get();
   GError* error = nullptr;
   gchar* address = nullptr;
   if (choice == "system" || choice == "user") {
@@ -116,12 +103,12 @@ SystemdBus::~SystemdBus() {
 }
 
 GVariant* SystemdBus::Call(const char* path, const char* interface, const char* method, GVariant* arguments,
-                           const char* replyType) const {
+                           const char* replyType, DWORD otherwise) const {
   GError* error = nullptr;
   GVariant* reply = g_dbus_connection_call_sync(m_connection, kManagerName, path, interface, method, arguments,
                                                 G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
   if (reply == nullptr) {
-    SetLastError(ErrorOf(error, ERROR_INVALID_FUNCTION));
+    SetLastError(ErrorOf(error, otherwise));
     g_error_free(error);
   }
   return reply;
@@ -159,13 +146,11 @@ bool SystemdBus::ReadUnit(const std::string& path, UnitState& state) const {
   g_variant_unref(unit);
 
   // Only services have a main process and time-outs; other units read as none.
-  GError* error = nullptr;
-  GVariant* service = g_dbus_connection_call_sync(
-      m_connection, kManagerName, path.c_str(), kProperties, "GetAll",
-      g_variant_new("(s)", "org.freedesktop.systemd1.Service"), G_VARIANT_TYPE("(a{sv})"), G_DBUS_CALL_FLAGS_NONE, -1,
-      nullptr, &error);
+  const DWORD error = GetLastError();
+  GVariant* service = Call(path.c_str(), kProperties, "GetAll", g_variant_new("(s)", "org.freedesktop.systemd1.Service"),
+                           "(a{sv})");
   if (service == nullptr) {
-    g_error_free(error);
+    SetLastError(error);
     return true;
   }
   properties = g_variant_get_child_value(service, 0);
@@ -182,15 +167,9 @@ bool SystemdBus::ReadUnit(const std::string& path, UnitState& state) const {
 }
 
 std::string SystemdBus::QueueJob(const char* method, const std::string& unit) const {
-  GError* error = nullptr;
-  GVariant* reply = g_dbus_connection_call_sync(m_connection, kManagerName, kManagerPath, kManagerInterface, method,
-                                                g_variant_new("(ss)", unit.c_str(), "replace"), G_VARIANT_TYPE("(o)"),
-                                                G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
-  if (reply == nullptr) {
-    SetLastError(ErrorOf(error, ERROR_SERVICE_REQUEST_TIMEOUT));
-    g_error_free(error);
-    return {};
-  }
+  GVariant* reply = Call(kManagerPath, kManagerInterface, method, g_variant_new("(ss)", unit.c_str(), "replace"), "(o)",
+                         ERROR_SERVICE_REQUEST_TIMEOUT);
+  if (reply == nullptr) return {};
   const char* job = nullptr;
   g_variant_get(reply, "(&o)", &job);
   std::string result = job;
@@ -199,11 +178,11 @@ std::string SystemdBus::QueueJob(const char* method, const std::string& unit) co
 }
 
 void SystemdBus::Subscribe() {
-  if (m_subscribed) return;
-  // A second subscriber on the same connection is refused; either way the
-  // signals come.
+  if (m_subscribed.exchange(true)) return;
+  // A refusal costs only the signals: the waits read the unit's state as well.
+  const DWORD error = GetLastError();
   if (GVariant* reply = Call(kManagerPath, kManagerInterface, "Subscribe", nullptr, "()")) g_variant_unref(reply);
-  m_subscribed = true;
+  SetLastError(error);
 }
 
 UnitWatch::UnitWatch(std::shared_ptr<SystemdBus> bus, std::string unit, const std::string& path)

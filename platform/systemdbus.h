@@ -5,6 +5,7 @@
 
 #include <gio/gio.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -41,9 +42,10 @@ class SystemdBus {
 
   GDBusConnection* Connection() const { return m_connection; }
   // Calls `method` on the manager's object `path`; the reply (the caller unrefs
-  // it), or null with the last error set.
+  // it), or null with the last error set (`otherwise` for an error that has no
+  // closer code).
   GVariant* Call(const char* path, const char* interface, const char* method, GVariant* arguments,
-                 const char* replyType) const;
+                 const char* replyType, DWORD otherwise = ERROR_INVALID_FUNCTION) const;
   // The unit's object path (loading the unit), empty with the last error set.
   std::string LoadUnit(const std::string& unit) const;
   bool ReadUnit(const std::string& path, UnitState& state) const;
@@ -55,7 +57,7 @@ class SystemdBus {
 
  private:
   GDBusConnection* m_connection;
-  bool m_subscribed = false;
+  std::atomic<bool> m_subscribed{false};
 };
 
 // The signals about one unit, delivered to a context of the watch's own, so that
