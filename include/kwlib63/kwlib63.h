@@ -21,6 +21,7 @@
 #include <kwlib63/platform/atomicfile.h>
 #include <kwlib63/platform/clock.h>
 #include <kwlib63/platform/codepage.h>
+#include <kwlib63/platform/dde.h>
 #include <kwlib63/platform/debugoutput.h>
 #include <kwlib63/platform/event.h>
 #include <kwlib63/platform/fileapi.h>
@@ -90,6 +91,8 @@
 #include <kwlib63/units/taulaconv.h>
 #include <kwlib63/units/unitats.h>
 
+#include <kwlib63/system/conexiodde.h>
+#include <kwlib63/system/ddeinterface.h>
 #include <kwlib63/system/iteradorfitxers.h>
 #include <kwlib63/system/osversioninfo.h>
 #include <kwlib63/system/servicemanager.h>

@@ -1,0 +1,785 @@
+#include <kwlib63/platform/dde.h>
+
+#include <gio/gio.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <cwctype>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/messagequeue.h>
+
+#include "processchoice.h"
+
+namespace kwplat {
+namespace {
+
+constexpr char kPrefix[] = "org.kwlib63.dde.s";
+constexpr char kNamespace[] = "org.kwlib63.dde";
+constexpr char kPath[] = "/org/kwlib63/Dde";
+constexpr char kInterface[] = "org.kwlib63.Dde";
+constexpr int kConnectTimeout = 10000;
+
+constexpr char kIntrospection[] =
+    "<node><interface name='org.kwlib63.Dde'>"
+    "<method name='Connect'><arg type='s' direction='in'/><arg type='s' direction='in'/>"
+    "<arg type='u' direction='out'/></method>"
+    "<method name='Execute'><arg type='u' direction='in'/><arg type='ay' direction='in'/>"
+    "<arg type='u' direction='out'/></method>"
+    "<method name='Request'><arg type='u' direction='in'/><arg type='s' direction='in'/><arg type='u' direction='in'/>"
+    "<arg type='b' direction='out'/><arg type='ay' direction='out'/></method>"
+    "<method name='Poke'><arg type='u' direction='in'/><arg type='s' direction='in'/><arg type='u' direction='in'/>"
+    "<arg type='ay' direction='in'/><arg type='u' direction='out'/></method>"
+    "<method name='Disconnect'><arg type='u' direction='in'/></method>"
+    "</interface></node>";
+
+ProcessChoice g_bus("KWLIB63_DDE_BUS", "");
+
+struct Instance {
+  DWORD id = 0;
+  PFNCALLBACK callback = nullptr;
+  DWORD flags = 0;
+  GDBusConnection* bus = nullptr;
+  GMainContext* context = nullptr;  // the initialising thread's queue
+  std::string uniqueName;
+  guint object = 0;
+  guint registrations = 0;
+  std::vector<std::wstring> services;  // registered, folded
+  std::atomic<UINT> lastError{DMLERR_NO_ERROR};
+  DWORD nextTransaction = 0;
+
+  ~Instance() {
+    if (bus != nullptr) g_object_unref(bus);
+    if (context != nullptr) g_main_context_unref(context);
+  }
+};
+
+struct Atom {
+  std::wstring text;
+  int count = 0;
+};
+
+struct Data {
+  DWORD instance;
+  std::vector<BYTE> bytes;
+  UINT format;
+  HSZ item;
+  bool appOwned;
+};
+
+// A conversation, seen from the client (`remote` is the server's number for it)
+// or from the server.
+struct Conversation {
+  DWORD instance;
+  std::string peer;  // the other side's unique bus name
+  guint32 remote;
+  HSZ service;
+  HSZ topic;
+};
+
+// Every handle of the process, under one lock; handles are numbers that are
+// never reused, so a stale one finds nothing.
+std::mutex g_lock;
+std::map<DWORD, std::shared_ptr<Instance>> g_instances;
+std::map<std::uintptr_t, Atom> g_atoms;
+std::map<std::wstring, std::uintptr_t> g_atomsByText;  // folded text
+std::map<std::uintptr_t, Data> g_data;
+std::map<std::uintptr_t, Conversation> g_conversations;
+DWORD g_nextInstance = 0;
+std::uintptr_t g_nextHandle = 0xC000;
+
+std::wstring Folded(const std::wstring& text) {
+  std::wstring folded = text;
+  for (wchar_t& c : folded) c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+  return folded;
+}
+
+std::shared_ptr<Instance> FindInstance(DWORD id) {
+  std::lock_guard guard(g_lock);
+  const auto found = g_instances.find(id);
+  return found != g_instances.end() ? found->second : nullptr;
+}
+
+void SetError(DWORD instance, UINT error) {
+  if (std::shared_ptr<Instance> found = FindInstance(instance)) found->lastError = error;
+}
+
+std::uintptr_t Key(const void* handle) { return reinterpret_cast<std::uintptr_t>(handle); }
+
+HSZ AddAtom(const std::wstring& text) {
+  std::lock_guard guard(g_lock);
+  const std::wstring folded = Folded(text);
+  auto found = g_atomsByText.find(folded);
+  if (found == g_atomsByText.end()) {
+    found = g_atomsByText.emplace(folded, g_nextHandle++).first;
+    g_atoms[found->second].text = text;
+  }
+  ++g_atoms[found->second].count;
+  return reinterpret_cast<HSZ>(found->second);
+}
+
+bool ReleaseAtom(HSZ handle) {
+  std::lock_guard guard(g_lock);
+  const auto found = g_atoms.find(Key(handle));
+  if (found == g_atoms.end()) return false;
+  if (--found->second.count == 0) {
+    g_atomsByText.erase(Folded(found->second.text));
+    g_atoms.erase(found);
+  }
+  return true;
+}
+
+bool AtomText(HSZ handle, std::wstring& text) {
+  std::lock_guard guard(g_lock);
+  const auto found = g_atoms.find(Key(handle));
+  if (found == g_atoms.end()) return false;
+  text = found->second.text;
+  return true;
+}
+
+HDDEDATA NewData(DWORD instance, std::vector<BYTE> bytes, UINT format, HSZ item, bool appOwned) {
+  std::lock_guard guard(g_lock);
+  const std::uintptr_t key = g_nextHandle++;
+  g_data.emplace(key, Data{instance, std::move(bytes), format, item, appOwned});
+  return reinterpret_cast<HDDEDATA>(key);
+}
+
+bool DataBytes(HDDEDATA handle, std::vector<BYTE>& bytes, bool* appOwned = nullptr) {
+  std::lock_guard guard(g_lock);
+  const auto found = g_data.find(Key(handle));
+  if (found == g_data.end()) return false;
+  bytes = found->second.bytes;
+  if (appOwned != nullptr) *appOwned = found->second.appOwned;
+  return true;
+}
+
+HCONV NewConversation(Conversation conversation) {
+  std::lock_guard guard(g_lock);
+  const std::uintptr_t key = g_nextHandle++;
+  g_conversations.emplace(key, std::move(conversation));
+  return reinterpret_cast<HCONV>(key);
+}
+
+bool FindConversation(HCONV handle, Conversation& conversation) {
+  std::lock_guard guard(g_lock);
+  const auto found = g_conversations.find(Key(handle));
+  if (found == g_conversations.end()) return false;
+  conversation = found->second;
+  return true;
+}
+
+// Forgets a conversation and lets go of its names.
+void DropConversation(HCONV handle) {
+  Conversation conversation;
+  {
+    std::lock_guard guard(g_lock);
+    const auto found = g_conversations.find(Key(handle));
+    if (found == g_conversations.end()) return;
+    conversation = found->second;
+    g_conversations.erase(found);
+  }
+  ReleaseAtom(conversation.service);
+  ReleaseAtom(conversation.topic);
+}
+
+// The bus name of a service: see dde.h.
+std::string BusName(const std::wstring& service) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  std::string name = kPrefix;
+  for (unsigned char c : kwfw::WideToUtf8(Folded(service))) {
+    if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
+      name += static_cast<char>(c);
+    } else {
+      name += '_';
+      name += kHex[c >> 4];
+      name += kHex[c & 15];
+    }
+  }
+  return name;
+}
+
+// The service a bus name stands for; empty for a name that is not one.
+std::wstring ServiceOf(const std::string& name) {
+  if (name.rfind(kPrefix, 0) != 0) return {};
+  std::string bytes;
+  for (std::size_t i = sizeof kPrefix - 1; i < name.size(); ++i) {
+    if (name[i] == '_' && i + 2 < name.size()) {
+      bytes += static_cast<char>(std::strtol(name.substr(i + 1, 2).c_str(), nullptr, 16));
+      i += 2;
+    } else {
+      bytes += name[i];
+    }
+  }
+  return kwfw::Utf8ToWide(bytes);
+}
+
+GDBusInterfaceInfo* InterfaceInfo() {
+  static GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(kIntrospection, nullptr);
+  return node->interfaces[0];
+}
+
+// Calls a method and waits for its reply, pumping the instance's context
+// meanwhile: a server of the same thread answers from there.
+GVariant* CallAndWait(Instance& instance, const char* destination, const char* path, const char* interface,
+                      const char* method, GVariant* parameters, const char* replyType, int timeout,
+                      GError** error) {
+  struct Pending {
+    GVariant* reply = nullptr;
+    GError* error = nullptr;
+    std::atomic<bool> done{false};
+  } pending;
+  g_main_context_push_thread_default(instance.context);
+  g_dbus_connection_call(
+      instance.bus, destination, path, interface, method, parameters, G_VARIANT_TYPE(replyType),
+      G_DBUS_CALL_FLAGS_NONE, timeout, nullptr,
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        auto* p = static_cast<Pending*>(data);
+        p->reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &p->error);
+        p->done = true;
+      },
+      &pending);
+  g_main_context_pop_thread_default(instance.context);
+  while (!pending.done) g_main_context_iteration(instance.context, TRUE);
+  if (pending.error != nullptr) *error = pending.error;
+  return pending.reply;
+}
+
+// What a failed transaction leaves as the error.
+UINT TransactionError(const GError* error, UINT type) {
+  if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) ||
+      g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_TIMEOUT) ||
+      g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY)) {
+    return type == XTYP_REQUEST ? DMLERR_DATAACKTIMEOUT : type == XTYP_POKE ? DMLERR_POKEACKTIMEOUT
+                                                                             : DMLERR_EXECACKTIMEOUT;
+  }
+  if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
+      g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER) ||
+      g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_OBJECT) ||
+      g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_DISCONNECTED) ||
+      g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CLOSED)) {
+    return DMLERR_SERVER_DIED;
+  }
+  return DMLERR_SYS_ERROR;
+}
+
+GVariant* Bytes(const std::vector<BYTE>& bytes) {
+  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1);
+}
+
+std::vector<BYTE> BytesOf(GVariant* array) {
+  gsize size = 0;
+  const auto* data = static_cast<const BYTE*>(g_variant_get_fixed_array(array, &size, 1));
+  return std::vector<BYTE>(data, data + size);
+}
+
+// What an execute, request or poke reply means: the data or flags handle to
+// return, or null with the instance's error set.
+HDDEDATA Outcome(Instance& instance, UINT type, UINT format, HSZ item, GVariant* reply, const GError* error,
+                 DWORD* flagsOut) {
+  if (reply == nullptr) {
+    instance.lastError = TransactionError(error, type);
+    return nullptr;
+  }
+  if (type == XTYP_REQUEST) {
+    gboolean ok = FALSE;
+    GVariant* array = nullptr;
+    g_variant_get(reply, "(b@ay)", &ok, &array);
+    std::vector<BYTE> bytes = BytesOf(array);
+    g_variant_unref(array);
+    if (!ok) {
+      instance.lastError = DMLERR_NOTPROCESSED;
+      return nullptr;
+    }
+    return NewData(instance.id, std::move(bytes), format, item, false);
+  }
+  guint32 flags = 0;
+  g_variant_get(reply, "(u)", &flags);
+  if (flagsOut != nullptr) *flagsOut = flags;
+  if ((flags & DDE_FACK) == 0) {
+    instance.lastError = (flags & DDE_FBUSY) != 0 ? DMLERR_BUSY : DMLERR_NOTPROCESSED;
+    return nullptr;
+  }
+  return reinterpret_cast<HDDEDATA>(static_cast<std::uintptr_t>(TRUE));
+}
+
+// The server's side of the methods, run in the instance's context.
+void OnMethod(GDBusConnection*, const gchar* sender, const gchar*, const gchar*, const gchar* method,
+              GVariant* parameters, GDBusMethodInvocation* invocation, gpointer user) {
+  const std::shared_ptr<Instance> instance = FindInstance(GPOINTER_TO_UINT(user));
+  if (instance == nullptr) {
+    g_dbus_method_invocation_return_dbus_error(invocation, "org.kwlib63.Dde.Error.Gone", "the instance has ended");
+    return;
+  }
+  const PFNCALLBACK callback = instance->callback;
+  if (std::strcmp(method, "Connect") == 0) {
+    const char* service = nullptr;
+    const char* topic = nullptr;
+    g_variant_get(parameters, "(&s&s)", &service, &topic);
+    const std::wstring wideService = kwfw::Utf8ToWide(service);
+    guint32 number = 0;
+    bool offered = false;
+    for (const std::wstring& s : instance->services) offered = offered || s == Folded(wideService);
+    if (offered && (instance->flags & APPCMD_CLIENTONLY) == 0) {
+      HSZ hszTopic = AddAtom(kwfw::Utf8ToWide(topic));
+      HSZ hszService = AddAtom(wideService);
+      if (callback(XTYP_CONNECT, 0, nullptr, hszTopic, hszService, nullptr, 0, 0) != nullptr) {
+        HCONV conversation = NewConversation({instance->id, sender, 0, hszService, hszTopic});
+        number = static_cast<guint32>(Key(conversation));
+        if ((instance->flags & CBF_SKIP_CONNECT_CONFIRMS) == 0) {
+          callback(XTYP_CONNECT_CONFIRM, 0, conversation, hszTopic, hszService, nullptr, 0, 0);
+        }
+      } else {
+        ReleaseAtom(hszTopic);
+        ReleaseAtom(hszService);
+      }
+    }
+    g_dbus_method_invocation_return_value(invocation, g_variant_new("(u)", number));
+    return;
+  }
+  guint32 number = 0;
+  g_variant_get_child(parameters, 0, "u", &number);
+  const auto conversationHandle = reinterpret_cast<HCONV>(static_cast<std::uintptr_t>(number));
+  Conversation conversation;
+  const bool known = FindConversation(conversationHandle, conversation) && conversation.instance == instance->id &&
+                     conversation.peer == sender;
+  if (std::strcmp(method, "Disconnect") == 0) {
+    if (known && (instance->flags & CBF_SKIP_DISCONNECTS) == 0) {
+      callback(XTYP_DISCONNECT, 0, conversationHandle, nullptr, nullptr, nullptr, 0, 0);
+    }
+    if (known) DropConversation(conversationHandle);
+    g_dbus_method_invocation_return_value(invocation, nullptr);
+    return;
+  }
+  if (std::strcmp(method, "Execute") == 0 || std::strcmp(method, "Poke") == 0) {
+    const bool poke = method[0] == 'P';
+    const char* item = "";
+    guint32 format = 0;
+    GVariant* array = nullptr;
+    if (poke) {
+      g_variant_get(parameters, "(u&su@ay)", &number, &item, &format, &array);
+    } else {
+      g_variant_get(parameters, "(u@ay)", &number, &array);
+    }
+    guint32 flags = DDE_FNOTPROCESSED;
+    if (known) {
+      HSZ hszItem = poke ? AddAtom(kwfw::Utf8ToWide(item)) : nullptr;
+      HDDEDATA data = NewData(instance->id, BytesOf(array), format, hszItem, false);
+      const HDDEDATA result =
+          callback(poke ? XTYP_POKE : XTYP_EXECUTE, format, conversationHandle, conversation.topic, hszItem, data, 0, 0);
+      flags = static_cast<guint32>(Key(result));
+      DdeFreeDataHandle(data);
+      if (hszItem != nullptr) ReleaseAtom(hszItem);
+    }
+    g_variant_unref(array);
+    g_dbus_method_invocation_return_value(invocation, g_variant_new("(u)", flags));
+    return;
+  }
+  // Request.
+  const char* item = nullptr;
+  guint32 format = 0;
+  g_variant_get(parameters, "(u&su)", &number, &item, &format);
+  std::vector<BYTE> bytes;
+  bool answered = false;
+  if (known) {
+    HSZ hszItem = AddAtom(kwfw::Utf8ToWide(item));
+    const HDDEDATA result = callback(XTYP_REQUEST, format, conversationHandle, conversation.topic, hszItem, nullptr, 0, 0);
+    bool appOwned = false;
+    answered = result != nullptr && DataBytes(result, bytes, &appOwned);
+    // The data goes to the client; the handle is the library's to free unless
+    // the application keeps it.
+    if (answered && !appOwned) DdeFreeDataHandle(result);
+    ReleaseAtom(hszItem);
+  }
+  g_dbus_method_invocation_return_value(invocation, g_variant_new("(b@ay)", answered, Bytes(bytes)));
+}
+
+// Registrations and withdrawals of other instances' services.
+void OnNameOwnerChanged(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                        GVariant* parameters, gpointer user) {
+  const std::shared_ptr<Instance> instance = FindInstance(GPOINTER_TO_UINT(user));
+  if (instance == nullptr) return;
+  const char* name = nullptr;
+  const char* before = nullptr;
+  const char* after = nullptr;
+  g_variant_get(parameters, "(&s&s&s)", &name, &before, &after);
+  const std::wstring service = ServiceOf(name);
+  if (service.empty()) return;
+  const bool registered = *before == '\0' && *after != '\0';
+  const bool withdrawn = *before != '\0' && *after == '\0';
+  const std::string owner = registered ? after : before;
+  if (owner == instance->uniqueName) return;
+  if ((registered && (instance->flags & CBF_SKIP_REGISTRATIONS) == 0) ||
+      (withdrawn && (instance->flags & CBF_SKIP_UNREGISTRATIONS) == 0)) {
+    HSZ hszService = AddAtom(service);
+    HSZ hszInstance = AddAtom(service + L"(" + kwfw::Utf8ToWide(owner) + L")");
+    instance->callback(registered ? XTYP_REGISTER : XTYP_UNREGISTER, 0, nullptr, hszService, hszInstance, nullptr, 0,
+                       0);
+    ReleaseAtom(hszService);
+    ReleaseAtom(hszInstance);
+  }
+}
+
+GDBusConnection* ConnectBus() {
+  GError* error = nullptr;
+  std::string address = g_bus.Get();
+  if (address.empty()) {
+    gchar* session = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, &error);
+    if (session == nullptr) {
+      g_error_free(error);
+      return nullptr;
+    }
+    address = session;
+    g_free(session);
+  }
+  GDBusConnection* bus = g_dbus_connection_new_for_address_sync(
+      address.c_str(),
+      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+      nullptr, nullptr, &error);
+  if (bus == nullptr) g_error_free(error);
+  return bus;
+}
+
+// Asks for or gives up a service's bus name; false on the bus's refusal.
+bool Name(Instance& instance, const char* method, const std::string& name) {
+  GError* error = nullptr;
+  GVariant* parameters = std::strcmp(method, "RequestName") == 0 ? g_variant_new("(su)", name.c_str(), 0u)
+                                                                   : g_variant_new("(s)", name.c_str());
+  GVariant* reply = CallAndWait(instance, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                method, parameters, "(u)", kConnectTimeout, &error);
+  if (reply == nullptr) {
+    g_error_free(error);
+    return false;
+  }
+  g_variant_unref(reply);
+  return true;
+}
+
+}  // namespace
+
+UINT DdeInitializeW(LPDWORD id, PFNCALLBACK callback, DWORD flags, DWORD) {
+  if (id == nullptr || callback == nullptr) return DMLERR_INVALIDPARAMETER;
+  if (*id != 0) {
+    const std::shared_ptr<Instance> existing = FindInstance(*id);
+    if (existing == nullptr) return DMLERR_INVALIDPARAMETER;
+    existing->callback = callback;
+    existing->flags = flags;
+    return DMLERR_NO_ERROR;
+  }
+  auto instance = std::make_shared<Instance>();
+  instance->callback = callback;
+  instance->flags = flags;
+  instance->bus = ConnectBus();
+  if (instance->bus == nullptr) return DMLERR_SYS_ERROR;
+  instance->uniqueName = g_dbus_connection_get_unique_name(instance->bus);
+  instance->context = g_main_context_ref(static_cast<GMainContext*>(GetThreadMainContext()));
+  {
+    std::lock_guard guard(g_lock);
+    instance->id = ++g_nextInstance;
+    g_instances[instance->id] = instance;
+  }
+  // Method calls and signals are delivered to the thread-default context of the
+  // moment they are asked for.
+  g_main_context_push_thread_default(instance->context);
+  static const GDBusInterfaceVTable vtable = {OnMethod, nullptr, nullptr, {}};
+  instance->object = g_dbus_connection_register_object(instance->bus, kPath, InterfaceInfo(), &vtable,
+                                                       GUINT_TO_POINTER(instance->id), nullptr, nullptr);
+  if ((flags & (CBF_SKIP_REGISTRATIONS | CBF_SKIP_UNREGISTRATIONS)) !=
+      (CBF_SKIP_REGISTRATIONS | CBF_SKIP_UNREGISTRATIONS)) {
+    instance->registrations = g_dbus_connection_signal_subscribe(
+        instance->bus, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged", "/org/freedesktop/DBus",
+        kNamespace, G_DBUS_SIGNAL_FLAGS_MATCH_ARG0_NAMESPACE, OnNameOwnerChanged, GUINT_TO_POINTER(instance->id),
+        nullptr);
+  }
+  g_main_context_pop_thread_default(instance->context);
+  *id = instance->id;
+  return DMLERR_NO_ERROR;
+}
+
+BOOL DdeUninitialize(DWORD id) {
+  const std::shared_ptr<Instance> instance = FindInstance(id);
+  if (instance == nullptr) return FALSE;
+  // Whatever was sent, asynchronous transactions included, reaches its server.
+  g_dbus_connection_flush_sync(instance->bus, nullptr, nullptr);
+  std::vector<HCONV> conversations;
+  std::vector<std::uintptr_t> data;
+  {
+    std::lock_guard guard(g_lock);
+    for (const auto& [key, conversation] : g_conversations) {
+      if (conversation.instance == id) conversations.push_back(reinterpret_cast<HCONV>(key));
+    }
+    for (const auto& [key, item] : g_data) {
+      if (item.instance == id) data.push_back(key);
+    }
+    for (std::uintptr_t key : data) g_data.erase(key);
+    g_instances.erase(id);
+  }
+  for (HCONV conversation : conversations) DropConversation(conversation);
+  if (instance->registrations != 0) g_dbus_connection_signal_unsubscribe(instance->bus, instance->registrations);
+  if (instance->object != 0) g_dbus_connection_unregister_object(instance->bus, instance->object);
+  g_dbus_connection_close_sync(instance->bus, nullptr, nullptr);
+  return TRUE;
+}
+
+UINT DdeGetLastError(DWORD id) {
+  const std::shared_ptr<Instance> instance = FindInstance(id);
+  return instance != nullptr ? instance->lastError.exchange(DMLERR_NO_ERROR) : DMLERR_DLL_NOT_INITIALIZED;
+}
+
+HSZ DdeCreateStringHandleW(DWORD id, LPCWSTR text, int codePage) {
+  if (FindInstance(id) == nullptr) return nullptr;
+  if (text == nullptr || (codePage != 0 && codePage != CP_WINANSI && codePage != CP_WINUNICODE)) {
+    SetError(id, DMLERR_INVALIDPARAMETER);
+    return nullptr;
+  }
+  // As in DDE, an empty text has no handle.
+  return *text == L'\0' ? nullptr : AddAtom(text);
+}
+
+BOOL DdeFreeStringHandle(DWORD id, HSZ handle) {
+  if (FindInstance(id) == nullptr) return FALSE;
+  return ReleaseAtom(handle) ? TRUE : FALSE;
+}
+
+BOOL DdeKeepStringHandle(DWORD id, HSZ handle) {
+  std::wstring text;
+  if (FindInstance(id) == nullptr || !AtomText(handle, text)) return FALSE;
+  AddAtom(text);
+  return TRUE;
+}
+
+DWORD DdeQueryStringW(DWORD id, HSZ handle, LPWSTR text, DWORD size, int) {
+  std::wstring value;
+  if (FindInstance(id) == nullptr || !AtomText(handle, value)) return 0;
+  if (text != nullptr && size > 0) {
+    const std::size_t n = std::min<std::size_t>(value.size(), size - 1);
+    std::wmemcpy(text, value.c_str(), n);
+    text[n] = L'\0';
+  }
+  return static_cast<DWORD>(value.size());
+}
+
+int DdeCmpStringHandles(HSZ a, HSZ b) { return Key(a) < Key(b) ? -1 : Key(a) > Key(b) ? 1 : 0; }
+
+HDDEDATA DdeNameService(DWORD id, HSZ service, HSZ, UINT command) {
+  const std::shared_ptr<Instance> instance = FindInstance(id);
+  if (instance == nullptr) return nullptr;
+  const auto fail = [&instance](UINT error) {
+    instance->lastError = error;
+    return nullptr;
+  };
+  const HDDEDATA done = reinterpret_cast<HDDEDATA>(static_cast<std::uintptr_t>(TRUE));
+  if ((command & (DNS_FILTERON | DNS_FILTEROFF)) != 0 && (command & (DNS_REGISTER | DNS_UNREGISTER)) == 0) return done;
+  if ((instance->flags & APPCMD_CLIENTONLY) != 0) return fail(DMLERR_DLL_USAGE);
+  std::wstring text;
+  if ((command & DNS_REGISTER) != 0) {
+    if (!AtomText(service, text)) return fail(DMLERR_INVALIDPARAMETER);
+    // A name another server holds is queued for: it passes to us when that one leaves.
+    if (!Name(*instance, "RequestName", BusName(text))) return fail(DMLERR_SYS_ERROR);
+    instance->services.push_back(Folded(text));
+    return done;
+  }
+  if ((command & DNS_UNREGISTER) == 0) return fail(DMLERR_INVALIDPARAMETER);
+  if (service != nullptr && !AtomText(service, text)) return fail(DMLERR_INVALIDPARAMETER);
+  std::vector<std::wstring> kept;
+  for (const std::wstring& registered : instance->services) {
+    if (service == nullptr || registered == Folded(text)) {
+      Name(*instance, "ReleaseName", BusName(registered));
+    } else {
+      kept.push_back(registered);
+    }
+  }
+  instance->services = kept;
+  return done;
+}
+
+HCONV DdeConnect(DWORD id, HSZ service, HSZ topic, CONVCONTEXT*) {
+  const std::shared_ptr<Instance> instance = FindInstance(id);
+  if (instance == nullptr) return nullptr;
+  std::wstring serviceText, topicText;
+  if (!AtomText(service, serviceText) || !AtomText(topic, topicText)) {
+    instance->lastError = DMLERR_INVALIDPARAMETER;
+    return nullptr;
+  }
+  // The conversation is with the server that owns the name now.
+  GError* error = nullptr;
+  GVariant* owner = CallAndWait(*instance, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                "GetNameOwner", g_variant_new("(s)", BusName(serviceText).c_str()), "(s)",
+                                kConnectTimeout, &error);
+  GVariant* reply = nullptr;
+  std::string peer;
+  if (owner != nullptr) {
+    const char* name = nullptr;
+    g_variant_get(owner, "(&s)", &name);
+    peer = name;
+    g_variant_unref(owner);
+    reply = CallAndWait(*instance, peer.c_str(), kPath, kInterface, "Connect",
+                        g_variant_new("(ss)", kwfw::WideToUtf8(serviceText).c_str(),
+                                      kwfw::WideToUtf8(topicText).c_str()),
+                        "(u)", kConnectTimeout, &error);
+  }
+  guint32 remote = 0;
+  if (reply != nullptr) {
+    g_variant_get(reply, "(u)", &remote);
+    g_variant_unref(reply);
+  }
+  if (error != nullptr) g_error_free(error);
+  if (remote == 0) {
+    instance->lastError = DMLERR_NO_CONV_ESTABLISHED;
+    return nullptr;
+  }
+  DdeKeepStringHandle(id, service);
+  DdeKeepStringHandle(id, topic);
+  return NewConversation({id, peer, remote, service, topic});
+}
+
+BOOL DdeDisconnect(HCONV handle) {
+  Conversation conversation;
+  if (!FindConversation(handle, conversation)) return FALSE;
+  if (const std::shared_ptr<Instance> instance = FindInstance(conversation.instance); instance && conversation.remote) {
+    // The server hears of it; nothing waits for its answer.
+    g_dbus_connection_call(instance->bus, conversation.peer.c_str(), kPath, kInterface, "Disconnect",
+                           g_variant_new("(u)", conversation.remote), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
+                           nullptr, nullptr);
+  }
+  DropConversation(handle);
+  return TRUE;
+}
+
+HDDEDATA DdeClientTransaction(LPBYTE data, DWORD size, HCONV handle, HSZ item, UINT format, UINT type, DWORD timeout,
+                              LPDWORD result) {
+  Conversation conversation;
+  if (!FindConversation(handle, conversation) || conversation.remote == 0) return nullptr;
+  const std::shared_ptr<Instance> instance = FindInstance(conversation.instance);
+  if (instance == nullptr) return nullptr;
+  std::vector<BYTE> bytes;
+  if (size == static_cast<DWORD>(-1)) {
+    if (!DataBytes(reinterpret_cast<HDDEDATA>(data), bytes)) {
+      instance->lastError = DMLERR_INVALIDPARAMETER;
+      return nullptr;
+    }
+  } else if (data != nullptr) {
+    bytes.assign(data, data + size);
+  }
+  std::wstring itemText;
+  if (type != XTYP_EXECUTE && !AtomText(item, itemText)) {
+    instance->lastError = DMLERR_INVALIDPARAMETER;
+    return nullptr;
+  }
+  const std::string itemName = kwfw::WideToUtf8(itemText);
+  GVariant* parameters = nullptr;
+  const char* method = nullptr;
+  const char* replyType = "(u)";
+  switch (type) {
+    case XTYP_EXECUTE:
+      method = "Execute";
+      parameters = g_variant_new("(u@ay)", conversation.remote, Bytes(bytes));
+      break;
+    case XTYP_POKE:
+      method = "Poke";
+      parameters = g_variant_new("(usu@ay)", conversation.remote, itemName.c_str(), format, Bytes(bytes));
+      break;
+    case XTYP_REQUEST:
+      method = "Request";
+      replyType = "(bay)";
+      parameters = g_variant_new("(usu)", conversation.remote, itemName.c_str(), format);
+      break;
+    default:
+      instance->lastError = DMLERR_INVALIDPARAMETER;
+      return nullptr;
+  }
+  if (timeout == 0) {
+    g_variant_unref(g_variant_ref_sink(parameters));
+    instance->lastError = DMLERR_INVALIDPARAMETER;
+    return nullptr;
+  }
+  if (timeout == TIMEOUT_ASYNC) {
+    struct Transaction {
+      DWORD instance;
+      HCONV conversation;
+      HSZ topic;
+      HSZ item;
+      UINT type;
+      UINT format;
+      DWORD id;
+    };
+    auto* transaction = new Transaction{instance->id, handle, conversation.topic, item, type, format,
+                                        ++instance->nextTransaction};
+    if (result != nullptr) *result = transaction->id;
+    g_main_context_push_thread_default(instance->context);
+    g_dbus_connection_call(
+        instance->bus, conversation.peer.c_str(), kPath, kInterface, method, parameters, G_VARIANT_TYPE(replyType),
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
+        [](GObject* source, GAsyncResult* outcome, gpointer pending) {
+          std::unique_ptr<Transaction> t(static_cast<Transaction*>(pending));
+          GError* error = nullptr;
+          GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), outcome, &error);
+          if (const std::shared_ptr<Instance> owner = FindInstance(t->instance)) {
+            DWORD flags = 0;
+            const HDDEDATA answer = Outcome(*owner, t->type, t->format, t->item, reply, error, &flags);
+            owner->callback(XTYP_XACT_COMPLETE, t->format, t->conversation, t->topic, t->item, answer, t->id, flags);
+          }
+          if (reply != nullptr) g_variant_unref(reply);
+          if (error != nullptr) g_error_free(error);
+        },
+        transaction);
+    g_main_context_pop_thread_default(instance->context);
+    return reinterpret_cast<HDDEDATA>(static_cast<std::uintptr_t>(TRUE));
+  }
+  GError* error = nullptr;
+  GVariant* reply = CallAndWait(*instance, conversation.peer.c_str(), kPath, kInterface, method, parameters, replyType,
+                                static_cast<int>(std::min<DWORD>(timeout, G_MAXINT)), &error);
+  DWORD flags = 0;
+  const HDDEDATA answer = Outcome(*instance, type, format, item, reply, error, &flags);
+  if (result != nullptr) *result = flags;
+  if (reply != nullptr) g_variant_unref(reply);
+  if (error != nullptr) g_error_free(error);
+  return answer;
+}
+
+HDDEDATA DdeCreateDataHandle(DWORD id, LPBYTE source, DWORD size, DWORD offset, HSZ item, UINT format, UINT command) {
+  if (FindInstance(id) == nullptr) return nullptr;
+  std::vector<BYTE> bytes(static_cast<std::size_t>(offset) + size);
+  if (source != nullptr) std::memcpy(bytes.data() + offset, source, size);
+  return NewData(id, std::move(bytes), format, item, (command & HDATA_APPOWNED) != 0);
+}
+
+DWORD DdeGetData(HDDEDATA handle, LPBYTE destination, DWORD size, DWORD offset) {
+  std::vector<BYTE> bytes;
+  if (!DataBytes(handle, bytes) || offset > bytes.size()) return 0;
+  const std::size_t available = bytes.size() - offset;
+  if (destination == nullptr) return static_cast<DWORD>(available);
+  const std::size_t n = std::min<std::size_t>(available, size);
+  std::memcpy(destination, bytes.data() + offset, n);
+  return static_cast<DWORD>(n);
+}
+
+LPBYTE DdeAccessData(HDDEDATA handle, LPDWORD size) {
+  std::lock_guard guard(g_lock);
+  const auto found = g_data.find(Key(handle));
+  if (found == g_data.end()) return nullptr;
+  if (size != nullptr) *size = static_cast<DWORD>(found->second.bytes.size());
+  // The bytes stay where they are until the handle is freed.
+  return found->second.bytes.data();
+}
+
+BOOL DdeUnaccessData(HDDEDATA handle) {
+  std::lock_guard guard(g_lock);
+  return g_data.count(Key(handle)) != 0 ? TRUE : FALSE;
+}
+
+BOOL DdeFreeDataHandle(HDDEDATA handle) {
+  std::lock_guard guard(g_lock);
+  return g_data.erase(Key(handle)) != 0 ? TRUE : FALSE;
+}
+
+}  // namespace kwplat
+
+void DdeSetBusAddress(LPCWSTR address) { kwplat::g_bus.Set(address); }
