@@ -13,7 +13,33 @@ std::mutex g_mapLock;            // guards g_permanentMap
 std::map<HWND, CWnd*> g_permanentMap;
 }  // namespace
 
-CWnd::~CWnd() { Detach(); }
+CWnd::~CWnd() {
+  if (m_parent != nullptr) std::erase(m_parent->m_controls, this);
+  for (CWnd* control : m_controls) control->m_parent = nullptr;
+  Detach();
+}
+
+BOOL CWnd::CreateControl(CWnd* parent, int id) {
+  if (m_parent != nullptr || m_id != 0) return FALSE;
+  if (m_hWnd == nullptr && !Attach(reinterpret_cast<HWND>(this))) return FALSE;
+  m_id = id;
+  m_parent = parent;
+  if (parent != nullptr) parent->m_controls.push_back(this);
+  return TRUE;
+}
+
+CWnd* CWnd::GetDlgItem(int id) const {
+  for (CWnd* control : m_controls) {
+    if (control->m_id == id) return control;
+  }
+  return nullptr;
+}
+
+void CWnd::SetWindowTextW(const wchar_t* text) { m_text = text != nullptr ? text : L""; }
+
+void CWnd::GetWindowTextW(CString& text) const { text = m_text; }
+
+LRESULT CWnd::SendMessage(UINT, WPARAM, LPARAM) { return 0; }
 
 KW_NULL_TOLERANT HWND CWnd::GetSafeHwnd() const { return kwfw::IsNullObject(this) ? nullptr : m_hWnd; }
 

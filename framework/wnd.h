@@ -2,11 +2,18 @@
 // program's toolkit, known by an opaque HWND that a toolkit adapter gives it.
 // CFrameWnd marks a main frame window.
 //
+// A window also keeps its text, its control id and its parent's list of
+// controls, so that dialog code (data exchange, owner drawing) works on models of
+// controls; an adapter mirrors them on a real toolkit.
+//
 // The placement members keep the placement in the object, so that library code
 // can save and restore it without a toolkit; an adapter for a real window
 // overrides them to read and move that window.
 #pragma once
 
+#include <vector>
+
+#include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/object.h>
 #include <kwlib63/framework/wintypes.h>
 
@@ -36,9 +43,26 @@ class CWnd : public CObject {
   // Non-zero while the window is minimised.
   virtual BOOL IsIconic() const;
 
+  // Makes the object control `id` of `parent` (null: a window of its own), with a
+  // handle of its own when it has none; FALSE when it is a control already.
+  BOOL CreateControl(CWnd* parent, int id);
+  CWnd* GetParent() const { return m_parent; }
+  int GetDlgCtrlID() const { return m_id; }
+  // The control `id` among this window's controls, or null.
+  CWnd* GetDlgItem(int id) const;
+
+  virtual void SetWindowTextW(const wchar_t* text);
+  virtual void GetWindowTextW(CString& text) const;
+  // A message to the window; a model answers those of its kind, else 0.
+  virtual LRESULT SendMessage(UINT message, WPARAM wParam = 0, LPARAM lParam = 0);
+
   HWND m_hWnd = nullptr;
 
  private:
+  CWnd* m_parent = nullptr;
+  int m_id = 0;
+  std::vector<CWnd*> m_controls;
+  CString m_text;
   WINDOWPLACEMENT m_placement{sizeof(WINDOWPLACEMENT), 0, SW_SHOWNORMAL, {-1, -1}, {-1, -1}, {0, 0, 0, 0}};
 };
 

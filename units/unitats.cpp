@@ -10,6 +10,8 @@
 #include <string>
 
 #include <kwlib63/core/loadstring.h>
+#include <kwlib63/framework/dataexchange.h>
+#include <kwlib63/framework/menu.h>
 #include <kwlib63/platform/locale.h>
 #include <kwlib63/res/resource.h>
 #include <kwlib63/settings/carpetaregistry.h>
@@ -26,14 +28,18 @@ struct Unitat {
   UINT nom;
   UINT abreviatura;
   int decimals;
+  UINT menu;
 };
 
 constexpr Unitat kUnitats[kNombreUnitats] = {
-    {IDS_UNITAT_MM, IDS_UNITAT_MM_ABREV, 1}, {IDS_UNITAT_CM, IDS_UNITAT_CM_ABREV, 2},
-    {IDS_UNITAT_IN, IDS_UNITAT_IN_ABREV, 3}, {IDS_UNITAT_FT, IDS_UNITAT_FT_ABREV, 3},
-    {IDS_UNITAT_M, IDS_UNITAT_M_ABREV, 2},   {IDS_UNITAT_PT, IDS_UNITAT_PT_ABREV, 1},
-    {IDS_UNITAT_YD, IDS_UNITAT_YD_ABREV, 2},
+    {IDS_UNITAT_MM, IDS_UNITAT_MM_ABREV, 1, IDS_UNITAT_MM_MENU}, {IDS_UNITAT_CM, IDS_UNITAT_CM_ABREV, 2, IDS_UNITAT_CM_MENU},
+    {IDS_UNITAT_IN, IDS_UNITAT_IN_ABREV, 3, IDS_UNITAT_IN_MENU}, {IDS_UNITAT_FT, IDS_UNITAT_FT_ABREV, 3, IDS_UNITAT_FT_MENU},
+    {IDS_UNITAT_M, IDS_UNITAT_M_ABREV, 2, IDS_UNITAT_M_MENU},    {IDS_UNITAT_PT, IDS_UNITAT_PT_ABREV, 1, IDS_UNITAT_PT_MENU},
+    {IDS_UNITAT_YD, IDS_UNITAT_YD_ABREV, 2, IDS_UNITAT_YD_MENU},
 };
+
+// A unit's menu command is this plus the unit.
+constexpr UINT kPrimeraOrdreUnitats = 11310;
 
 bool EsUnitat(int unitats) { return static_cast<unsigned>(unitats) < kNombreUnitats; }
 
@@ -255,4 +261,31 @@ double spinUnit(double valor, int bUp, TipusUnitats unitats, TipusIncrement incr
   const long long fila = std::clamp(static_cast<long long>(increment) - nivellBase, 0LL, 7LL);
   const double pas = kPassos[fila][unitats];
   return bUp ? valor + pas : valor - pas;
+}
+
+CMenu* unitsMenu(CMenu* menu, int bCheckActive) {
+  if (menu == nullptr) {
+    menu = new CMenu;
+    menu->CreatePopupMenu();
+  }
+  // The metric units, then the imperial ones, then points.
+  for (int unitat : {UNITATS_MM, UNITATS_CM, UNITATS_METRES, UNITATS_POLZADES, UNITATS_PEUS, UNITATS_IARDES,
+                     UNITATS_PUNTS}) {
+    menu->AppendMenuW(MF_STRING, kPrimeraOrdreUnitats + unitat, AfxLoadString(kUnitats[unitat].menu));
+  }
+  const TipusUnitats actives = AfxGetUnitatsActives();
+  if (bCheckActive && EsUnitat(actives)) menu->CheckMenuItem(kPrimeraOrdreUnitats + actives, MF_BYCOMMAND | MF_CHECKED);
+  return menu;
+}
+
+void DDX_Unitats(CDataExchange* pDX, int controlId, double& value) {
+  CWnd* edit = CWnd::FromHandle(pDX->PrepareEditCtrl(controlId));
+  if (edit == nullptr) return;
+  if (pDX->m_bSaveAndValidate) {
+    CString text;
+    edit->GetWindowTextW(text);
+    value = unit2eps(text, UNITATS_ACTIVES);
+  } else {
+    edit->SetWindowTextW(eps2unit(value, UNITATS_ACTIVES, 1, 0));
+  }
 }

@@ -7,6 +7,9 @@
 
 #include <kwlib63/framework/cstring.h>
 
+class CMenu;
+class CDataExchange;
+
 enum TipusUnitats : int {
   UNITATS_ACTIVES = -1,  // the active unit (when parsing: the one in the text, else the caller's)
   UNITATS_REP = -2,      // a number already in points ("rep" or "rp" in a text)
@@ -70,3 +73,13 @@ int unitUsarFraccions(TipusUnitats unitats);
 // `valor` one spin step up or down; the step depends on the unit and on the level
 // `increment - nivellBase` (clamped to 0..7). A unit outside 0..6 does not step.
 double spinUnit(double valor, int bUp, TipusUnitats unitats, TipusIncrement increment, int nivellBase);
+
+// Appends the seven units to `menu` (a new popup menu, the caller's to delete,
+// when null): Millimètres, Centimètres, Mètres, Pouces, Pieds, &Yards, Points,
+// with commands 11310 + the unit; with `bCheckActive`, the active unit checked.
+CMenu* unitsMenu(CMenu* menu, int bCheckActive);
+// Exchanges a length in points with the edit control `controlId`: saving reads
+// its text in the unit written in it, else the active one; loading shows the
+// value in the active unit with its abbreviation. Nothing is ever refused.
+void DDX_Unitats(CDataExchange* pDX, int controlId, double& value);
+

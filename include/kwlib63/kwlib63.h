@@ -5,11 +5,17 @@
 #include <kwlib63/utf8proc.h>
 
 #include <kwlib63/framework/array.h>
+#include <kwlib63/framework/controls.h>
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/ctime.h>
+#include <kwlib63/framework/dataexchange.h>
+#include <kwlib63/framework/dc.h>
 #include <kwlib63/framework/dumpcontext.h>
+#include <kwlib63/framework/gdi.h>
+#include <kwlib63/framework/gdiobject.h>
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/file.h>
+#include <kwlib63/framework/menu.h>
 #include <kwlib63/framework/modulestate.h>
 #include <kwlib63/framework/object.h>
 #include <kwlib63/framework/syncobject.h>
@@ -43,6 +49,7 @@
 #include <kwlib63/platform/security.h>
 #include <kwlib63/platform/service.h>
 #include <kwlib63/platform/shell.h>
+#include <kwlib63/platform/syscolor.h>
 #include <kwlib63/platform/sysmessage.h>
 #include <kwlib63/platform/versioninfo.h>
 #include <kwlib63/platform/xmlnode.h>
@@ -99,3 +106,5 @@
 #include <kwlib63/system/sharingmanager.h>
 
 #include <kwlib63/ui/appframe.h>
+#include <kwlib63/ui/dcattribselector.h>
+#include <kwlib63/ui/drawitemhelper.h>

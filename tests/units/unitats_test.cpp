@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <kwlib63/framework/dataexchange.h>
+#include <kwlib63/framework/menu.h>
 #include <kwlib63/settings/carpetaregistry.h>
 #include <kwlib63/units/unitats.h>
 
@@ -129,6 +131,44 @@ TEST_F(UnitatsTest, ActiveUnitKeptPerUser) {
   EXPECT_EQ(AfxGetUnitatsActives(), UNITATS_CM);
   unsetenv("LC_ALL");
   EXPECT_EQ(settings.TornaValorInt(L"Unitats", -9), UNITATS_ACTIVES);
+}
+
+TEST_F(UnitatsTest, MenuOfUnitsAndDialogExchange) {
+  CMenu* menu = unitsMenu(nullptr, 1);
+  ASSERT_EQ(menu->GetMenuItemCount(), 7);
+  const wchar_t* labels[] = {L"Millimètres", L"Centimètres", L"Mètres", L"Pouces", L"Pieds", L"&Yards", L"Points"};
+  const UINT commands[] = {11310, 11311, 11314, 11312, 11313, 11316, 11315};
+  for (int i = 0; i < 7; ++i) {
+    CString label;
+    menu->GetMenuStringW(i, label, MF_BYPOSITION);
+    EXPECT_EQ(label, labels[i]);
+    EXPECT_EQ(menu->GetMenuItemID(i), commands[i]);
+    // Centimetres are active.
+    EXPECT_EQ(menu->GetMenuState(i, MF_BYPOSITION) & MF_CHECKED, i == 1 ? MF_CHECKED : 0u) << i;
+  }
+  delete menu;
+  CMenu mine;
+  mine.CreatePopupMenu();
+  EXPECT_EQ(unitsMenu(&mine, 0), &mine);
+  EXPECT_EQ(mine.GetMenuState(11311, MF_BYCOMMAND) & MF_CHECKED, 0u);
+
+  CWnd dialog, edit;
+  edit.CreateControl(&dialog, 1001);
+  double value = 72;  // one inch
+  CDataExchange load(&dialog, FALSE);
+  DDX_Unitats(&load, 1001, value);
+  CString text;
+  edit.GetWindowTextW(text);
+  EXPECT_EQ(text, L"2.54 cm");
+  edit.SetWindowTextW(L"10 mm");
+  CDataExchange save(&dialog, TRUE);
+  DDX_Unitats(&save, 1001, value);
+  EXPECT_EQ(value, 10 * kMm);
+  edit.SetWindowTextW(L"3");
+  DDX_Unitats(&save, 1001, value);
+  EXPECT_EQ(value, 3 * kMm * 10);  // the active unit
+  DDX_Unitats(&save, 9999, value);  // no such control: nothing changes
+  EXPECT_EQ(value, 3 * kMm * 10);
 }
 
 }  // namespace
