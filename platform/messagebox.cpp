@@ -24,7 +24,7 @@ AFX_MSGBOX_HANDLER AfxSetMessageBoxHandler(AFX_MSGBOX_HANDLER handler, void* con
 
 namespace kwplat {
 
-int DefaultMessageBoxButton(UINT type) {
+int MessageBoxButtons(UINT type, int* buttons) {
   static const int kButtons[][3] = {
       {IDOK, 0, 0},                      // MB_OK
       {IDOK, IDCANCEL, 0},               // MB_OKCANCEL
@@ -35,11 +35,21 @@ int DefaultMessageBoxButton(UINT type) {
       {IDCANCEL, IDTRYAGAIN, IDCONTINUE} // MB_CANCELTRYCONTINUE
   };
   const UINT kind = type & MB_TYPEMASK;
-  if (kind >= std::size(kButtons)) return IDOK;
+  const int* row = kind < std::size(kButtons) ? kButtons[kind] : kButtons[0];
+  int count = 0;
+  while (count < 3 && row[count] != 0) {
+    buttons[count] = row[count];
+    ++count;
+  }
+  return count;
+}
+
+int DefaultMessageBoxButton(UINT type) {
+  int buttons[3];
+  const int count = MessageBoxButtons(type, buttons);
   const UINT which = (type & MB_DEFMASK) >> 8;
   // A default button beyond the box's buttons falls back to the first, as on Windows.
-  if (which >= 3 || kButtons[kind][which] == 0) return kButtons[kind][0];
-  return kButtons[kind][which];
+  return static_cast<int>(which) < count ? buttons[which] : buttons[0];
 }
 
 int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type) {

@@ -21,6 +21,9 @@ namespace kwplat {
 // A null text is shown empty, a null caption as "Error".
 int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type);
 
+// The buttons of a box of style `type`, in order, into `buttons` (room for three);
+// their count.
+int MessageBoxButtons(UINT type, int* buttons);
 // The button a box of style `type` answers when its default button is taken.
 int DefaultMessageBoxButton(UINT type);
 
