@@ -32,6 +32,14 @@ void SetColor(cairo_t* cr, COLORREF color) {
   cairo_set_source_rgb(cr, GetRValue(color) / 255.0, GetGValue(color) / 255.0, GetBValue(color) / 255.0);
 }
 
+void Fill(cairo_t* cr, const RECT& rect, COLORREF color) {
+  cairo_save(cr);
+  cairo_rectangle(cr, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
+  SetColor(cr, color);
+  cairo_fill(cr);
+  cairo_restore(cr);
+}
+
 // A raster operation as Cairo steps: an operator with the pen's colour, its
 // inverse, black or white. Inverting is a difference with white, so the bitwise
 // operations are exact where the pen's channels are 0 or 255.
@@ -205,12 +213,7 @@ void CDC::FillSolidRect(const RECT* rect, COLORREF color) {
 void CDC::FillRect(const RECT* rect, CBrush* brush) {
   if (m_cr == nullptr || rect == nullptr || brush == nullptr || brush->m_hObject == nullptr) return;
   const LOGBRUSH& data = kwfw::GdiDataOf(brush->m_hObject)->brush;
-  if (data.lbStyle == BS_NULL) return;
-  cairo_save(m_cr);
-  cairo_rectangle(m_cr, rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top);
-  SetColor(m_cr, data.lbColor);
-  cairo_fill(m_cr);
-  cairo_restore(m_cr);
+  if (data.lbStyle != BS_NULL) Fill(m_cr, *rect, data.lbColor);
 }
 
 PangoLayout* CDC::MakeLayout(const wchar_t* text, int count, bool prefixes) const {
@@ -262,13 +265,7 @@ PangoLayout* CDC::MakeLayout(const wchar_t* text, int count, bool prefixes) cons
 
 BOOL CDC::ExtTextOutW(int x, int y, UINT options, const RECT* rect, const wchar_t* text, UINT count, const int*) {
   if (m_cr == nullptr) return FALSE;
-  if ((options & ETO_OPAQUE) != 0 && rect != nullptr) {
-    cairo_save(m_cr);
-    cairo_rectangle(m_cr, rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top);
-    SetColor(m_cr, m_bkColor);
-    cairo_fill(m_cr);
-    cairo_restore(m_cr);
-  }
+  if ((options & ETO_OPAQUE) != 0 && rect != nullptr) Fill(m_cr, *rect, m_bkColor);
   if (text == nullptr || count == 0) return TRUE;
   PangoLayout* layout = MakeLayout(text, static_cast<int>(count), false);
   int width = 0, height = 0;
@@ -285,21 +282,8 @@ BOOL CDC::ExtTextOutW(int x, int y, UINT options, const RECT* rect, const wchar_
   } else if ((m_textAlign & TA_BOTTOM) != 0) {
     top = y - height;
   }
-  cairo_save(m_cr);
-  if ((options & ETO_CLIPPED) != 0 && rect != nullptr) {
-    cairo_rectangle(m_cr, rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top);
-    cairo_clip(m_cr);
-  }
-  if (m_bkMode == OPAQUE) {
-    cairo_rectangle(m_cr, left, top, width, height);
-    SetColor(m_cr, m_bkColor);
-    cairo_fill(m_cr);
-  }
-  SetColor(m_cr, m_textColor);
-  cairo_move_to(m_cr, left, top);
-  pango_cairo_show_layout(m_cr, layout);
-  cairo_restore(m_cr);
-  g_object_unref(layout);
+  ShowLayout(layout, left, top, {left, top, left + width, top + height},
+             (options & ETO_CLIPPED) != 0 ? rect : nullptr);
   return TRUE;
 }
 
@@ -337,22 +321,23 @@ int CDC::DrawTextW(const wchar_t* text, int count, RECT* rect, UINT format) {
   if (!bounded && (format & DT_RIGHT) != 0 && (format & DT_CENTER) == 0) left = rect->right - logical.width;
   if (single && (format & DT_VCENTER) != 0) top += (boxHeight - logical.height) / 2;
   if (single && (format & DT_BOTTOM) != 0) top = rect->bottom - logical.height;
+  const RECT box{left + logical.x, top + logical.y, left + logical.x + logical.width, top + logical.y + logical.height};
+  ShowLayout(layout, left, top, box, (format & DT_NOCLIP) == 0 ? rect : nullptr);
+  return logical.height;
+}
+
+void CDC::ShowLayout(PangoLayout* layout, int left, int top, const RECT& box, const RECT* clip) {
   cairo_save(m_cr);
-  if ((format & DT_NOCLIP) == 0) {
-    cairo_rectangle(m_cr, rect->left, rect->top, boxWidth, boxHeight);
+  if (clip != nullptr) {
+    cairo_rectangle(m_cr, clip->left, clip->top, clip->right - clip->left, clip->bottom - clip->top);
     cairo_clip(m_cr);
   }
-  if (m_bkMode == OPAQUE) {
-    cairo_rectangle(m_cr, left + logical.x, top + logical.y, logical.width, logical.height);
-    SetColor(m_cr, m_bkColor);
-    cairo_fill(m_cr);
-  }
+  if (m_bkMode == OPAQUE) Fill(m_cr, box, m_bkColor);
   SetColor(m_cr, m_textColor);
   cairo_move_to(m_cr, left, top);
   pango_cairo_show_layout(m_cr, layout);
   cairo_restore(m_cr);
   g_object_unref(layout);
-  return logical.height;
 }
 
 void CDC::DrawFocusRect(const RECT* rect) {

@@ -79,6 +79,9 @@ class CDC : public CObject {
   // A layout of the text in the selected font (the caller unrefs it); with
   // `prefixes`, "&x" underlines x and "&&" is "&".
   PangoLayout* MakeLayout(const wchar_t* text, int count, bool prefixes) const;
+  // Shows the layout at (left, top) in the text colour, on the background colour
+  // over `box` when the mode is opaque, inside `clip` when not null; unrefs it.
+  void ShowLayout(PangoLayout* layout, int left, int top, const RECT& box, const RECT* clip);
   // Paints the current path with the brush (fill) or the pen (stroke) under the
   // raster operation; keeps the path.
   void PaintPath(bool fill);
