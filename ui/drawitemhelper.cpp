@@ -6,17 +6,28 @@
 #include <kwlib63/platform/syscolor.h>
 #include <kwlib63/ui/dcattribselector.h>
 
-CDrawItemHelper::CDrawItemHelper(const DRAWITEMSTRUCT* item)
-    : m_pDC(CDC::FromHandle(item->hDC)),
-      m_rcItem(item->rcItem),
-      m_nItemID(item->itemID),
-      m_dwItemData(item->itemData),
-      m_nCtlType(item->CtlType),
-      m_nCtlID(item->CtlID),
-      m_pWnd(item->CtlType == ODT_MENU ? nullptr : CWnd::FromHandle(item->hwndItem)),
-      m_pMenu(item->CtlType == ODT_MENU ? CMenu::FromHandle(reinterpret_cast<HMENU>(item->hwndItem)) : nullptr),
-      m_nItemAction(item->itemAction),
-      m_nItemState(item->itemState) {
+namespace {
+// What a missing request reads as: nothing to draw on, no control.
+const DRAWITEMSTRUCT* OrEmpty(const DRAWITEMSTRUCT* item) {
+  static const DRAWITEMSTRUCT kEmpty{};
+  return item != nullptr ? item : &kEmpty;
+}
+}  // namespace
+
+CDrawItemHelper::CDrawItemHelper(const DRAWITEMSTRUCT* request)
+    : CDrawItemHelper(*OrEmpty(request)) {}
+
+CDrawItemHelper::CDrawItemHelper(const DRAWITEMSTRUCT& request)
+    : m_pDC(CDC::FromHandle(request.hDC)),
+      m_rcItem(request.rcItem),
+      m_nItemID(request.itemID),
+      m_dwItemData(request.itemData),
+      m_nCtlType(request.CtlType),
+      m_nCtlID(request.CtlID),
+      m_pWnd(request.CtlType == ODT_MENU ? nullptr : CWnd::FromHandle(request.hwndItem)),
+      m_pMenu(request.CtlType == ODT_MENU ? CMenu::FromHandle(reinterpret_cast<HMENU>(request.hwndItem)) : nullptr),
+      m_nItemAction(request.itemAction),
+      m_nItemState(request.itemState) {
   m_crFons = kwplat::GetSysColor(IsSel() ? COLOR_HIGHLIGHT : COLOR_WINDOW);
   m_crText = kwplat::GetSysColor(IsGrayed() || IsDisabled() ? COLOR_GRAYTEXT
                                  : IsSel()                  ? COLOR_HIGHLIGHTTEXT

@@ -10,7 +10,8 @@
 
 class CDrawItemHelper {
  public:
-  explicit CDrawItemHelper(const DRAWITEMSTRUCT* item);
+  // A null request draws nothing and reads no control.
+  explicit CDrawItemHelper(const DRAWITEMSTRUCT* request);
 
   // The item's text, read from its control by the control's kind.
   CString GetTextItem() const;
@@ -40,4 +41,7 @@ class CDrawItemHelper {
   UINT m_nItemState;
   COLORREF m_crText;
   COLORREF m_crFons;
+
+ private:
+  explicit CDrawItemHelper(const DRAWITEMSTRUCT& request);
 };

@@ -131,6 +131,10 @@ TEST(DrawItemHelper, TextOfEachKindOfControl) {
   EXPECT_EQ(text(ODT_MENU, reinterpret_cast<HWND>(menu.GetSafeHmenu()), 11312), L"Pouces");
   EXPECT_EQ(text(ODT_LISTBOX, combo.GetSafeHwnd(), 0), L"");  // not a list box
   EXPECT_EQ(text(99, button.GetSafeHwnd(), 0), L"");
+  CDrawItemHelper none(nullptr);
+  EXPECT_EQ(none.GetTextItem(), L"");
+  none.PintarFons();  // nothing to draw on
+  none.PintarFocus(0);
 }
 
 TEST(DCGuards, NestedGuardsRestoreTheOuterValueFirst) {
