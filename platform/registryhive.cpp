@@ -305,11 +305,7 @@ LONG RegistryHive::ValueAt(KeyId key, DWORD index, std::string& name, DWORD& typ
   std::lock_guard guard(m_lock);
   if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
   ResetOnExit at(Stmt(kValueAt));
-  sqlite3_bind_int64(at, 1, key);
-  sqlite3_bind_int64(at, 2, index);
-  int code = sqlite3_step(at);
-  if (code == SQLITE_DONE) return KeyGone(key) == 1018 ? 1018 : ERROR_NO_MORE_ITEMS;
-  if (code != SQLITE_ROW) return Failure(code);
+  if (const LONG result = StepAt(at, key, index); result != ERROR_SUCCESS) return result;
   name = reinterpret_cast<const char*>(sqlite3_column_text(at, 0));
   type = static_cast<DWORD>(sqlite3_column_int64(at, 1));
   data = ColumnBytes(at, 2);
@@ -320,13 +316,17 @@ LONG RegistryHive::SubKeyAt(KeyId key, DWORD index, std::string& name) {
   std::lock_guard guard(m_lock);
   if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
   ResetOnExit at(Stmt(kSubKeyAt));
-  sqlite3_bind_int64(at, 1, key);
-  sqlite3_bind_int64(at, 2, index);
-  int code = sqlite3_step(at);
-  if (code == SQLITE_DONE) return KeyGone(key) == 1018 ? 1018 : ERROR_NO_MORE_ITEMS;
-  if (code != SQLITE_ROW) return Failure(code);
+  if (const LONG result = StepAt(at, key, index); result != ERROR_SUCCESS) return result;
   name = reinterpret_cast<const char*>(sqlite3_column_text(at, 0));
   return ERROR_SUCCESS;
+}
+
+LONG RegistryHive::StepAt(sqlite3_stmt* statement, KeyId key, DWORD index) {
+  sqlite3_bind_int64(statement, 1, key);
+  sqlite3_bind_int64(statement, 2, index);
+  const int code = sqlite3_step(statement);
+  if (code == SQLITE_DONE) return KeyGone(key) == 1018 ? 1018 : ERROR_NO_MORE_ITEMS;
+  return code == SQLITE_ROW ? ERROR_SUCCESS : Failure(code);
 }
 
 LONG RegistryHive::DeleteValue(KeyId key, std::string_view name) {

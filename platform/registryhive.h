@@ -52,6 +52,9 @@ class RegistryHive {
   LONG Begin();
   LONG Finish(LONG result);
   LONG KeyGone(KeyId key);
+  // Steps a statement of (key, index) to its row: ERROR_SUCCESS with the row
+  // ready, ERROR_NO_MORE_ITEMS past the end, 1018 for a deleted key.
+  LONG StepAt(sqlite3_stmt* statement, KeyId key, DWORD index);
   LONG Failure(int sqliteCode) const;
 
   std::mutex m_lock;
