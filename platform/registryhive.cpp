@@ -7,8 +7,10 @@
 #include <utf8proc.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <map>
+#include <thread>
 
 #include <kwlib63/platform/atomicfile.h>
 
@@ -122,15 +124,26 @@ RegistryHive::RegistryHive(const std::string& file) {
   m_writable = sqlite3_db_readonly(m_db, "main") == 0;
   // A committed change is in the write-ahead log before the call returns, which
   // a crash of the process cannot undo; only the log's flush waits for checkpoints.
-  bool ready = !m_writable || (sqlite3_exec(m_db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr) == SQLITE_OK &&
-                               sqlite3_exec(m_db, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr) == SQLITE_OK &&
-                               sqlite3_exec(m_db, kSchema, nullptr, nullptr, nullptr) == SQLITE_OK);
+  bool ready = !m_writable || (Setup("PRAGMA journal_mode=WAL") && Setup("PRAGMA synchronous=NORMAL") && Setup(kSchema));
   if (!ready || !Prepare()) {
     for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
     m_statements.clear();
     sqlite3_close(m_db);
     m_db = nullptr;
     m_writable = false;
+  }
+}
+
+bool RegistryHive::Setup(const char* sql) {
+  // Two processes making a new hive meet here: the switch to the write-ahead log
+  // answers busy at once, without the busy handler, while the other one makes it.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
+  for (;;) {
+    const int code = sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr);
+    if (code == SQLITE_OK) return true;
+    if ((code & 0xFF) != SQLITE_BUSY && (code & 0xFF) != SQLITE_LOCKED) return false;
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
 }
 

@@ -48,6 +48,9 @@ class RegistryHive {
   enum Statement : int;
   explicit RegistryHive(const std::string& file);
   bool Prepare();
+  // Runs a setup statement, again while another process holds the database busy
+  // (up to the busy time-out).
+  bool Setup(const char* sql);
   sqlite3_stmt* Stmt(Statement statement);
   LONG Begin();
   LONG Finish(LONG result);
