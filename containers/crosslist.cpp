@@ -136,7 +136,7 @@ void TCrossList::Done(int bDelete) {
       delete node;
     }
   }
-  m_index.clear();
+  // The index stays: nodes left to the caller are still found by their items.
   Init();
 }
 
@@ -168,10 +168,9 @@ TCrossNode* TCrossList::LinkNodes(TCrossNode* prev, TCrossNode* node, TCrossNode
       TCrossNode* p = next->GetPrev();
       next->SetPrev(node);
       node->SetNext(next);
-      if (p != nullptr) {
-        p->SetNext(node);
-        node->SetPrev(p);
-      }
+      // Also when p is null: a node copied from another list still points into it.
+      node->SetPrev(p);
+      if (p != nullptr) p->SetNext(node);
       if (p == GetFirstPreviousNode()) m_pFirst = node;
     } else if (next != nullptr) {
       prev->SetNext(node);
@@ -182,10 +181,8 @@ TCrossNode* TCrossList::LinkNodes(TCrossNode* prev, TCrossNode* node, TCrossNode
       TCrossNode* n = prev->GetNext();
       prev->SetNext(node);
       node->SetPrev(prev);
-      if (n != nullptr) {
-        n->SetPrev(node);
-        node->SetNext(n);
-      }
+      node->SetNext(n);  // as above
+      if (n != nullptr) n->SetPrev(node);
       if (n == GetLastNextNode()) m_pLast = node;
     }
     if (const TItem* item = node->GetItem()) {

@@ -119,7 +119,8 @@ class TCrossList : public TItem {
 
   // Forgets everything without freeing it.
   void Init();
-  // Takes the nodes out from the last and, with `bDelete`, deletes them.
+  // Takes the nodes out from the last and, with `bDelete`, deletes them (and their
+  // index entries). Without it the nodes are the caller's and stay indexed.
   void Done(int bDelete);
   int Cnt() const { return m_nCount; }
   // Calls fn for each node from the first, numbering them 0, 1, ... or, with bit

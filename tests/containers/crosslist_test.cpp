@@ -1,4 +1,5 @@
 // The cross list and the ring: linking rules, the index, sorting and walking.
+#include <memory>
 #include <vector>
 #include <gtest/gtest.h>
 
@@ -188,3 +189,110 @@ TEST(CrossList, ExchangeAndRemove) {
 }
 
 }  // namespace
+
+namespace {
+
+// Both lists' links agree with each other and with the count, forwards and back,
+// and every node's item is indexed to it.
+void ExpectWellFormed(const TCrossList& l, bool ring, const char* what) {
+  SCOPED_TRACE(what);
+  const int n = l.Cnt();
+  if (n == 0) {
+    EXPECT_EQ(l.GetFirst(), nullptr);
+    EXPECT_EQ(l.GetLast(), nullptr);
+    return;
+  }
+  TCrossNode* node = l.GetFirst();
+  TCrossNode* before = ring ? l.GetLast() : nullptr;
+  for (int i = 0; i < n; ++i) {
+    ASSERT_NE(node, nullptr) << "at " << i;
+    EXPECT_EQ(node->GetPrev(), before) << "at " << i;
+    if (node->GetItem() != nullptr) EXPECT_EQ(l.GetNode(node->GetItem()), node) << "at " << i;
+    before = node;
+    node = node->GetNext();
+  }
+  EXPECT_EQ(before, l.GetLast());
+  EXPECT_EQ(node, ring ? l.GetFirst() : nullptr);
+}
+
+template <typename List>
+void Fill(List& l, int n) {
+  for (int i = 0; i < n; ++i) l.InsertLast(new Counted(i));
+}
+
+}  // namespace
+
+TEST(CrossList, DeepCopiesOfEveryLengthLeaveTheSourceAlone) {
+  Counted::live = 0;
+  for (int n = 0; n <= 9; ++n) {
+    SCOPED_TRACE(n);
+    TCrossList src;
+    Fill(src, n);
+    const std::vector<int> before = Values(src);
+    {
+      TCrossList byPointer(&src);
+      std::unique_ptr<TItem> duplicate(src.Duplicar());
+      auto* dup = static_cast<TCrossList*>(duplicate.get());
+      TCrossList concatenated;
+      concatenated.InsertLast(new Counted(100));
+      concatenated.Concatenate(&src, nullptr);
+      for (const TCrossList* copy : {static_cast<const TCrossList*>(&byPointer), static_cast<const TCrossList*>(dup)}) {
+        EXPECT_EQ(Values(*copy), before);
+        ExpectWellFormed(*copy, false, "copy");
+      }
+      std::vector<int> expected{100};
+      expected.insert(expected.end(), before.begin(), before.end());
+      EXPECT_EQ(Values(concatenated), expected);
+      ExpectWellFormed(concatenated, false, "concatenated");
+      // No node of a copy is shared with the source.
+      for (TCrossNode* c = byPointer.GetFirst(); c != nullptr; c = c->GetNext()) {
+        EXPECT_EQ(src.GetNode(c->GetItem()), nullptr);
+      }
+    }
+    EXPECT_EQ(Values(src), before);
+    ExpectWellFormed(src, false, "source");
+    EXPECT_EQ(Counted::live, n);
+  }
+  EXPECT_EQ(Counted::live, 0);
+}
+
+TEST(CrossList, ARingConcatenatedIntoALinearListStopsAtItsStart) {
+  Counted::live = 0;
+  for (int n = 1; n <= 6; ++n) {
+    SCOPED_TRACE(n);
+    TCircularCrossList ring;
+    Fill(ring, n);
+    TCrossList line;
+    line.Concatenate(&ring, nullptr);
+    EXPECT_EQ(Values(line), Values(ring));
+    ExpectWellFormed(line, false, "line");
+    ExpectWellFormed(ring, true, "ring");
+    TCircularCrossList ringCopy(&ring);
+    ExpectWellFormed(ringCopy, true, "ring copy");
+    // From the second node, round to the ring's end.
+    TCrossList tail;
+    tail.Concatenate(&ring, ring.GetFirst()->GetNext());
+    std::vector<int> expected = Values(ring);
+    expected.erase(expected.begin());
+    EXPECT_EQ(Values(tail), n > 1 ? expected : std::vector<int>{0});
+  }
+  EXPECT_EQ(Counted::live, 0);
+}
+
+TEST(CrossList, DoneWithoutDeletingKeepsTheIndex) {
+  Counted::live = 0;
+  TCrossList l;
+  auto* a = new Counted(1);
+  auto* b = new Counted(2);
+  TCrossNode* na = l.InsertLast(a);
+  TCrossNode* nb = l.InsertLast(b);
+  l.Done(0);
+  EXPECT_EQ(l.Cnt(), 0);
+  EXPECT_EQ(l.GetFirst(), nullptr);
+  // Done leaves the index alone: the nodes are the caller's now, and still found.
+  EXPECT_EQ(l.GetNode(a), na);
+  EXPECT_EQ(l.GetNode(b), nb);
+  delete na;
+  delete nb;
+  EXPECT_EQ(Counted::live, 0);
+}
