@@ -8,6 +8,7 @@
 #include <string>
 
 #include <kwlib63/containers/newcopy.h>
+#include <kwlib63/framework/textconv.h>
 
 constinit CMoxelRTTI THash::m_rttiTHash(&TItem::m_rttiTItem, "THash", kwtipus::THash, sizeof(THash), nullptr);
 constinit CMoxelRTTI THashItem::m_rttiTHashItem(&TItem::m_rttiTItem, "THashItem", kwtipus::THashItem,
@@ -137,11 +138,21 @@ int THash::init(unsigned int size) {
 
 unsigned int THash::clau(const wchar_t* key, int len) const {
   if (m_pTaula == nullptr || m_pTaula->buckets == 0 || key == nullptr) return 0;
+  // The sum of the key's UTF-16 code units, as tables written elsewhere count them.
   std::uint32_t sum = 0;
+  char16_t units[2];
+  const auto add = [&](wchar_t c) {
+    if (c >= 0 && c < 0xD800) {  // one unit, itself: the common case, without a call
+      sum += static_cast<std::uint32_t>(c);
+      return;
+    }
+    const int n = kwfw::EncodeUtf16(c, units);
+    for (int i = 0; i < n; ++i) sum += units[i];
+  };
   if (len < 0) {
-    for (const wchar_t* p = key; *p != 0; ++p) sum += static_cast<std::uint32_t>(*p);
+    for (const wchar_t* p = key; *p != 0; ++p) add(*p);
   } else {
-    for (int i = 0; i < len; ++i) sum += static_cast<std::uint32_t>(key[i]);
+    for (int i = 0; i < len; ++i) add(key[i]);
   }
   return sum % m_pTaula->buckets;
 }
@@ -247,14 +258,14 @@ TItem* THash::get(const wchar_t* key, int len) const {
 
 int THash::del(const wchar_t* key, int len) {
   if (m_pTaula == nullptr || key == nullptr) return kMissing;
+  // The length picks the bucket; the comparison is of null-terminated keys whatever
+  // the length, so a counted key given here must be terminated. A stored key always
+  // ends within its entry, which bounds how far the caller's key is read.
   const std::uint32_t bucket = clau(key, len);
-  // Removal compares null-terminated keys whatever the length; a counted key is
-  // read only as far as its length.
-  const std::wstring wanted = len < 0 ? std::wstring(key) : std::wstring(key, static_cast<std::size_t>(len));
   std::uint32_t previous = kEnd;
   for (std::uint32_t at = m_pTaula->heads[bucket]; at != kEnd; previous = at, at = m_pTaula->pool[at].next) {
     Entry& e = m_pTaula->pool[at];
-    if (e.key[0] != wanted[0] || std::wcscmp(e.key, wanted.c_str()) != 0) continue;
+    if (e.key[0] != key[0] || std::wcscmp(e.key, key) != 0) continue;
     if (previous == kEnd) {
       m_pTaula->heads[bucket] = e.next;
     } else {

@@ -5,7 +5,8 @@
 // LlistaElements lists them.
 //
 // Keys are given with a length: -1 for a null-terminated key, else the count of
-// code units. A counted key is stored one position later than look-ups read it, so
+// wide characters. A key's bucket is the sum of its UTF-16 code units (a character
+// outside the basic plane counts as its two surrogates) modulo the bucket count. A counted key is stored one position later than look-ups read it, so
 // a look-up by the same counted key generally misses it: kept, callers depend on
 // the duplicates that follow. Keys are at most 263 code units.
 //
@@ -63,7 +64,9 @@ class THash : public TItem {
   int change(TItem* item, const wchar_t* key, TItem*& old, int len = -1);
   // The stored item (still the table's), or null.
   TItem* get(const wchar_t* key, int len = -1) const;
-  // Removes the key and deletes its item; -1402 when the key is not there.
+  // Removes the key and deletes its item; -1402 when the key is not there. `len`
+  // only picks the bucket: the key is compared as a null-terminated text, so it
+  // must be terminated whatever `len` says (del(L"abcdef", 3) does not remove "abc").
   int del(const wchar_t* key, int len = -1);
   unsigned int length() const;
   // Copies of every item into the empty `dest`; -4 when `dest` is too small or not

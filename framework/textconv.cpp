@@ -84,20 +84,24 @@ std::string WideToUtf8(std::wstring_view text) {
   return out;
 }
 
+int EncodeUtf16(wchar_t c, char16_t out[2]) {
+  char32_t cp = static_cast<char32_t>(c);
+  if (!IsScalar(cp)) cp = kReplacement;
+  if (cp < 0x10000) {
+    out[0] = static_cast<char16_t>(cp);
+    return 1;
+  }
+  cp -= 0x10000;
+  out[0] = static_cast<char16_t>(0xD800 | (cp >> 10));
+  out[1] = static_cast<char16_t>(0xDC00 | (cp & 0x3FF));
+  return 2;
+}
+
 std::u16string WideToUtf16(std::wstring_view text) {
   std::u16string out;
   out.reserve(text.size());
-  for (wchar_t c : text) {
-    char32_t cp = static_cast<char32_t>(c);
-    if (!IsScalar(cp)) cp = kReplacement;
-    if (cp < 0x10000) {
-      out += static_cast<char16_t>(cp);
-    } else {
-      cp -= 0x10000;
-      out += static_cast<char16_t>(0xD800 | (cp >> 10));
-      out += static_cast<char16_t>(0xDC00 | (cp & 0x3FF));
-    }
-  }
+  char16_t units[2];
+  for (wchar_t c : text) out.append(units, static_cast<std::size_t>(EncodeUtf16(c, units)));
   return out;
 }
 

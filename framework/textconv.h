@@ -14,6 +14,10 @@ std::string WideToUtf8(std::wstring_view text);
 std::u16string WideToUtf16(std::wstring_view text);
 std::wstring Utf16ToWide(std::u16string_view text);
 
+// The UTF-16 code units of one wide character (U+FFFD for one that is not a scalar
+// value): writes one or two units to `out` and returns how many.
+int EncodeUtf16(wchar_t c, char16_t out[2]);
+
 // Appends the UTF-8 form of one code point (U+FFFD for one that is not a scalar value).
 void AppendUtf8(std::string& out, char32_t cp);
 

@@ -1,4 +1,6 @@
 // THash: buckets, chains, ownership, the pool's growth and the kept oddities.
+#include <cstdint>
+#include <cwchar>
 #include <gtest/gtest.h>
 
 #include <kwlib63/containers/hash.h>
@@ -72,6 +74,34 @@ TEST(Hash, CountedKeysAreStoredOnePositionLater) {
   EXPECT_EQ(h.get(L"abc", 3), nullptr);  // stored as ?abc, read as abc
   EXPECT_EQ(h.put(new TInt(2), L"abc", 3), 0);
   EXPECT_EQ(h.length(), 2u);  // so a second put adds a second entry
+}
+
+TEST(Hash, RemovalComparesWholeKeysWhateverTheLength) {
+  THash h;
+  h.init(10);
+  ASSERT_EQ(h.put(new TInt(1), L"abc"), 0);
+  // The counted length picks the bucket; the comparison is of the whole text.
+  EXPECT_EQ(h.del(L"abcdef", 3), -1402);
+  EXPECT_EQ(h.length(), 1u);
+  EXPECT_EQ(Value(h.get(L"abc")), 1);
+  EXPECT_EQ(h.del(L"abc", 3), 0);
+  EXPECT_EQ(h.length(), 0u);
+}
+
+TEST(Hash, BucketsSumUtf16CodeUnits) {
+  // A character outside the basic plane counts as its two surrogates.
+  struct { const wchar_t* key; std::uint32_t sum; } cases[] = {
+      {L"\U0001F600", 0xD83Du + 0xDE00u}, {L"a\U00010000b", 'a' + 0xD800u + 0xDC00u + 'b'}, {L"\u00E9t\u00E9", 0xE9u + 't' + 0xE9u}};
+  for (const auto& c : cases) {
+    THash h;
+    h.init(10);  // 4 buckets
+    ASSERT_EQ(h.put(new TInt(7), c.key), 0);
+    int pos = static_cast<int>(c.sum % h.GetNumBuckets());
+    h.BuscarClau(c.key, pos);
+    EXPECT_NE(pos, -1) << "bucket " << c.sum % h.GetNumBuckets();
+    // A counted key picks its bucket from the same units.
+    EXPECT_EQ(h.del(c.key, static_cast<int>(std::wcslen(c.key))), 0);
+  }
 }
 
 TEST(Hash, CopyListAndDuplicate) {
