@@ -124,12 +124,13 @@ void TTaula::InsertarColumnes(int pos, int n) {
 }
 
 void TTaula::EliminarFiles(int pos, int n) {
-  if (pos < 0 || pos >= m_nFiles || n <= 0) return;
-  n = std::min(n, m_nFiles - pos);
-  if (n == m_nFiles) {
+  if (n <= 0) return;
+  if (n >= m_nFiles) {
     DestruirTaula();
     return;
   }
+  if (pos < 0 || pos >= m_nFiles) return;
+  n = std::min(n, m_nFiles - pos);
   const int columns = m_nColumnes;
   for (long long i = static_cast<long long>(pos) * columns; i < static_cast<long long>(pos + n) * columns; ++i) {
     delete m_ppCel[i];
@@ -142,12 +143,13 @@ void TTaula::EliminarFiles(int pos, int n) {
 }
 
 void TTaula::EliminarColumnes(int pos, int n) {
-  if (pos < 0 || pos >= m_nColumnes || n <= 0) return;
-  n = std::min(n, m_nColumnes - pos);
-  if (n == m_nColumnes) {
+  if (n <= 0) return;
+  if (n >= m_nColumnes) {
     DestruirTaula();
     return;
   }
+  if (pos < 0 || pos >= m_nColumnes) return;
+  n = std::min(n, m_nColumnes - pos);
   const int columns = m_nColumnes;
   for (int r = 0; r < m_nFiles; ++r) {
     for (int c = pos; c < pos + n; ++c) {

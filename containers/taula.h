@@ -35,7 +35,9 @@ class TTaula : public TItem {
   // `n` new rows (columns) at `pos`; a position outside the table appends.
   void InsertarFiles(int pos, int n);
   void InsertarColumnes(int pos, int n);
-  // Deletes `n` rows (columns) from `pos`. Removing them all leaves an empty table.
+  // Deletes `n` rows (columns) from `pos`. An `n` of at least the count empties the
+  // table wherever `pos` is; otherwise a `pos` outside the table does nothing and a
+  // stretch running past the end stops at the last row (column).
   void EliminarFiles(int pos, int n);
   void EliminarColumnes(int pos, int n);
 

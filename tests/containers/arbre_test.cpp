@@ -143,4 +143,47 @@ TEST(Taula, RowsAndColumnsInAndOut) {
   EXPECT_EQ(Counted::live, 0);
 }
 
+// Rows (or columns) removed by EliminarFiles and EliminarColumnes on a 5 x 5 table
+// whose cells hold row * 10 + column: n at least the count empties the table
+// wherever it starts; a stretch that runs past the end stops at the end.
+TEST(Taula, RemovalAtAndPastTheEdges) {
+  struct { int pos, n; std::vector<int> kept; } cases[] = {
+      {3, 5, {}}, {0, 5, {}}, {-2, 7, {}}, {4, 5, {}},       // the whole table goes
+      {3, 4, {0, 1, 2}}, {4, 2, {0, 1, 2, 3}},                // cut at the last one
+      {1, 2, {0, 3, 4}}, {0, 0, {0, 1, 2, 3, 4}},            // inside; nothing
+      {5, 1, {0, 1, 2, 3, 4}}, {-1, 1, {0, 1, 2, 3, 4}}};     // outside: nothing
+  for (bool rows : {true, false}) {
+    for (const auto& c : cases) {
+      Counted::live = 0;
+      {
+        TTaula t;
+        t.ConstruirTaula(5, 5);
+        for (int r = 0; r < 5; ++r) {
+          for (int col = 0; col < 5; ++col) t.SetItem(new Counted(r * 10 + col), r, col);
+        }
+        if (rows) t.EliminarFiles(c.pos, c.n);
+        else t.EliminarColumnes(c.pos, c.n);
+        const std::string where = (rows ? "rows " : "columns ") + std::to_string(c.pos) + ", " + std::to_string(c.n);
+        const int kept = static_cast<int>(c.kept.size());
+        if (kept == 0) {
+          EXPECT_EQ(t.EsBuit(), 1) << where;
+          EXPECT_EQ(t.GetNumFiles() + t.GetNumColumnes(), 0) << where;
+        } else {
+          ASSERT_EQ(rows ? t.GetNumFiles() : t.GetNumColumnes(), kept) << where;
+          ASSERT_EQ(rows ? t.GetNumColumnes() : t.GetNumFiles(), 5) << where;
+          for (int i = 0; i < kept; ++i) {
+            for (int j = 0; j < 5; ++j) {
+              const TItem* cell = rows ? t.GetItem(i, j) : t.GetItem(j, i);
+              const int want = rows ? c.kept[static_cast<std::size_t>(i)] * 10 + j : j * 10 + c.kept[static_cast<std::size_t>(i)];
+              ASSERT_EQ(static_cast<const TInt*>(cell)->Get(), want) << where;
+            }
+          }
+        }
+        EXPECT_EQ(Counted::live, kept * 5) << where;
+      }
+      EXPECT_EQ(Counted::live, 0);
+    }
+  }
+}
+
 }  // namespace
