@@ -3,8 +3,7 @@
 #include <kwlib63/framework/exception.h>
 
 namespace {
-constexpr __int64 kMaxTime = 32535215999LL;  // 3000-12-31 23:59:59 UTC
-bool InRange(__int64 t) { return t >= 0 && t <= kMaxTime; }
+bool InRange(__int64 t) { return t >= 0 && t <= CTime::kMaxTime; }
 }  // namespace
 
 CTime::CTime(int year, int month, int day, int hour, int minute, int second, int dst) {

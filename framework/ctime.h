@@ -10,6 +10,8 @@
 
 class CTime {
  public:
+  static constexpr __int64 kMaxTime = 32535215999LL;  // 3000-12-31 23:59:59 UTC, the last one converted
+
   CTime() = default;
   CTime(__int64 time) : m_time(time) {}
   // A local time; `dst` is 1 for summer time, 0 for standard time, -1 to let the

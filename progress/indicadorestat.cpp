@@ -55,10 +55,15 @@ int TIndicadorEstat::TestCancel() {
 }
 
 void TIndicadorEstat::Init() {
-  Locked lock(m_cs);
-  m_sMissatge.Empty();
-  Run();
+  {
+    Locked lock(m_cs);
+    m_sMissatge.Empty();
+    Run();
+  }
+  // Unlocked: the report calls the callback and may wait in a pause that its
+  // callback asked for, which another thread's resume must be able to end.
   MostrarEstat(0.0);
+  Locked lock(m_cs);
   m_dPosicio = 0.0;
   m_bCancel = 0;
   m_rangs.clear();
@@ -257,8 +262,10 @@ CTime TIndicadorEstat::GetStartTime() const {
 CTime TIndicadorEstat::GetETA() const {
   const double pos = GetEstat();
   if (m_pTimer == nullptr || !(pos > 0.0)) return CTime(kwplat::Time64());
+  // A tiny position gives an end beyond any time: the last one a CTime holds.
   const double seconds = static_cast<double>(GetTempsTimer()) / (pos * 1000.0);
-  return CTime(m_pTimer->time + static_cast<long long>(seconds));
+  const double room = static_cast<double>(CTime::kMaxTime - m_pTimer->time);
+  return CTime(seconds < room ? m_pTimer->time + static_cast<long long>(seconds) : CTime::kMaxTime);
 }
 
 int TIndicadorEstat::Report(unsigned int nID, int nTipus, unsigned int nFlags) {

@@ -1,6 +1,7 @@
 // The status indicator on one thread: nested ranges, the null indicator, cancel,
 // the timer, messages and reports.
 #include <vector>
+#include <limits>
 #include <gtest/gtest.h>
 
 #include <kwlib63/core/frame.h>
@@ -175,6 +176,15 @@ TEST(Indicador, TimerAndEtaWithAFakeClock) {
   EXPECT_EQ(ie.GetETA().GetTime(), 1'700'000'033);
   ie.MostrarEstat(0.0);
   EXPECT_EQ(ie.GetETA().GetTime(), 1'700'000'010);  // no progress: now
+  // A tiny position puts the end past what a time can hold: the last time there is.
+  for (double tiny : {1e-300, 4.9e-324, 1e-12}) {
+    ie.MostrarEstat(tiny);
+    EXPECT_EQ(ie.GetETA().GetTime(), 32'535'215'999LL) << tiny;
+  }
+  ie.MostrarEstat(std::numeric_limits<double>::infinity());
+  EXPECT_EQ(ie.GetETA().GetTime(), 1'700'000'000);  // all done at once: the start
+  ie.MostrarEstat(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_EQ(ie.GetETA().GetTime(), 1'700'000'010);
   clock.Advance(2000);
   ie.Init();  // restarts the enabled timer
   EXPECT_EQ(ie.GetStartTime().GetTime(), 1'700'000'012);

@@ -56,6 +56,46 @@ TEST(IndicadorThreads, OneResumeReleasesEveryWaiter) {
   for (auto& w : workers) EXPECT_EQ(w.get(), 1);
 }
 
+// A callback that pauses the indicator during Init's first report: the worker waits
+// in the pause, and the interface thread's resume must get through.
+struct PauseOnFirstReport {
+  std::atomic<bool> armed{false};
+  std::promise<void> paused;
+  static void Callback(TIndicadorEstat* ie, __int64 user) {
+    auto* self = reinterpret_cast<PauseOnFirstReport*>(user);
+    if (!self->armed.exchange(false)) return;
+    ie->Pausa();
+    self->paused.set_value();
+  }
+};
+
+TEST(IndicadorThreads, InitHoldsNoLockWhileItsReportIsPaused) {
+  PauseOnFirstReport probe;
+  // Leaked on failure: a deadlocked worker still uses it.
+  auto* ie = new TIndicadorEstat(&PauseOnFirstReport::Callback, reinterpret_cast<__int64>(&probe));
+  ie->SetMissatge(L"old");
+  probe.armed = true;
+  auto worker = std::async(std::launch::async, [ie] { ie->Init(); });
+  probe.paused.get_future().wait();
+  // The worker now waits in the pause. Observers and a resume must not wait for it.
+  auto resume = std::async(std::launch::async, [ie] {
+    (void)ie->GetEstat();
+    ie->Reanudar();
+  });
+  // Returns at once unless the resume is stuck behind the paused Init.
+  if (resume.wait_for(60s) != std::future_status::ready || worker.wait_for(60s) != std::future_status::ready) {
+    ADD_FAILURE() << "the resume or the Init never finished: a lock is held across the pause";
+    new auto(std::move(resume));  // their destructors would wait for ever
+    new auto(std::move(worker));
+    return;
+  }
+  worker.get();
+  EXPECT_EQ(ie->GetMissatge(), L"");
+  EXPECT_EQ(ie->GetEstat(), 0.0);
+  EXPECT_EQ(ie->GetPausa(), 0);
+  delete ie;
+}
+
 TEST(IndicadorThreads, ObserversReadConsistentValues) {
   TIndicadorEstat ie;
   std::atomic<bool> done{false};
