@@ -222,11 +222,16 @@ int TLlista::Ordenar(COMPARA compare, __int64 param, TIndicadorEstat* ie) {
 int TLlista::Concatenar(const TLlista* other, int pos) {
   if (other == nullptr || other->m_nItems == 0) return 0;
   const int k = other->m_nItems;
+  // A list joined to itself, or to a copy sharing its array, copies the items as
+  // they stood before the call: growing and shifting move them under the reads.
+  std::vector<TItem*> before;
+  if (other->m_ppItems == m_ppItems) before.assign(m_ppItems, m_ppItems + k);
   if (ampliar(k) < 0) return -1;
+  TItem* const* source = before.empty() ? other->m_ppItems : before.data();
   const int at = pos >= 0 ? std::min(pos, m_nItems) : m_nItems;
   std::memmove(m_ppItems + at + k, m_ppItems + at, static_cast<std::size_t>(m_nItems - at) * sizeof(TItem*));
   for (int i = 0; i < k; ++i) {
-    const TItem* item = other->m_ppItems[i];
+    const TItem* item = source[i];
     TItem* copy = item != nullptr ? item->Duplicar() : nullptr;
     if (item != nullptr && copy == nullptr) {
       // Undo: the copies made go, the moved items come back.
