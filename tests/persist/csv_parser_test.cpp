@@ -1,10 +1,12 @@
-// csv_parser on real files: the three enclosure modes, blank lines and both line
-// ends, skipped lines, lines longer than the read block, and the diagnostics.
+// csv_parser on real files: the three enclosure modes, blank lines and the three
+// line ends, skipped lines, lines longer than the read block, the diagnostics, and
+// time guards on CR-only lines and on large counts of lines and fields.
 #include <unistd.h>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 #include <gtest/gtest.h>
 
@@ -117,6 +119,32 @@ TEST_F(CsvParserTest, CrOnlyLinesCostWhatLfLinesCost) {
     EXPECT_LT(seconds, 100.0) << int{end};
     EXPECT_EQ(parser.get_row(), Row{"last"}) << int{end};
     EXPECT_FALSE(parser.has_more_rows()) << int{end};
+  }
+}
+
+// Field counts and blank lines come from the file: a million blank lines, then a
+// row of a million quoted fields, split in time proportional to its length in
+// every mode (going back over the fields already split would take many minutes).
+TEST_F(CsvParserTest, AMillionFieldsAfterAMillionBlankLines) {
+  constexpr std::size_t kFields = 1'000'000;
+  std::string text;
+  for (std::size_t i = 0; i < kFields; ++i) text += "\r\n";
+  for (std::size_t i = 0; i < kFields; ++i) text += i == 0 ? "\"a\"" : ",\"a\"";
+  text += '\n';
+  const std::wstring path = Write(text);
+  const std::pair<enclosure_type_t, std::string> modes[] = {
+      {ENCLOSURE_NONE, "\"a\""}, {ENCLOSURE_REQUIRED, "a"}, {ENCLOSURE_OPTIONAL, "a"}};
+  for (const auto& [mode, field] : modes) {
+    csv_parser parser;
+    parser.set_enclosed_char('"', mode);
+    Row row;
+    const double seconds = kwtest::SecondsTaken([&] {
+      if (parser.init(path.c_str())) row = parser.get_row();
+    });
+    EXPECT_EQ(row.size(), kFields) << mode;
+    EXPECT_EQ(std::count(row.begin(), row.end(), field), static_cast<long>(kFields)) << mode;
+    EXPECT_FALSE(parser.has_more_rows()) << mode;
+    EXPECT_LT(seconds, 60.0) << mode;
   }
 }
 
