@@ -10,5 +10,6 @@ int Base64encode(char* pOut, const char* pIn, int nLength);
 // ((n + 3) / 4) * 3 + 1, n the count of leading alphabet characters.
 int Base64decode_len(const char* pCoded);
 // Decodes the leading alphabet characters (the first other byte, '=' included,
-// ends the data), writes a NUL after the bytes and returns their count.
+// ends the data), writes a NUL after the bytes and returns their count. The text
+// is read up to its NUL and never past it, whatever the length of its last group.
 int Base64decode(char* pOut, const char* pCoded);

@@ -20,9 +20,10 @@ void CBufferCircular::freeBuffer(unsigned char* p) { std::free(p); }
 
 int CBufferCircular::Alloc(unsigned long nSize) {
   Free();
-  if (nSize == 0) return 0;
   m_pBuffer = allocBuffer(nSize);
-  if (m_pBuffer == nullptr) return 0;
+  // A block of no bytes is not a failure (the process heap hands one out); the
+  // buffer then has capacity 0, and writes and reads answer 0.
+  if (m_pBuffer == nullptr && nSize != 0) return 0;
   m_nMida = nSize;
   return 1;
 }

@@ -15,7 +15,8 @@ class CBufferCircular : public CObject {
   CBufferCircular(const CBufferCircular&) = delete;
   CBufferCircular& operator=(const CBufferCircular&) = delete;
 
-  // A new block (the data is lost); 1, or 0 when it cannot be allocated.
+  // A new block (the data is lost); 1, or 0 when it cannot be allocated. A block
+  // of 0 bytes succeeds: capacity 0, so Write and Read then answer 0.
   int Alloc(unsigned long nSize);
   void Free();
   // Discards the data, keeps the block.

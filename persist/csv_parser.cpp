@@ -3,6 +3,10 @@
 #include <cstring>
 #include <new>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <kwlib63/framework/textconv.h>
 
 namespace {
@@ -12,11 +16,21 @@ constexpr std::size_t kFirstBlock = 256 * 1024;
 bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
 
 // The length of the first run of content in [s, s + n): up to the first CR or LF.
+// One scan stops at whichever comes first, so that a line costs its own length
+// with either line end (a search for one of them alone would run on over the
+// rest of the block at every line that ends with the other).
 std::size_t ContentLength(const char* s, std::size_t n) {
-  const void* lf = std::memchr(s, '\n', n);
-  const std::size_t limit = lf != nullptr ? static_cast<std::size_t>(static_cast<const char*>(lf) - s) : n;
-  const void* cr = std::memchr(s, '\r', limit);
-  return cr != nullptr ? static_cast<std::size_t>(static_cast<const char*>(cr) - s) : limit;
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i cr = _mm_set1_epi8('\r'), lf = _mm_set1_epi8('\n');
+  for (; i + 16 <= n; i += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
+    const int ends = _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, cr), _mm_cmpeq_epi8(v, lf)));
+    if (ends != 0) return i + static_cast<std::size_t>(__builtin_ctz(static_cast<unsigned>(ends)));
+  }
+#endif
+  while (i < n && !IsLineEnd(s[i])) ++i;
+  return i;
 }
 
 }  // namespace

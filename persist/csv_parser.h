@@ -1,8 +1,8 @@
 // csv_parser: reads a delimited text file row by row; each row is a vector of byte
 // strings (no character-set conversion). Lines are read in byte terms through one
 // growing block, never a seek per line; a CR LF pair counts as one line end, so
-// files with either line end give the same rows. Diagnostics go to standard error;
-// nothing is thrown.
+// files with either line end give the same rows, and a line costs its own length
+// whichever byte ends it. Diagnostics go to standard error; nothing is thrown.
 #pragma once
 
 #include <cstdio>

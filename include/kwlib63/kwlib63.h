@@ -1,4 +1,7 @@
-// Everything kwlib63 offers, in one header.
+// Everything kwlib63 offers, in one header. Left out are the folders' own
+// plumbing (text conversion and formatting, sort and copy helpers, the platform
+// layer's internals, the vector engines): installed, and each compiles alone, but
+// not part of what clients are offered.
 #pragma once
 
 #include <kwlib63/json.h>
@@ -98,6 +101,7 @@
 #include <kwlib63/units/taulaconv.h>
 #include <kwlib63/units/unitats.h>
 
+#include <kwlib63/system/cmdredirect.h>
 #include <kwlib63/system/conexiodde.h>
 #include <kwlib63/system/ddeinterface.h>
 #include <kwlib63/system/iteradorfitxers.h>

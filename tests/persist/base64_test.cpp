@@ -105,6 +105,32 @@ TEST(BufferCircular, WrapExample) {
   EXPECT_TRUE(b.IsKindOf(RUNTIME_CLASS(CBufferCircular)));
 }
 
+// A block of no bytes is a block: taking it succeeds, and the buffer then behaves
+// as one of capacity 0 (nothing goes in or comes out). Junk is queued first so
+// that a failed Alloc that kept the old block would show.
+TEST(BufferCircular, AllocOfNoBytesSucceedsWithCapacityZero) {
+  const unsigned char byte[] = {42};
+  for (const unsigned long before : {0ul, 16ul}) {
+    unsigned char out[1] = {0xEE};
+    CBufferCircular b;
+    if (before != 0) {
+      ASSERT_EQ(b.Alloc(before), 1);
+      ASSERT_EQ(b.Write(byte, 1), 1);
+    }
+    EXPECT_EQ(b.Alloc(0), 1) << before;
+    EXPECT_EQ(b.GetMidaDades(), 0u) << before;
+    EXPECT_EQ(b.GetMidaLliure(), 0u) << before;
+    EXPECT_EQ(b.Write(byte, 1), 0) << before;
+    EXPECT_EQ(b.Write(byte, 0), 0) << before;
+    EXPECT_EQ(b.Read(out, 1, 1), 0u) << before;
+    EXPECT_EQ(out[0], 0xEE) << before;
+    EXPECT_EQ(b.Alloc(4), 1) << before;  // and a real block after it
+    EXPECT_EQ(b.Write(byte, 1), 1) << before;
+    EXPECT_EQ(b.Read(out, 1, 0), 1u) << before;
+    EXPECT_EQ(out[0], 42) << before;
+  }
+}
+
 TEST(BufferCircular, QueueAgainstAModel) {
   std::mt19937 rng(4);
   CBufferCircular b;

@@ -7,6 +7,8 @@
 
 #include <kwlib63/persist/compression.h>
 
+#include "support/stopwatch.h"
+
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -211,6 +213,35 @@ TEST(Compression, MatchesTheByteAtATimeRules) {
       }
     }
   }
+}
+
+// Packet counts come from the data: half a million packets of each kind decode in
+// time proportional to their number (a decoder going back over the packets it has
+// done would take hours here).
+TEST(Compression, HalfAMillionPacketsDecodeInLinearTime) {
+  constexpr std::size_t kPackets = 500'000;
+  Bytes runs, singles, doubles;
+  for (std::size_t i = 0; i < kPackets; ++i) {
+    const auto v = static_cast<unsigned char>(i);
+    runs.insert(runs.end(), {0xFF, v});     // PackBits: 2 copies
+    singles.insert(singles.end(), {0x00, v});  // PackBits and RLE: 1 byte
+    doubles.insert(doubles.end(), {0x01, v});  // RLE: 2 copies
+  }
+  Bytes out(2 * kPackets + 129);
+  const auto max = static_cast<unsigned long>(2 * kPackets), n = static_cast<unsigned long>(2 * kPackets);
+  unsigned long packbitsRuns = 0, packbitsSingles = 0, rleDoubles = 0, rleSingles = 0;
+  const double seconds = kwtest::SecondsTaken([&] {
+    packbitsRuns = TCompression::DescomprimirPackbits(runs.data(), n, max, out.data());
+    packbitsSingles = TCompression::DescomprimirPackbits(singles.data(), n, max, out.data());
+    rleDoubles = TCompression::DescomprimirRLE(doubles.data(), n, max, out.data());
+    rleSingles = TCompression::DescomprimirRLE(singles.data(), n, max, out.data());
+  });
+  EXPECT_EQ(packbitsRuns, 2 * kPackets);
+  EXPECT_EQ(packbitsSingles, kPackets);
+  EXPECT_EQ(rleDoubles, 2 * kPackets);
+  EXPECT_EQ(rleSingles, kPackets);
+  for (std::size_t i = 0; i < kPackets; i += 99'991) ASSERT_EQ(out[i], static_cast<unsigned char>(i)) << i;
+  EXPECT_LT(seconds, 60.0);
 }
 
 }  // namespace

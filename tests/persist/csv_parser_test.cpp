@@ -1,15 +1,19 @@
-// csv_parser on real files: the three enclosure modes, blank lines and both line
-// ends, skipped lines, lines longer than the read block, and the diagnostics.
+// csv_parser on real files: the three enclosure modes, blank lines and the three
+// line ends, skipped lines, lines longer than the read block, the diagnostics, and
+// time guards on CR-only lines and on large counts of lines and fields.
 #include <unistd.h>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 #include <gtest/gtest.h>
 
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/persist/csv_parser.h>
 
+#include "support/stopwatch.h"
 #include "support/tempdir.h"
 
 namespace {
@@ -64,6 +68,84 @@ TEST_F(CsvParserTest, BlankLinesNeverMakeRowsAndBothLineEndsAgree) {
   // line after a row shows up as the row's last field repeated up to it.
   EXPECT_EQ(Rows("a,b\n\nc\n"), (std::vector<Row>{{"a", "b", "b\n"}, {"c"}}));
   EXPECT_EQ(Rows("\n\n\n"), std::vector<Row>(1));  // one empty row: there was no line
+}
+
+// Each LF of the texts below becomes a CR, then a CR LF pair: the rows stay the
+// same in every mode. (No blank line follows a row here: line ends after a row's
+// content reach the splitter, where only LF is the line terminator.)
+TEST_F(CsvParserTest, CrOnlyAndCrLfFilesGiveTheRowsOfLfFiles) {
+  std::string everyLength;  // line ends at every place of a 16-byte stretch
+  for (int k = 1; k <= 40; ++k) everyLength += std::string(static_cast<std::size_t>(k), static_cast<char>('a' + k % 26)) + ",z\n";
+  const std::string texts[] = {
+      everyLength,
+      "a,b\nc,d\n",
+      "\n\nafter,blank\nlast,without,end",
+      "\"q\",\"r\\\"s\"\nplain\n\"open,\n",
+      "x",
+      "\"ab\",c,\"\"\n\"a,b\"\nabc\"\n",
+  };
+  const enclosure_type_t modes[] = {ENCLOSURE_NONE, ENCLOSURE_REQUIRED, ENCLOSURE_OPTIONAL};
+  for (const enclosure_type_t mode : modes) {
+    for (const std::string& lf : texts) {
+      std::string cr = lf, crlf;
+      std::replace(cr.begin(), cr.end(), '\n', '\r');
+      for (const char c : lf) crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
+      csv_parser byLf, byCr, byCrLf;
+      for (csv_parser* p : {&byLf, &byCr, &byCrLf}) p->set_enclosed_char('"', mode);
+      const std::vector<Row> expected = Rows(byLf, lf);
+      EXPECT_FALSE(expected.empty()) << lf;
+      EXPECT_EQ(Rows(byCr, cr), expected) << "mode " << mode << ": " << lf;
+      EXPECT_EQ(Rows(byCrLf, crlf), expected) << "mode " << mode << ": " << lf;
+    }
+  }
+}
+
+// A line end is found in one scan whichever byte it is. A first line longer than
+// the read block grows it, so that the millions of short lines after it share one
+// block: looking for an LF over the rest of the block at every CR-ended line
+// would take many minutes here.
+TEST_F(CsvParserTest, CrOnlyLinesCostWhatLfLinesCost) {
+  constexpr unsigned kShortLines = 3'500'000;
+  for (const char end : {'\n', '\r'}) {
+    std::string text(9u << 20, 'x');
+    text += end;
+    for (unsigned i = 0; i < kShortLines; ++i) text += {static_cast<char>('0' + i % 10), end};
+    text += "last";
+    text += end;
+    const std::wstring path = Write(text);
+    csv_parser parser;
+    parser.set_skip_lines(1 + kShortLines);
+    const double seconds = kwtest::SecondsTaken([&] { ASSERT_TRUE(parser.init(path.c_str())); });
+    EXPECT_LT(seconds, 100.0) << int{end};
+    EXPECT_EQ(parser.get_row(), Row{"last"}) << int{end};
+    EXPECT_FALSE(parser.has_more_rows()) << int{end};
+  }
+}
+
+// Field counts and blank lines come from the file: a million blank lines, then a
+// row of a million quoted fields, split in time proportional to its length in
+// every mode (going back over the fields already split would take many minutes).
+TEST_F(CsvParserTest, AMillionFieldsAfterAMillionBlankLines) {
+  constexpr std::size_t kFields = 1'000'000;
+  std::string text;
+  for (std::size_t i = 0; i < kFields; ++i) text += "\r\n";
+  for (std::size_t i = 0; i < kFields; ++i) text += i == 0 ? "\"a\"" : ",\"a\"";
+  text += '\n';
+  const std::wstring path = Write(text);
+  const std::pair<enclosure_type_t, std::string> modes[] = {
+      {ENCLOSURE_NONE, "\"a\""}, {ENCLOSURE_REQUIRED, "a"}, {ENCLOSURE_OPTIONAL, "a"}};
+  for (const auto& [mode, field] : modes) {
+    csv_parser parser;
+    parser.set_enclosed_char('"', mode);
+    Row row;
+    const double seconds = kwtest::SecondsTaken([&] {
+      if (parser.init(path.c_str())) row = parser.get_row();
+    });
+    EXPECT_EQ(row.size(), kFields) << mode;
+    EXPECT_EQ(std::count(row.begin(), row.end(), field), static_cast<long>(kFields)) << mode;
+    EXPECT_FALSE(parser.has_more_rows()) << mode;
+    EXPECT_LT(seconds, 60.0) << mode;
+  }
 }
 
 TEST_F(CsvParserTest, MoreRowsAndReadingPastTheEnd) {

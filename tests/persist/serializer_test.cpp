@@ -16,6 +16,7 @@
 
 #include "support/recorders.h"
 #include "support/recordingie.h"
+#include "support/stopwatch.h"
 
 namespace {
 
@@ -266,6 +267,45 @@ TEST_F(SerializerTest, RecordsAcrossSmallBlocksMatchAPlainFile) {
     }  // odd records are skipped unread
   }
   EXPECT_EQ(s.NextRecord(h), 0);
+}
+
+// Record counts and levels come from the file. 200,000 records, each a level
+// deeper than the one before up to 999 and then from 0 again, closed by a record
+// at level 0: the search walks past them, and a skip passes a whole subtree, in
+// time proportional to their number (going back over the records already seen
+// would take many minutes).
+TEST_F(SerializerTest, ManyDeepRecordsAreWalkedInLinearTime) {
+  constexpr unsigned long kRecords = 200'000;
+  {
+    TSerializer* s = TSerializer::Open(m_path.c_str(), 1);
+    ASSERT_NE(s, nullptr);
+    ASSERT_EQ(s->CreateHeader(1, 0, 0, 0), 0);
+    for (unsigned long id = 0; id < kRecords; ++id) {
+      s->SetNivell(static_cast<short>(id % 1000));
+      ASSERT_EQ(s->WriteRecord(&id, sizeof id, id), 0);
+    }
+    s->SetNivell(0);
+    ASSERT_EQ(s->WriteRecord(nullptr, 0, kRecords), 0);
+    TSerializer::Close(s);
+  }
+  unsigned long length = 1;
+  void* data = nullptr;
+  int missing = 0, last = -1, skipped = 0;
+  SER_RECORDHEADER h = {};
+  const double seconds = kwtest::SecondsTaken([&] {
+    missing = TSerializer::GetRegistre(m_path.c_str(), kRecords + 1, data, length);
+    last = TSerializer::GetRegistre(m_path.c_str(), kRecords, data, length);
+    TSerializer* s = TSerializer::Open(m_path.c_str(), 0);
+    short t, w2, w3, w4;
+    if (s->GetHeader(t, w2, w3, w4) == 0 && s->NextRecord(h) == 1 && s->SkipRecord() == 1) skipped = s->NextRecord(h);
+    TSerializer::Close(s);
+  });
+  EXPECT_EQ(missing, -16102);
+  EXPECT_EQ(last, 0);
+  EXPECT_EQ(length, 0u);
+  EXPECT_EQ(skipped, 1);
+  EXPECT_EQ(h.nId, 1000u);  // the first record at level 0 after the first
+  EXPECT_LT(seconds, 60.0);
 }
 
 }  // namespace
