@@ -239,7 +239,15 @@ int CPathString::EsborrarCarpeta(const wchar_t* path, int bRecursiu) {
     if (find == INVALID_HANDLE_VALUE) return 0;
     do {
       const CString name(data.cFileName);
-      if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+      const bool isFolder = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+      if ((data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+        // A link goes as a link: what it points at is not in this folder.
+        if (isFolder) {
+          kwplat::RemoveDirectoryW(folder + name);
+        } else {
+          kwplat::DeleteFileW(folder + name);
+        }
+      } else if (isFolder) {
         if (name != L"." && name != L"..") EsborrarCarpeta(folder + name, 1);
       } else {
         kwplat::DeleteFileW(folder + name);

@@ -63,6 +63,8 @@ class CPathString : public CString {
   int CrearCarpeta() const { return CrearCarpeta(GetRuta(0)); }
   static int Esborrar(const wchar_t* path, int bForcar);
   int Esborrar(int bForcar) const { return Esborrar(*this, bForcar); }
+  // With `bRecursiu` the contents go first; a symbolic link inside is removed as a
+  // link, and nothing outside the folder is touched.
   static int EsborrarCarpeta(const wchar_t* path, int bRecursiu);
   int EsborrarCarpeta(int bRecursiu) const { return EsborrarCarpeta(GetRuta(0), bRecursiu); }
   // Non-zero `bFailIfExists`: an existing target is kept and the copy fails.
