@@ -102,9 +102,13 @@ CString CPathString::GetFitxer() const {
 CString CPathString::GetNomFitxer() const { return CString(Parts(*this).name.c_str()); }
 
 CString CPathString::GetExtensio(int bPunt) const {
-  const std::wstring ext = Parts(*this).ext;
-  const CString bare(ext.empty() ? L"" : ext.c_str() + 1);
-  return bPunt != 0 ? CString(L".") + bare : bare;
+  if (bPunt != 0) {
+    const std::wstring ext = Parts(*this).ext;
+    return CString(L".") + (ext.empty() ? L"" : ext.c_str() + 1);
+  }
+  // The whole text is searched, not the split: a dot in a folder name counts.
+  const int dot = ReverseFind(L'.');
+  return dot < 0 ? CString() : Mid(dot + 1);
 }
 
 void CPathString::SplitPath(CString* drive, CString* dir, CString* name, CString* ext) const {

@@ -36,8 +36,9 @@ class CPathString : public CString {
   CString GetSubdirectori() const;
   CString GetFitxer() const;
   CString GetNomFitxer() const;
-  // With `bPunt`: the extension with its dot ("." when there is none); without: the
-  // text after the dot.
+  // With `bPunt`: the split's extension with its dot ("." when there is none);
+  // without: the text after the last dot of the whole path, a dot in a folder name
+  // included ("/a.b/c" gives "b/c"), or empty.
   CString GetExtensio(int bPunt) const;
   void SplitPath(CString* drive, CString* dir, CString* name, CString* ext) const;
   int IsRoot() const;

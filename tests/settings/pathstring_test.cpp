@@ -58,6 +58,25 @@ TEST(PathString, Parts) {
   EXPECT_EQ(dir + name, S(L"/a/b/c.tar"));
 }
 
+// With the dot: the split's extension (so "." without one); without: whatever
+// follows the last dot of the whole text, a dot in a folder name included.
+TEST(PathString, ExtensionForms) {
+  struct {
+    const wchar_t* path;
+    const wchar_t* withDot;
+    const wchar_t* bare;
+  } cases[] = {
+      {L"/a.b/c", L".", L"b/c"},   {L"/a.b/c.d", L".d", L"d"},        {L"/x/a", L".", L""},
+      {L"/x/a.tar.gz", L".gz", L"gz"}, {L"/x/a.", L".", L""},          {L"a.b/", L".", L"b/"},
+      {L"", L".", L""},
+  };
+  for (const auto& c : cases) {
+    const CPathString p(c.path, nullptr);
+    EXPECT_EQ(p.GetExtensio(1), S(c.withDot)) << kwfw::WideToUtf8(c.path);
+    EXPECT_EQ(p.GetExtensio(0), S(c.bare)) << kwfw::WideToUtf8(c.path);
+  }
+}
+
 TEST(PathString, CdAndPurify) {
   EXPECT_EQ(CPathString(L"/a/b/f.txt", nullptr).Cd(L".."), S(L"/a/f.txt"));
   EXPECT_EQ(CPathString(L"/a/f.txt", nullptr).Cd(L".."), S(L"/f.txt"));
