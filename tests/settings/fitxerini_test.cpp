@@ -20,6 +20,7 @@
 #include "support/locales.h"
 #include "support/tempdir.h"
 #include "support/throws.h"
+#include "support/walltime.h"
 
 namespace {
 
@@ -180,6 +181,48 @@ TEST_F(FitxerIniTest, ALineWithoutEqualsIsNoKey) {
     EXPECT_EQ(m_ini.GetSeccio(L"s", lines), 1) << locale;
     EXPECT_EQ(lines.GetNumStr(), 4) << locale;
   }
+}
+
+// A section of 100000 lines, read and written through the profile functions, and
+// as many pairs through the typed functions: every step is linear in the size of
+// the file. These take seconds under the sanitizers; a quadratic step, hours.
+TEST_F(FitxerIniTest, AHugeSectionCostsLinearTime) {
+  constexpr int kLines = 100000;
+  CPathString::CrearCarpeta(kwfw::Utf8ToWide(m_dir + "/sub").c_str());
+  {
+    std::ofstream out(m_path, std::ios::binary);
+    out << "[big]\r\n";
+    for (int i = 0; i < kLines; ++i) out << "k" << i << "=v" << i << "\r\n";
+    out << "[after]\r\nx=1\r\n";
+  }
+  const std::wstring file = kwfw::Utf8ToWide(m_path);
+  std::vector<wchar_t> buffer(4000000);
+  DWORD sectionSize = 0, keysSize = 0;
+  EXPECT_LT(kwtest::SecondsFor([&] {
+    sectionSize = kwplat::GetPrivateProfileSectionW(L"big", buffer.data(), 4000000, file.c_str());
+    keysSize = kwplat::GetPrivateProfileStringW(L"big", nullptr, L"", buffer.data(), 4000000, file.c_str());
+    kwplat::WritePrivateProfileStringW(L"big", L"k99999", L"changed", file.c_str());
+  }), 60.0);
+  EXPECT_EQ(sectionSize, 1377780u);  // "kI=vI" and its zero for every I below 100000
+  EXPECT_EQ(keysSize, 688890u);
+  EXPECT_EQ(m_ini.GetString(L"big", L"k99999", L""), CString(L"changed"));
+  EXPECT_EQ(m_ini.GetString(L"after", L"x", L""), CString(L"1"));
+
+  // The pairs are gathered one at a time into the lists.
+  CFitxerINI pairsFile(kwfw::Utf8ToWide(m_dir + "/sub/pairs.ini").c_str());
+  CMultiString keys, values;
+  int enumerated = 0;
+  EXPECT_LT(kwtest::SecondsFor([&] {
+    for (int i = 0; i < kLines; ++i) {
+      keys += (L"w" + std::to_wstring(i)).c_str();
+      values += L"1";
+    }
+    pairsFile.SetValorsSeccio(L"p", keys, values);
+    enumerated = pairsFile.EnumSeccio(L"p", [](const wchar_t*, const wchar_t*, __int64) { return 1; }, 0);
+  }), 60.0);
+  EXPECT_EQ(keys.GetNumStr(), kLines);
+  EXPECT_EQ(enumerated, 1);
+  EXPECT_EQ(pairsFile.GetString(L"p", L"w99999", L""), CString(L"1"));
 }
 
 TEST(FitxerIni, DefaultPathIsTheProgramsWithIni) {
