@@ -137,9 +137,15 @@ BOOL CreateDirectoryW(LPCWSTR path, void*) {
 }
 
 BOOL RemoveDirectoryW(LPCWSTR path) {
-  if (rmdir(Native(path).c_str()) == 0) return TRUE;
-  if (errno == ENOTDIR) return Failed(ERROR_DIRECTORY);
-  return FailedErrno();
+  const std::string p = Native(path);
+  if (rmdir(p.c_str()) == 0) return TRUE;
+  if (errno != ENOTDIR) return FailedErrno();
+  // As on Windows, a link to a folder goes as a link, whatever the folder holds.
+  struct stat link {}, target {};
+  if (lstat(p.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && stat(p.c_str(), &target) == 0 && S_ISDIR(target.st_mode)) {
+    return unlink(p.c_str()) == 0 ? TRUE : FailedErrno();
+  }
+  return Failed(ERROR_DIRECTORY);
 }
 
 BOOL DeleteFileW(LPCWSTR path) {

@@ -50,6 +50,7 @@ BOOL SetFileAttributesW(LPCWSTR path, DWORD attributes);
 // ERROR_ALREADY_EXISTS when the name is taken, ERROR_PATH_NOT_FOUND when a parent
 // is missing.
 BOOL CreateDirectoryW(LPCWSTR path, void* security);
+// A symbolic link to a folder is removed as a link, as Windows removes one.
 BOOL RemoveDirectoryW(LPCWSTR path);
 // As on Windows, a read-only file is not deleted (ERROR_ACCESS_DENIED), nor a folder.
 BOOL DeleteFileW(LPCWSTR path);

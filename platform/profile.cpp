@@ -113,6 +113,8 @@ using FoldMap = std::unordered_map<std::wstring, Value, FoldHash, FoldEqual>;
 // first section of each name and the first entry of each key.
 struct SectionIndex {
   std::wstring name;
+  // The keys: entries with an '='. A line without one is kept by the section read
+  // only, as Windows lists and looks up keys.
   std::vector<std::wstring> keys;
   std::vector<std::wstring> values;
   std::vector<std::wstring> lines;
@@ -212,9 +214,11 @@ FileIndex IndexOf(const IniFile& file) {
       index.sections.push_back(SectionIndex{p.name, {}, {}, {}, {}});
       current = &index.sections.back();
     } else if (p.kind == Parsed::kEntry && current != nullptr) {
-      current->byKey.emplace(p.name, current->keys.size());
-      current->keys.push_back(p.name);
-      current->values.push_back(p.value);
+      if (p.hasEquals) {
+        current->byKey.emplace(p.name, current->keys.size());
+        current->keys.push_back(p.name);
+        current->values.push_back(p.value);
+      }
       // Each line as key=value, the blanks around the '=' gone, as Windows gives them.
       current->lines.push_back(p.hasEquals ? p.name + L"=" + p.rawValue : p.name);
     }

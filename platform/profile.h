@@ -18,9 +18,10 @@
 
 namespace kwplat {
 
-// With `section` null: the section names; with `key` null: the section's keys;
-// both as a list of strings closed by an empty one. Otherwise the key's value, or
-// `defaultValue` (trailing blanks removed) when the key is missing. The characters
+// With `section` null: the section names; with `key` null: the section's keys
+// (the lines with an '='; a line without one is no key); both as a list of
+// strings closed by an empty one. Otherwise the key's value, or `defaultValue`
+// (trailing blanks removed) when the key is missing. The characters
 // copied without the terminator; a value cut to fit gives size - 1, a list cut to
 // fit size - 2.
 DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue, LPWSTR buffer, DWORD size,

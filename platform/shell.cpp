@@ -1,9 +1,12 @@
 #include <kwlib63/platform/shell.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cwchar>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <glib.h>
@@ -85,7 +88,31 @@ std::wstring FreeName(const std::wstring& target) {
   }
 }
 
-// Copies a file or a folder tree to `target`; 0 or the first error.
+bool IsLink(const WIN32_FIND_DATAW& data) { return (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0; }
+
+// Copies the symbolic link `source` as a link with the same target text; a file or
+// link in the way is replaced. 0 or the error.
+DWORD CopyLink(const std::wstring& source, std::wstring target, bool rename) {
+  if (rename && Exists(target)) target = FreeName(target);
+  const std::string from = kwfw::WideToUtf8(source), to = kwfw::WideToUtf8(target);
+  std::string text(256, '\0');
+  for (;;) {
+    const ssize_t n = readlink(from.c_str(), text.data(), text.size());
+    if (n < 0) return Win32ErrorFromErrno(errno);
+    if (static_cast<std::size_t>(n) < text.size()) {
+      text.resize(static_cast<std::size_t>(n));
+      break;
+    }
+    text.resize(text.size() * 2);
+  }
+  struct stat st {};
+  if (lstat(to.c_str(), &st) == 0 && !S_ISDIR(st.st_mode) && unlink(to.c_str()) != 0) return Win32ErrorFromErrno(errno);
+  return symlink(text.c_str(), to.c_str()) == 0 ? 0 : Win32ErrorFromErrno(errno);
+}
+
+// Copies a file or a folder tree to `target`; 0 or the first error. Links met in
+// the tree are copied as links, never followed: one to an ancestor would make the
+// copy endless, and one to a folder elsewhere would copy what is not in the tree.
 DWORD CopyEntry(const std::wstring& source, std::wstring target, bool rename) {
   if (rename && Exists(target)) target = FreeName(target);
   if (!IsFolder(source)) return CopyFileW(source.c_str(), target.c_str(), FALSE) ? 0 : GetLastError();
@@ -98,7 +125,9 @@ DWORD CopyEntry(const std::wstring& source, std::wstring target, bool rename) {
     const std::wstring name = data.cFileName;
     if (name == L"." || name == L"..") continue;
     // Inside a folder that is itself new or merged, entries keep their names.
-    if (const DWORD error = CopyEntry(Join(source, name), Join(target, name), false); error != 0 && result == 0) {
+    const std::wstring from = Join(source, name), to = Join(target, name);
+    if (const DWORD error = IsLink(data) ? CopyLink(from, to, false) : CopyEntry(from, to, false);
+        error != 0 && result == 0) {
       result = error;
     }
   } while (FindNextFileW(find, &data));
@@ -137,12 +166,14 @@ int SHFileOperationW(SHFILEOPSTRUCTW* operation) {
   std::wstring to = targets[0];
   while (to.size() > 1 && to.back() == L'/') to.pop_back();
 
-  std::vector<std::wstring> sources;
+  // Each source, and whether it is a link met in a folder listing (a source named
+  // by the caller is followed).
+  std::vector<std::pair<std::wstring, bool>> sources;
   for (std::wstring from : Entries(operation->pFrom)) {
     while (from.size() > 1 && from.back() == L'/') from.pop_back();
     if (!HasWildcard(BaseName(from))) {
       if (!Exists(from)) return static_cast<int>(ERROR_FILE_NOT_FOUND);
-      sources.push_back(from);
+      sources.emplace_back(from, false);
       continue;
     }
     const std::wstring dir = from.substr(0, from.size() - BaseName(from).size());
@@ -151,7 +182,7 @@ int SHFileOperationW(SHFILEOPSTRUCTW* operation) {
     if (find == INVALID_HANDLE_VALUE) continue;  // a mask that matches nothing copies nothing
     do {
       const std::wstring name = data.cFileName;
-      if (name != L"." && name != L"..") sources.push_back(dir + name);
+      if (name != L"." && name != L"..") sources.emplace_back(dir + name, IsLink(data));
     } while (FindNextFileW(find, &data));
     FindClose(find);
   }
@@ -161,9 +192,12 @@ int SHFileOperationW(SHFILEOPSTRUCTW* operation) {
   if (intoFolder && !IsFolder(to) && !CreateDirectoryW(to.c_str(), nullptr)) return static_cast<int>(GetLastError());
   const bool rename = (operation->fFlags & FOF_RENAMEONCOLLISION) != 0;
   int result = 0;
-  for (const std::wstring& source : sources) {
+  for (const auto& [source, link] : sources) {
     const std::wstring target = intoFolder ? Join(to, BaseName(source)) : to;
-    if (const DWORD error = CopyEntry(source, target, rename); error != 0 && result == 0) result = static_cast<int>(error);
+    if (const DWORD error = link ? CopyLink(source, target, rename) : CopyEntry(source, target, rename);
+        error != 0 && result == 0) {
+      result = static_cast<int>(error);
+    }
   }
   return result;
 }

@@ -62,7 +62,9 @@ HRESULT SHGetFolderPathW(HWND owner, int csidl, HANDLE token, DWORD flags, LPWST
 // FO_COPY of each entry of pFrom (a file, a folder, or a mask in a folder) to the
 // folder pTo: into it when it exists, as it when it does not (a single entry).
 // With FOF_RENAMEONCOLLISION a name already taken gets " - Copy" (then " - Copy
-// (2)", ...) before its extension; otherwise it is overwritten. 0, or a Win32 code.
+// (2)", ...) before its extension; otherwise it is overwritten. Symbolic links found
+// in a folder (or by a mask) are copied as links, never followed; an entry named in
+// pFrom is followed. 0, or a Win32 code.
 int SHFileOperationW(SHFILEOPSTRUCTW* operation);
 
 int BrowseForFolder(HWND owner, const wchar_t* title, UINT flags, const wchar_t* start, wchar_t* folder,

@@ -114,6 +114,24 @@ XMLNode XMLNode::Element(int i) const {
   return XMLNode();
 }
 
+XMLNode XMLNode::FirstChild(const wchar_t* tag) const {
+  if (IsEmpty()) return XMLNode();
+  pugi::xml_node child = tag != nullptr ? m_data->node.child(U8(tag).c_str()) : m_data->node.first_child();
+  while (tag == nullptr && child && child.type() != pugi::node_element) child = child.next_sibling();
+  XMLNode result;
+  if (child) result.m_data = std::make_shared<XMLNodeData>(XMLNodeData{m_data->document, child});
+  return result;
+}
+
+XMLNode XMLNode::NextSibling(const wchar_t* tag) const {
+  if (IsEmpty()) return XMLNode();
+  pugi::xml_node next = tag != nullptr ? m_data->node.next_sibling(U8(tag).c_str()) : m_data->node.next_sibling();
+  while (tag == nullptr && next && next.type() != pugi::node_element) next = next.next_sibling();
+  XMLNode result;
+  if (next) result.m_data = std::make_shared<XMLNodeData>(XMLNodeData{m_data->document, next});
+  return result;
+}
+
 XMLNode XMLNode::AddChild(const wchar_t* tag) const {
   if (IsEmpty()) return XMLNode();
   XMLNode result;

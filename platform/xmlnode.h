@@ -32,6 +32,12 @@ class XMLNode {
   // Element children of any tag, in document order.
   int CountElements() const;
   XMLNode Element(int i) const;
+  // Walking children one step at a time (the counted forms above walk from the
+  // first child on every call): the first child element `tag`, and the next
+  // sibling element `tag` after this one, with any tag for a null `tag`; an empty
+  // node when there is none.
+  XMLNode FirstChild(const wchar_t* tag) const;
+  XMLNode NextSibling(const wchar_t* tag) const;
   XMLNode AddChild(const wchar_t* tag) const;
   void AddAttribute(const wchar_t* name, const wchar_t* value) const;
   // The attribute's value; false when the element has no such attribute.

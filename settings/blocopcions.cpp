@@ -8,6 +8,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <kwlib63/framework/exception.h>
@@ -92,6 +93,142 @@ class DepthGuard {
   DepthGuard& operator=(const DepthGuard&) = delete;
   static bool TooDeep() { return t_xmlDepth >= kMaxXmlDepth; }
 };
+
+// One record of a data block, read where it lies: the payload is copied only when
+// the value is made.
+struct Record {
+  std::wstring name;  // from the ANSI code page, up to a zero as a name is used
+  int type = TIPUS_BLOC_BUIT;
+  const unsigned char* payload = nullptr;  // the value's bytes, after any count
+  std::size_t size = 0;
+
+  ITEMBLOCOPCIONS Value() const {
+    ITEMBLOCOPCIONS value;
+    switch (type) {
+      case TIPUS_BLOC_INT32: value.SetInt32(static_cast<std::int32_t>(Get(payload, 4))); break;
+      case TIPUS_BLOC_REAL64: {
+        const std::uint64_t bits = Get(payload, 8);
+        double d;
+        std::memcpy(&d, &bits, 8);
+        value.SetReal64(d);
+        break;
+      }
+      case TIPUS_BLOC_SUBBLOC:
+      case TIPUS_BLOC_BINARI:
+        value.SetDadesBin(const_cast<unsigned char*>(payload), static_cast<unsigned long>(size), 1, type);
+        break;
+      case TIPUS_BLOC_STRING: {
+        std::u16string units;
+        for (std::size_t i = 0; i + 1 < size; i += 2) units += static_cast<char16_t>(Get(payload + i, 2));
+        value.SetString(kwfw::Utf16ToWide(units).c_str());
+        break;
+      }
+      case TIPUS_BLOC_STRINGA:
+        value.SetString(FromAnsi(reinterpret_cast<const char*>(payload), size).c_str());
+        break;
+      default: break;  // empty: no payload
+    }
+    return value;
+  }
+};
+
+// The records of a data block, one after another, never reading past `mida`.
+class Records {
+ public:
+  Records(const unsigned char* dades, std::size_t mida) : m_dades(dades), m_mida(dades != nullptr ? mida : 0) {}
+
+  // 0 when the records may be read (none for a null or empty block), -3 for a
+  // block too short for its header or with another header.
+  int Start() {
+    if (m_mida == 0) return 0;
+    if (m_mida < kHeaderSize || std::memcmp(m_dades, kHeader, kHeaderSize) != 0) return -3;
+    m_pos = kHeaderSize;
+    return 0;
+  }
+
+  // 1 with the next record, 0 at the end of the data, -3 for a record cut short or
+  // malformed, -9 for an unknown type code.
+  int Next(Record& r) {
+    if (m_pos >= m_mida) return 0;
+    if (Left() < 2) return -3;
+    const auto n = static_cast<std::int16_t>(Get(m_dades + m_pos, 2));
+    m_pos += 2;
+    if (n < 1 || static_cast<std::size_t>(n) > Left()) return -3;
+    r.name = FromAnsi(reinterpret_cast<const char*>(m_dades + m_pos), static_cast<std::size_t>(n));
+    r.name.resize(std::wcslen(r.name.c_str()));
+    m_pos += static_cast<std::size_t>(n);
+    if (Left() < 1) return -3;
+    r.type = static_cast<signed char>(m_dades[m_pos++]);
+    if (r.type > TIPUS_BLOC_STRING || r.type < TIPUS_BLOC_BUIT) return -9;
+    std::size_t count = 0;
+    switch (r.type) {
+      case TIPUS_BLOC_INT32: count = 4; break;
+      case TIPUS_BLOC_REAL64: count = 8; break;
+      case TIPUS_BLOC_SUBBLOC:
+      case TIPUS_BLOC_BINARI:
+        if (Left() < 4) return -3;
+        count = static_cast<std::size_t>(Get(m_dades + m_pos, 4));
+        m_pos += 4;
+        break;
+      case TIPUS_BLOC_STRING:
+      case TIPUS_BLOC_STRINGA: {
+        if (Left() < 2) return -3;
+        const auto signedCount = static_cast<std::int16_t>(Get(m_dades + m_pos, 2));
+        m_pos += 2;
+        if (signedCount < 0) return -3;
+        count = static_cast<std::size_t>(signedCount);
+        break;
+      }
+      default: break;  // empty: no payload
+    }
+    if (count > Left()) return -3;
+    r.payload = m_dades + m_pos;
+    r.size = count;
+    m_pos += count;
+    return 1;
+  }
+
+ private:
+  std::size_t Left() const { return m_mida - m_pos; }
+
+  const unsigned char* m_dades;
+  std::size_t m_mida;
+  std::size_t m_pos = 0;
+};
+
+// Whether a path's rest, below its first level, has an empty part ("", "/b",
+// "b/", "b//c"): storing under it fails there.
+bool HasEmptyPart(std::wstring_view rest) {
+  return rest.empty() || rest.front() == L'/' || rest.back() == L'/' || rest.find(L"//") != std::wstring_view::npos;
+}
+
+// What a block made from these bytes would hold under `name` (no "/" in it),
+// found without making the block: the load is followed record by record, with
+// what Afegir does to that name, up to where the load would stop. The empty
+// nested block a path record makes has `kHeader` as its bytes.
+bool FindInBlock(const unsigned char* dades, std::size_t mida, std::wstring_view name, Record& found) {
+  bool have = false;
+  Records records(dades, mida);
+  if (name.empty() || records.Start() != 0) return false;
+  Record r;
+  while (records.Next(r) > 0) {
+    const std::size_t slash = r.name.find(L'/');
+    if (r.name.empty() || slash == 0) break;  // refused, which stops the load
+    if (slash == std::wstring::npos) {
+      if (r.name == name) {
+        found = r;
+        have = true;
+      }
+      continue;
+    }
+    if (std::wstring_view(r.name).substr(0, slash) == name && !(have && found.type == TIPUS_BLOC_SUBBLOC)) {
+      found = Record{std::wstring(name), TIPUS_BLOC_SUBBLOC, reinterpret_cast<const unsigned char*>(kHeader), kHeaderSize};
+      have = true;
+    }
+    if (HasEmptyPart(std::wstring_view(r.name).substr(slash + 1))) break;
+  }
+  return have;
+}
 
 }  // namespace
 
@@ -180,13 +317,13 @@ TItem* TBlocOpcions::Duplicar() const { return new TBlocOpcions(this); }
 CMoxelRTTI* TBlocOpcions::GetRTTI() const { return &m_rttiTBlocOpcions; }
 
 int TBlocOpcions::Afegir(const wchar_t* nom, const ITEMBLOCOPCIONS& valor) {
-  const std::wstring name = nom != nullptr ? nom : L"";
+  const std::wstring_view name = nom != nullptr ? nom : L"";
   // A name is never empty: a data block could not hold it (its length would be 0).
   if (name.empty()) return -1;
   const std::size_t slash = name.find(L'/');
-  if (slash == std::wstring::npos) {
+  if (slash == std::wstring_view::npos) {
     try {
-      m_mapa[name] = valor;
+      m_mapa[std::wstring(name)] = valor;
       return 0;
     } catch (CException* e) {
       e->Delete();
@@ -194,15 +331,17 @@ int TBlocOpcions::Afegir(const wchar_t* nom, const ITEMBLOCOPCIONS& valor) {
     }
     return -1;
   }
-  // The nested level is made when missing; the value goes into a copy of it that is
-  // not stored back, as the interface defines.
-  const std::wstring first = name.substr(0, slash);
-  std::unique_ptr<TBlocOpcions> nested(TornaSubBloc(first.c_str()));
-  if (nested == nullptr) {
-    nested = std::make_unique<TBlocOpcions>();
-    if (const int r = EntraSubBloc(first.c_str(), nested.get()); r != 0) return r;
+  // The nested level is made when missing (or holding another type). The value goes
+  // into a copy of it that is not stored back, as the interface defines; so are the
+  // levels below, which can only refuse an empty part of the name: nothing is built
+  // for them, and a long path costs its length, not its length times its depth.
+  const std::wstring first(name.substr(0, slash));
+  const auto it = m_mapa.find(first);
+  if (it == m_mapa.end() || it->second.nTipus != TIPUS_BLOC_SUBBLOC) {
+    const TBlocOpcions empty;
+    if (const int r = EntraSubBloc(first.c_str(), &empty); r != 0) return r;
   }
-  return nested->Afegir(name.c_str() + slash + 1, valor);
+  return HasEmptyPart(name.substr(slash + 1)) ? -1 : 0;
 }
 
 int TBlocOpcions::EntraValorInt32(const wchar_t* nom, long valor) { return Afegir(nom, ITEMBLOCOPCIONS(valor)); }
@@ -245,16 +384,30 @@ int TBlocOpcions::EntraSubBloc(const wchar_t* nom, const TBlocOpcions* bloc) {
 }
 
 int TBlocOpcions::Buscar(const wchar_t* nom, ITEMBLOCOPCIONS& valor) const {
-  const std::wstring name = nom != nullptr ? nom : L"";
-  const std::size_t slash = name.find(L'/');
-  if (slash != std::wstring::npos) {
-    const std::unique_ptr<TBlocOpcions> nested(TornaSubBloc(name.substr(0, slash).c_str()));
-    return nested != nullptr ? nested->Buscar(name.c_str() + slash + 1, valor) : 0;
+  std::wstring_view name = nom != nullptr ? nom : L"";
+  std::size_t slash = name.find(L'/');
+  const auto it = m_mapa.find(std::wstring(name.substr(0, slash)));
+  if (slash == std::wstring_view::npos) {
+    if (it == m_mapa.end()) return 0;
+    valor = it->second;
+    return 1;
   }
-  const auto it = m_mapa.find(name);
-  if (it == m_mapa.end()) return 0;
-  valor = it->second;
-  return 1;
+  if (it == m_mapa.end() || it->second.nTipus != TIPUS_BLOC_SUBBLOC) return 0;
+  // Each deeper level is searched in its bytes, as the block TornaSubBloc would make
+  // of them holds it, without making that block.
+  Record level{std::wstring(), TIPUS_BLOC_SUBBLOC, static_cast<const unsigned char*>(it->second.pDades), it->second.nMida};
+  for (;;) {
+    name = name.substr(slash + 1);
+    slash = name.find(L'/');
+    Record found;
+    if (!FindInBlock(level.payload, level.size, name.substr(0, slash), found)) return 0;
+    if (slash == std::wstring_view::npos) {
+      valor = found.Value();
+      return 1;
+    }
+    if (found.type != TIPUS_BLOC_SUBBLOC) return 0;
+    level = found;
+  }
 }
 
 long TBlocOpcions::TornaValorInt32(const wchar_t* nom, long perDefecte) const {
@@ -374,70 +527,13 @@ unsigned char* TBlocOpcions::ToBlocDades(unsigned int& mida) const {
 
 int TBlocOpcions::FromBlocDades(const unsigned char* dades, unsigned int mida, int bAfegir) {
   if (bAfegir == 0) Reset();
-  if (dades == nullptr || mida == 0) return 0;
-  if (mida < kHeaderSize || std::memcmp(dades, kHeader, kHeaderSize) != 0) return -3;
-  std::size_t pos = kHeaderSize;
+  Records records(dades, mida);
+  if (const int r = records.Start(); r != 0) return r;
   int result = 0;
-  const auto left = [&] { return static_cast<std::size_t>(mida) - pos; };
-  while (pos < mida) {
-    if (left() < 2) return -3;
-    const auto n = static_cast<std::int16_t>(Get(dades + pos, 2));
-    pos += 2;
-    if (n < 1 || static_cast<std::size_t>(n) > left()) return -3;
-    const std::wstring name = FromAnsi(reinterpret_cast<const char*>(dades + pos), static_cast<std::size_t>(n));
-    pos += static_cast<std::size_t>(n);
-    if (left() < 1) return -3;
-    const auto type = static_cast<signed char>(dades[pos++]);
-    if (type > TIPUS_BLOC_STRING || type < TIPUS_BLOC_BUIT) return -9;
-    ITEMBLOCOPCIONS value;
-    switch (type) {
-      case TIPUS_BLOC_INT32:
-        if (left() < 4) return -3;
-        value.SetInt32(static_cast<std::int32_t>(Get(dades + pos, 4)));
-        pos += 4;
-        break;
-      case TIPUS_BLOC_REAL64: {
-        if (left() < 8) return -3;
-        const std::uint64_t bits = Get(dades + pos, 8);
-        double d;
-        std::memcpy(&d, &bits, 8);
-        value.SetReal64(d);
-        pos += 8;
-        break;
-      }
-      case TIPUS_BLOC_SUBBLOC:
-      case TIPUS_BLOC_BINARI: {
-        if (left() < 4) return -3;
-        const auto count = static_cast<unsigned long>(Get(dades + pos, 4));
-        pos += 4;
-        if (count > left()) return -3;
-        value.SetDadesBin(const_cast<unsigned char*>(dades + pos), count, 1, type);
-        pos += count;
-        break;
-      }
-      case TIPUS_BLOC_STRING:
-      case TIPUS_BLOC_STRINGA: {
-        if (left() < 2) return -3;
-        const auto count = static_cast<std::int16_t>(Get(dades + pos, 2));
-        pos += 2;
-        if (count < 0 || static_cast<std::size_t>(count) > left()) return -3;
-        std::wstring text;
-        if (type == TIPUS_BLOC_STRING) {
-          std::u16string units;
-          for (std::size_t i = 0; i + 1 < static_cast<std::size_t>(count); i += 2) {
-            units += static_cast<char16_t>(Get(dades + pos + i, 2));
-          }
-          text = kwfw::Utf16ToWide(units);
-        } else {
-          text = FromAnsi(reinterpret_cast<const char*>(dades + pos), static_cast<std::size_t>(count));
-        }
-        value.SetString(text.c_str());
-        pos += static_cast<std::size_t>(count);
-        break;
-      }
-      default: break;  // empty: no payload
-    }
-    result = Afegir(name.c_str(), value);
+  Record record;
+  for (int r; (r = records.Next(record)) != 0;) {
+    if (r < 0) return r;
+    result = Afegir(record.name.c_str(), record.Value());
     if (result < 0) return result;
   }
   return result;
@@ -503,8 +599,7 @@ int TBlocOpcions::_fnAfegirNodesXML(const wchar_t* nom, ITEMBLOCOPCIONS& valor, 
 
 int TBlocOpcions::FromNodeXML(XMLNode& node, TBlocOpcions* bloc) {
   if (bloc == nullptr) return 0;
-  for (int i = 0; i < node.CountElements(); ++i) {
-    XMLNode child = node.Element(i);
+  for (XMLNode child = node.FirstChild(nullptr); !child.IsEmpty(); child = child.NextSibling(nullptr)) {
     std::wstring type;
     child.Attribute(L"Type", type);
     if (SameNoCase(type, L"SubBloc")) {

@@ -71,8 +71,10 @@ class TBlocOpcions : public TItem {
   TItem* Duplicar() const override;
   CMoxelRTTI* GetRTTI() const override;
 
-  // Storing: 0 on success, -1 on failure. A name with "/" goes to a nested block:
-  // see Afegir.
+  // Storing: 0 on success, -1 on failure. A name with "/" makes the nested block its
+  // first part names, when missing, and the value goes no further (it is put in a
+  // copy that is not stored back); -1 when a part of the name is empty. The cost is
+  // linear in the length of the name, however many levels it has.
   int Afegir(const wchar_t* nom, const ITEMBLOCOPCIONS& valor);
   int EntraValorInt32(const wchar_t* nom, long valor);
   int EntraValorReal64(const wchar_t* nom, double valor);
@@ -81,6 +83,8 @@ class TBlocOpcions : public TItem {
   int EntraSubBloc(const wchar_t* nom, const TBlocOpcions* bloc);
 
   // Reading: the default when the name is missing or holds another type.
+  // Buscar follows a name with "/" through the nested blocks, reading each level's
+  // records where they lie: linear in the name and in the bytes of the levels.
   int Buscar(const wchar_t* nom, ITEMBLOCOPCIONS& valor) const;
   long TornaValorInt32(const wchar_t* nom, long perDefecte) const;
   double TornaValorReal64(const wchar_t* nom, double perDefecte) const;
@@ -102,6 +106,7 @@ class TBlocOpcions : public TItem {
   // The data block in a malloc buffer (the caller frees it).
   unsigned char* ToBlocDades(unsigned int& mida) const;
   // 0, -3 for malformed data, -9 for an unknown type; what loaded before stays.
+  // Nothing outside the `mida` bytes at `dades` is read.
   int FromBlocDades(const unsigned char* dades, unsigned int mida, int bAfegir);
   int ToNodeXML(XMLNode& node) const;
   static int FromNodeXML(XMLNode& node, TBlocOpcions* bloc);

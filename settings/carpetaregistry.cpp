@@ -329,8 +329,13 @@ void* TCarpetaRegistry::TornaValorBin(const wchar_t* nom, unsigned long& mida) {
     mida = 0;
     return nullptr;
   }
+  // An empty value is still a block of its own for the caller to free.
+  void* copia = std::malloc(dades.empty() ? 1 : dades.size());
+  if (copia == nullptr) {
+    mida = 0;
+    return nullptr;
+  }
   mida = dades.size();
-  auto* copia = new BYTE[dades.size()];
   std::memcpy(copia, dades.data(), dades.size());
   return copia;
 }

@@ -84,8 +84,8 @@ class TCarpetaRegistry {
   int TornaValorBool(const wchar_t* nom, int perDefecte);
   double TornaValorReal(const wchar_t* nom, double perDefecte);
   CString TornaValorString(const wchar_t* nom, const wchar_t* perDefecte);
-  // A copy of a binary value made with new[] (the caller deletes it with delete[])
-  // and its size, or null and 0.
+  // A malloc copy of a binary value (the caller frees it with free) and its size,
+  // or null and 0.
   void* TornaValorBin(const wchar_t* nom, unsigned long& mida);
 
   // With kTotsElsValors, deletes every value (failures only set the last error).

@@ -1,5 +1,8 @@
 #include "fitxersettingsxml.h"
 
+#include <string>
+#include <unordered_map>
+
 #include <kwlib63/framework/modulestate.h>
 #include <kwlib63/platform/xmlnode.h>
 #include <kwlib63/settings/pathstring.h>
@@ -35,25 +38,28 @@ void AppendKept(CMultiString& list, const std::wstring& text) {
   list.Afegir(&item, 1);
 }
 
-// Algorithms of the key listings: the number of keys of the first section whose name
-// matches without regard to case, each fetched from the root at that section's
-// position.
+// The key listings: the number of keys of the first section whose name matches
+// without regard to case, and each of them fetched from the root at that section's
+// position. That fetch gives the same element every time: it is made once.
 int ListKeys(const CString& file, const wchar_t* seccio, CMultiString& out, bool withText) {
   const XMLNode root = Root(file);
   if (root.IsEmpty()) return 0;
-  for (int i = 0; i < root.CountChildren(L"Section"); ++i) {
+  int position = 0;
+  XMLNode section = root.FirstChild(L"Section");
+  for (; !section.IsEmpty(); section = section.NextSibling(L"Section"), ++position) {
     std::wstring name;
-    root.Child(L"Section", i).Attribute(L"Name", name);
-    if (CString(name.c_str()).CompareNoCase(seccio != nullptr ? seccio : L"") != 0) continue;
-    const int keys = root.Child(L"Section", i).CountChildren(L"Key");
-    for (int k = 0; k < keys; ++k) {
-      const XMLNode key = root.Child(L"Key", i);
-      std::wstring keyName;
-      key.Attribute(L"Name", keyName);
-      AppendKept(out, keyName);
-      if (withText) AppendKept(out, key.Text());
-    }
-    break;
+    section.Attribute(L"Name", name);
+    if (CString(name.c_str()).CompareNoCase(seccio != nullptr ? seccio : L"") == 0) break;
+  }
+  if (section.IsEmpty()) return 1;
+  XMLNode key = root.FirstChild(L"Key");
+  for (int i = 0; i < position && !key.IsEmpty(); ++i) key = key.NextSibling(L"Key");
+  std::wstring keyName;
+  key.Attribute(L"Name", keyName);
+  const std::wstring keyText = key.Text();
+  for (XMLNode k = section.FirstChild(L"Key"); !k.IsEmpty(); k = k.NextSibling(L"Key")) {
+    AppendKept(out, keyName);
+    if (withText) AppendKept(out, keyText);
   }
   return 1;
 }
@@ -92,9 +98,9 @@ int CFitxerSettingsXML::BorrarValor(const wchar_t* seccio, const wchar_t* clau) 
 int CFitxerSettingsXML::GetSeccions(CMultiString& seccions) const {
   const XMLNode root = Root(m_strFitxer);
   if (root.IsEmpty()) return 0;
-  for (int i = 0; i < root.CountChildren(L"Section"); ++i) {
+  for (XMLNode section = root.FirstChild(L"Section"); !section.IsEmpty(); section = section.NextSibling(L"Section")) {
     std::wstring name;
-    root.Child(L"Section", i).Attribute(L"Name", name);
+    section.Attribute(L"Name", name);
     AppendKept(seccions, name);
   }
   return 1;
@@ -111,10 +117,21 @@ int CFitxerSettingsXML::GetSeccio(const wchar_t* seccio, CMultiString& linies) c
 int CFitxerSettingsXML::SetSeccio(const wchar_t* seccio, const CMultiString& linies) {
   const XMLNode root = RootOrNew(m_strFitxer);
   const XMLNode section = FindOrAdd(root, L"Section", seccio);
+  // The section's keys by name, the first of each name as FindOrAdd would find it,
+  // so that a long list is merged in one pass.
+  std::unordered_map<std::wstring, XMLNode> keys;
+  for (XMLNode key = section.FirstChild(L"Key"); !key.IsEmpty(); key = key.NextSibling(L"Key")) {
+    std::wstring name;
+    if (key.Attribute(L"Name", name)) keys.emplace(name, key);
+  }
   for (int i = 0; i + 1 < linies.GetNumStr(); i += 2) {
-    const XMLNode key = FindOrAdd(section, L"Key", linies[i]);
-    key.DeleteText();
-    key.AddText(linies[i + 1]);
+    auto [it, added] = keys.try_emplace(linies[i]);
+    if (added) {
+      it->second = section.AddChild(L"Key");
+      it->second.AddAttribute(L"Name", linies[i]);
+    }
+    it->second.DeleteText();
+    it->second.AddText(linies[i + 1]);
   }
   return root.WriteToFile(m_strFitxer) ? 1 : 0;
 }

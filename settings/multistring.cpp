@@ -1,5 +1,7 @@
 #include "multistring.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -84,8 +86,11 @@ void CMultiString::Afegir(const wchar_t** cadenes, int n) {
   texts.reserve(static_cast<std::size_t>(n));
   for (int i = 0; i < n; ++i) texts.emplace_back(cadenes[i] != nullptr ? cadenes[i] : L"");
   if (needed > m_nCapacitat) {
-    m_pBuffer = reallocBuffer(needed, m_pBuffer);
-    m_nCapacitat = needed;
+    // Room for as much again: a list built one string at a time is copied a
+    // bounded number of times, not once per string.
+    const int room = needed > INT_MAX / 2 ? needed : std::max(needed, 2 * m_nCapacitat);
+    m_pBuffer = reallocBuffer(room, m_pBuffer);
+    m_nCapacitat = room;
   }
   for (const std::wstring& text : texts) {
     m_index.Add(pos);

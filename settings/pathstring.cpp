@@ -102,9 +102,13 @@ CString CPathString::GetFitxer() const {
 CString CPathString::GetNomFitxer() const { return CString(Parts(*this).name.c_str()); }
 
 CString CPathString::GetExtensio(int bPunt) const {
-  const std::wstring ext = Parts(*this).ext;
-  const CString bare(ext.empty() ? L"" : ext.c_str() + 1);
-  return bPunt != 0 ? CString(L".") + bare : bare;
+  if (bPunt != 0) {
+    const std::wstring ext = Parts(*this).ext;
+    return CString(L".") + (ext.empty() ? L"" : ext.c_str() + 1);
+  }
+  // The whole text is searched, not the split: a dot in a folder name counts.
+  const int dot = ReverseFind(L'.');
+  return dot < 0 ? CString() : Mid(dot + 1);
 }
 
 void CPathString::SplitPath(CString* drive, CString* dir, CString* name, CString* ext) const {
@@ -239,7 +243,15 @@ int CPathString::EsborrarCarpeta(const wchar_t* path, int bRecursiu) {
     if (find == INVALID_HANDLE_VALUE) return 0;
     do {
       const CString name(data.cFileName);
-      if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+      const bool isFolder = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+      if ((data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+        // A link goes as a link: what it points at is not in this folder.
+        if (isFolder) {
+          kwplat::RemoveDirectoryW(folder + name);
+        } else {
+          kwplat::DeleteFileW(folder + name);
+        }
+      } else if (isFolder) {
         if (name != L"." && name != L"..") EsborrarCarpeta(folder + name, 1);
       } else {
         kwplat::DeleteFileW(folder + name);

@@ -36,8 +36,9 @@ class CPathString : public CString {
   CString GetSubdirectori() const;
   CString GetFitxer() const;
   CString GetNomFitxer() const;
-  // With `bPunt`: the extension with its dot ("." when there is none); without: the
-  // text after the dot.
+  // With `bPunt`: the split's extension with its dot ("." when there is none);
+  // without: the text after the last dot of the whole path, a dot in a folder name
+  // included ("/a.b/c" gives "b/c"), or empty.
   CString GetExtensio(int bPunt) const;
   void SplitPath(CString* drive, CString* dir, CString* name, CString* ext) const;
   int IsRoot() const;
@@ -63,6 +64,8 @@ class CPathString : public CString {
   int CrearCarpeta() const { return CrearCarpeta(GetRuta(0)); }
   static int Esborrar(const wchar_t* path, int bForcar);
   int Esborrar(int bForcar) const { return Esborrar(*this, bForcar); }
+  // With `bRecursiu` the contents go first; a symbolic link inside is removed as a
+  // link, and nothing outside the folder is touched.
   static int EsborrarCarpeta(const wchar_t* path, int bRecursiu);
   int EsborrarCarpeta(int bRecursiu) const { return EsborrarCarpeta(GetRuta(0), bRecursiu); }
   // Non-zero `bFailIfExists`: an existing target is kept and the copy fails.

@@ -2,12 +2,18 @@
 // name order, and the XML export and import.
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
+#include <memory>
+#include <random>
 #include <string>
 #include <vector>
 #include <gtest/gtest.h>
 
+#include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/xmlnode.h>
 #include <kwlib63/settings/blocopcions.h>
+
+#include "support/stopwatch.h"
 
 namespace {
 
@@ -172,6 +178,149 @@ TEST(BlocOpcions, XmlExportAndImport) {
   ITEMBLOCOPCIONS none;
   EXPECT_EQ(guessed.Buscar(L"b", none), 0);
   EXPECT_EQ(guessed.TornaValorInt32(L"c", 0), 7);
+}
+
+// One record of a data block: a one-byte-per-character name, a type and its payload.
+std::string Record(const std::string& name, int type, const std::string& payload) {
+  std::string r;
+  r += static_cast<char>(name.size() & 0xFF);
+  r += static_cast<char>(name.size() >> 8);
+  return r + name + static_cast<char>(type) + payload;
+}
+
+std::string Le(unsigned long v, int bytes) {
+  std::string out;
+  for (int i = 0; i < bytes; ++i) out += static_cast<char>(v >> (8 * i));
+  return out;
+}
+
+bool SameValue(const ITEMBLOCOPCIONS& a, const ITEMBLOCOPCIONS& b) {
+  if (a.nTipus != b.nTipus) return false;
+  switch (a.nTipus) {
+    case TIPUS_BLOC_INT32: return a.lValor == b.lValor;
+    case TIPUS_BLOC_REAL64: return std::memcmp(&a.dValor, &b.dValor, sizeof a.dValor) == 0;
+    case TIPUS_BLOC_SUBBLOC:
+    case TIPUS_BLOC_BINARI:
+      return a.nMida == b.nMida && (a.nMida == 0 || std::memcmp(a.pDades, b.pDades, a.nMida) == 0);
+    case TIPUS_BLOC_STRING:
+      return (a.pDades == nullptr) == (b.pDades == nullptr) &&
+             (a.pDades == nullptr || std::wcscmp(static_cast<const wchar_t*>(a.pDades), static_cast<const wchar_t*>(b.pDades)) == 0);
+    default: return true;
+  }
+}
+
+// A random data block over a few names, plain and in path form, with repeats,
+// every type, nested blocks, and now and then a cut or a bad record.
+std::string RandomBlock(std::mt19937& rng, int depth) {
+  static const char* const names[] = {"a", "b", "a/b", "b/a", "a/", "/a", "a//b", "a\xE9"};
+  std::string block = "DRIVER-BLOC";
+  const int records = static_cast<int>(rng() % 6);
+  for (int i = 0; i < records; ++i) {
+    const std::string name = names[rng() % 8];
+    switch (rng() % 7) {
+      case 0: block += Record(name, 0, Le(rng() % 100, 4)); break;
+      case 1: block += Record(name, 5, Le(4, 2) + std::string("x\0y\0", 4)); break;
+      case 2: block += Record(name, 2, Le(2, 2) + "\xE9z"); break;
+      case 3: block += Record(name, 4, Le(3, 4) + "abc"); break;
+      case 4: block += Record(name, -1, ""); break;
+      default: {
+        const std::string inner = depth < 3 ? RandomBlock(rng, depth + 1) : std::string("DRIVER-BLOC");
+        block += Record(name, 3, Le(inner.size(), 4) + inner);
+        break;
+      }
+    }
+  }
+  if (rng() % 8 == 0 && block.size() > 11) block.resize(11 + rng() % (block.size() - 11));
+  if (rng() % 16 == 0) block += Record("c", 9, "");
+  return block;
+}
+
+// A path search answers exactly as reading each nested level with TornaSubBloc and
+// searching the last one would.
+TEST(BlocOpcions, PathSearchBehavesLikeReadingEachLevel) {
+  const std::vector<std::wstring> paths = {L"a", L"b", L"a/a", L"a/b", L"b/a", L"a/b/a", L"b/a/b", L"a/a/b",
+                                           L"a//b", L"a/", L"/a", L"a/\u00E9", L"\u00E9/a"};
+  for (unsigned seed = 1; seed <= 300; ++seed) {
+    std::mt19937 rng(seed);
+    TBlocOpcions b;
+    Load(b, RandomBlock(rng, 0));
+    for (const std::wstring& path : paths) {
+      ITEMBLOCOPCIONS model;
+      int modelFound = 0;
+      std::unique_ptr<TBlocOpcions> level(new TBlocOpcions(&b));
+      std::size_t from = 0;
+      for (std::size_t slash; level != nullptr && (slash = path.find(L'/', from)) != std::wstring::npos; from = slash + 1) {
+        level.reset(level->TornaSubBloc(path.substr(from, slash - from).c_str()));
+      }
+      if (level != nullptr) modelFound = level->Buscar(path.substr(from).c_str(), model);
+      ITEMBLOCOPCIONS found;
+      ASSERT_EQ(b.Buscar(path.c_str(), found), modelFound) << "seed " << seed << " path " << kwfw::WideToUtf8(path);
+      ASSERT_TRUE(SameValue(found, model)) << "seed " << seed << " path " << kwfw::WideToUtf8(path);
+    }
+  }
+}
+
+// Names of many levels, from a caller and from a data block: the cost grows with
+// the length of the name, not with its square. A quadratic walk takes minutes
+// (or runs out of stack) on these.
+TEST(BlocOpcions, LongPathsCostLinearTime) {
+  std::wstring path;
+  for (int i = 0; i < 100000; ++i) path += L"a/";
+  path += L"b";
+  TBlocOpcions b;
+  int stored = 1, found = 1;
+  ITEMBLOCOPCIONS value;
+  EXPECT_LT(kwtest::SecondsTaken([&] {
+    stored = b.EntraValorInt32(path.c_str(), 5);
+    found = b.Buscar(path.c_str(), value);
+  }), 10.0);
+  EXPECT_EQ(stored, 0);
+  EXPECT_EQ(found, 0);  // the value never reaches the stored nested blocks
+  EXPECT_EQ(b.EntraValorInt32((path + L"/").c_str(), 5), -1);  // an empty last part
+
+  // The longest name a data block can hold: 32767 bytes.
+  std::string name;
+  while (name.size() + 2 < 32767) name += "a/";
+  name += "b";
+  const std::string block = "DRIVER-BLOC" + Record(name, 0, Le(7, 4));
+  TBlocOpcions loaded;
+  int result = 1;
+  EXPECT_LT(kwtest::SecondsTaken([&] { result = Load(loaded, block); }), 5.0);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(Block(loaded), "DRIVER-BLOC" + Record("a", 3, Le(11, 4) + "DRIVER-BLOC"));
+
+  // Nested blocks 20000 levels deep, searched from the top to the bottom.
+  constexpr int kDepth = 20000;
+  const std::string innermost = "DRIVER-BLOC" + Record("x", 0, Le(9, 4));
+  const std::size_t level = 11 + 2 + 1 + 1 + 4;
+  std::string deep;
+  deep.reserve(kDepth * level + innermost.size());
+  for (int i = 0; i < kDepth; ++i) {
+    deep += "DRIVER-BLOC" + Record("a", 3, Le((kDepth - 1 - i) * level + innermost.size(), 4));
+  }
+  deep += innermost;
+  std::wstring deepPath;
+  for (int i = 0; i < kDepth; ++i) deepPath += L"a/";
+  deepPath += L"x";
+  TBlocOpcions top;
+  EXPECT_EQ(Load(top, deep), 0);
+  found = 0;
+  EXPECT_LT(kwtest::SecondsTaken([&] { found = top.Buscar(deepPath.c_str(), value); }), 10.0);
+  EXPECT_EQ(found, 1);
+  EXPECT_EQ(value.lValor, 9);
+}
+
+// XML import of an element with many children: each child is reached from the one
+// before, not counted from the first.
+TEST(BlocOpcions, ManyXmlChildrenCostLinearTime) {
+  std::string xml = "<o>";
+  for (int i = 0; i < 100000; ++i) xml += "<k" + std::to_string(i) + " Type=\"int\">" + std::to_string(i) + "</k" + std::to_string(i) + ">";
+  xml += "</o>";
+  kwplat::XMLNode root = kwplat::XMLNode::ParseString(xml, L"o");
+  TBlocOpcions b;
+  EXPECT_LT(kwtest::SecondsTaken([&] { TBlocOpcions::FromNodeXML(root, &b); }), 30.0);
+  EXPECT_EQ(b.TornaValorInt32(L"k99999", 0), 99999);
+  EXPECT_EQ(b.TornaValorInt32(L"k0", 7), 0);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // TCarpetaRegistry on a private hive: the application folder rules, the open
 // count, typed values as stored, defaults, a root that cannot be written, deletes,
 // enumeration and window placements.
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -104,7 +105,13 @@ TEST_F(CarpetaRegistryTest, TypedValuesAndDefaults) {
   auto* copia = static_cast<unsigned char*>(carpeta.TornaValorBin(L"bin", mida));
   ASSERT_NE(copia, nullptr);
   EXPECT_EQ(std::vector<unsigned char>(copia, copia + mida), std::vector<unsigned char>(bytes, bytes + 4));
-  delete[] copia;
+  std::free(copia);  // blocks handed out come from malloc
+  ASSERT_EQ(carpeta.EntraValor(L"buit", bytes, 0ul), 0);
+  mida = 9;
+  void* buit = carpeta.TornaValorBin(L"buit", mida);
+  EXPECT_NE(buit, nullptr);  // an empty value is still a block to free
+  EXPECT_EQ(mida, 0u);
+  std::free(buit);
   unsigned char llegits[4] = {}, perDefecte[4] = {9, 9, 9, 9};
   mida = 4;
   EXPECT_EQ(carpeta.TornaValor(L"nobin", llegits, mida, perDefecte), 2500);

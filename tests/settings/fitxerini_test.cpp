@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -12,11 +13,14 @@
 
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/profile.h>
 #include <kwlib63/settings/fitxerini.h>
 #include <kwlib63/settings/pathstring.h>
 
+#include "support/locales.h"
 #include "support/tempdir.h"
 #include "support/throws.h"
+#include "support/stopwatch.h"
 
 namespace {
 
@@ -141,6 +145,84 @@ TEST_F(FitxerIniTest, SectionsAsPairs) {
   CMultiString shortValues;
   shortValues += L"only";
   EXPECT_TRUE(kwtest::Throws<CInvalidArgException>([&] { m_ini.SetValorsSeccio(L"p", keys, shortValues); }));
+}
+
+// The strings of a double-zero-terminated list.
+std::vector<std::wstring> List(const wchar_t* p) {
+  std::vector<std::wstring> out;
+  for (; *p != 0; p += std::wcslen(p) + 1) out.emplace_back(p);
+  return out;
+}
+
+// A line without '=' is no key: the key list and look-ups pass it by, while the
+// whole-section read keeps it, as the platform's profile functions do.
+TEST_F(FitxerIniTest, ALineWithoutEqualsIsNoKey) {
+  CPathString::CrearCarpeta(kwfw::Utf8ToWide(m_dir + "/sub").c_str());
+  std::ofstream(m_path, std::ios::binary) << "[s]\r\nname1=a\r\nname2=x\r\nname3\r\nName4 = a\r\n[t]\r\nk=v\r\n";
+  const std::wstring file = kwfw::Utf8ToWide(m_path);
+  for (const char* locale : kwtest::kTextLocales) {
+    const kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale << " is not generated (scripts/install-deps)";
+    std::vector<wchar_t> buffer(1024, L'#');
+    EXPECT_EQ(kwplat::GetPrivateProfileStringW(L"S", nullptr, L"", buffer.data(), 1024, file.c_str()), 18u) << locale;
+    EXPECT_EQ(List(buffer.data()), (std::vector<std::wstring>{L"name1", L"name2", L"Name4"})) << locale;
+    EXPECT_EQ(kwplat::GetPrivateProfileStringW(L"s", L"NAME3", L"def", buffer.data(), 1024, file.c_str()), 3u) << locale;
+    EXPECT_STREQ(buffer.data(), L"def") << locale;
+    EXPECT_EQ(kwplat::GetPrivateProfileStringW(L"s", L"name4", L"def", buffer.data(), 1024, file.c_str()), 1u) << locale;
+    EXPECT_STREQ(buffer.data(), L"a") << locale;
+    EXPECT_EQ(kwplat::GetPrivateProfileSectionW(L"s", buffer.data(), 1024, file.c_str()), 30u) << locale;
+    EXPECT_EQ(List(buffer.data()), (std::vector<std::wstring>{L"name1=a", L"name2=x", L"name3", L"Name4=a"})) << locale;
+
+    CMultiString keys, lines;
+    EXPECT_EQ(m_ini.GetClausSeccio(L"s", keys), 1) << locale;
+    ASSERT_EQ(keys.GetNumStr(), 3) << locale;
+    EXPECT_STREQ(keys[2], L"Name4") << locale;
+    EXPECT_EQ(m_ini.GetString(L"s", L"name3", L"d"), CString(L"d")) << locale;
+    EXPECT_EQ(m_ini.GetSeccio(L"s", lines), 1) << locale;
+    EXPECT_EQ(lines.GetNumStr(), 4) << locale;
+  }
+}
+
+// A section of 100000 lines, read and written through the profile functions, and
+// as many pairs through the typed functions: every step is linear in the size of
+// the file. These take seconds under the sanitizers; a quadratic step, hours.
+TEST_F(FitxerIniTest, AHugeSectionCostsLinearTime) {
+  constexpr int kLines = 100000;
+  CPathString::CrearCarpeta(kwfw::Utf8ToWide(m_dir + "/sub").c_str());
+  {
+    std::ofstream out(m_path, std::ios::binary);
+    out << "[big]\r\n";
+    for (int i = 0; i < kLines; ++i) out << "k" << i << "=v" << i << "\r\n";
+    out << "[after]\r\nx=1\r\n";
+  }
+  const std::wstring file = kwfw::Utf8ToWide(m_path);
+  std::vector<wchar_t> buffer(4000000);
+  DWORD sectionSize = 0, keysSize = 0;
+  EXPECT_LT(kwtest::SecondsTaken([&] {
+    sectionSize = kwplat::GetPrivateProfileSectionW(L"big", buffer.data(), 4000000, file.c_str());
+    keysSize = kwplat::GetPrivateProfileStringW(L"big", nullptr, L"", buffer.data(), 4000000, file.c_str());
+    kwplat::WritePrivateProfileStringW(L"big", L"k99999", L"changed", file.c_str());
+  }), 60.0);
+  EXPECT_EQ(sectionSize, 1377780u);  // "kI=vI" and its zero for every I below 100000
+  EXPECT_EQ(keysSize, 688890u);
+  EXPECT_EQ(m_ini.GetString(L"big", L"k99999", L""), CString(L"changed"));
+  EXPECT_EQ(m_ini.GetString(L"after", L"x", L""), CString(L"1"));
+
+  // The pairs are gathered one at a time into the lists.
+  CFitxerINI pairsFile(kwfw::Utf8ToWide(m_dir + "/sub/pairs.ini").c_str());
+  CMultiString keys, values;
+  int enumerated = 0;
+  EXPECT_LT(kwtest::SecondsTaken([&] {
+    for (int i = 0; i < kLines; ++i) {
+      keys += (L"w" + std::to_wstring(i)).c_str();
+      values += L"1";
+    }
+    pairsFile.SetValorsSeccio(L"p", keys, values);
+    enumerated = pairsFile.EnumSeccio(L"p", [](const wchar_t*, const wchar_t*, __int64) { return 1; }, 0);
+  }), 60.0);
+  EXPECT_EQ(keys.GetNumStr(), kLines);
+  EXPECT_EQ(enumerated, 1);
+  EXPECT_EQ(pairsFile.GetString(L"p", L"w99999", L""), CString(L"1"));
 }
 
 TEST(FitxerIni, DefaultPathIsTheProgramsWithIni) {

@@ -10,7 +10,9 @@
 #include <kwlib63/platform/xmlnode.h>
 #include <kwlib63/settings/fitxersettingsxml.h>
 
+#include "support/locales.h"
 #include "support/tempdir.h"
+#include "support/stopwatch.h"
 
 namespace {
 
@@ -88,6 +90,61 @@ TEST_F(FitxerXmlTest, DamagedAndForeignFiles) {
   EXPECT_EQ(m_xml.TestFitxer(), 1);
   EXPECT_EQ(m_xml.GetSeccions(sections), 0);
   EXPECT_EQ(CFitxerSettingsXML().GetFitxer().Right(4), CString(L".xml"));
+}
+
+// The keys are fetched from the root at the section's position: a root that does
+// hold "Key" elements gives the name of the one at that position, once per key.
+TEST_F(FitxerXmlTest, KeyListsFetchFromTheRootAtTheSectionsPosition) {
+  std::ofstream(m_path) << "<Sections><Key Name=\"r0\">t0</Key><Section Name=\"A\"><Key Name=\"a\"/></Section>"
+                           "<Key Name=\"r1\">t1</Key><Section Name=\"B\"><Key Name=\"b1\"/><Key Name=\"b2\"/></Section>"
+                           "<Section Name=\"C\"><Key Name=\"c\"/></Section></Sections>";
+  for (const char* locale : kwtest::kTextLocales) {
+    const kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale << " is not generated (scripts/install-deps)";
+    CMultiString keys, lines, none;
+    EXPECT_EQ(m_xml.GetClausSeccio(L"b", keys), 1) << locale;
+    ASSERT_EQ(keys.GetNumStr(), 2) << locale;
+    EXPECT_STREQ(keys[0], L"r1") << locale;
+    EXPECT_STREQ(keys[1], L"r1") << locale;
+    EXPECT_EQ(m_xml.GetSeccio(L"A", lines), 1) << locale;
+    ASSERT_EQ(lines.GetNumStr(), 2) << locale;
+    EXPECT_STREQ(lines[0], L"r0") << locale;
+    EXPECT_STREQ(lines[1], L"t0") << locale;
+    EXPECT_EQ(m_xml.GetClausSeccio(L"C", none), 1) << locale;  // no third "Key" in the root
+    ASSERT_EQ(none.GetNumStr(), 1) << locale;
+    EXPECT_STREQ(none[0], L"") << locale;
+  }
+}
+
+// 20000 sections, and a section of 20000 keys: listing and merging walk each list
+// once. Counting the children again on every step takes many seconds here.
+TEST_F(FitxerXmlTest, ManySectionsAndKeysCostLinearTime) {
+  constexpr int kCount = 20000;
+  {
+    std::ofstream out(m_path);
+    out << "<Sections>";
+    for (int i = 0; i < kCount; ++i) out << "<Section Name=\"s" << i << "\"><Key Name=\"k\">" << i << "</Key></Section>";
+    out << "</Sections>";
+  }
+  CMultiString sections, keys, lines, pairs;
+  for (int i = 0; i < kCount; ++i) {
+    pairs += (L"k" + std::to_wstring(i)).c_str();
+    pairs += L"v";
+  }
+  int listed = 0, merged = 0;
+  const double seconds = kwtest::SecondsTaken([&] {
+    listed = m_xml.GetSeccions(sections) + m_xml.GetClausSeccio(L"S19999", keys) + m_xml.GetSeccio(L"s19998", lines);
+    merged = m_xml.SetSeccio(L"s19999", pairs);
+  });
+  EXPECT_LT(seconds, 20.0);
+  EXPECT_EQ(listed, 3);
+  EXPECT_EQ(merged, 1);
+  ASSERT_EQ(sections.GetNumStr(), kCount);
+  EXPECT_STREQ(sections[kCount - 1], L"s19999");
+  EXPECT_EQ(keys.GetNumStr(), 1);
+  EXPECT_EQ(lines.GetNumStr(), 2);
+  EXPECT_EQ(m_xml.GetString(L"s19999", L"k", L""), CString(L"19999"));
+  EXPECT_EQ(m_xml.GetString(L"s19999", L"k19999", L""), CString(L"v"));
 }
 
 }  // namespace

@@ -58,6 +58,25 @@ TEST(PathString, Parts) {
   EXPECT_EQ(dir + name, S(L"/a/b/c.tar"));
 }
 
+// With the dot: the split's extension (so "." without one); without: whatever
+// follows the last dot of the whole text, a dot in a folder name included.
+TEST(PathString, ExtensionForms) {
+  struct {
+    const wchar_t* path;
+    const wchar_t* withDot;
+    const wchar_t* bare;
+  } cases[] = {
+      {L"/a.b/c", L".", L"b/c"},   {L"/a.b/c.d", L".d", L"d"},        {L"/x/a", L".", L""},
+      {L"/x/a.tar.gz", L".gz", L"gz"}, {L"/x/a.", L".", L""},          {L"a.b/", L".", L"b/"},
+      {L"", L".", L""},
+  };
+  for (const auto& c : cases) {
+    const CPathString p(c.path, nullptr);
+    EXPECT_EQ(p.GetExtensio(1), S(c.withDot)) << kwfw::WideToUtf8(c.path);
+    EXPECT_EQ(p.GetExtensio(0), S(c.bare)) << kwfw::WideToUtf8(c.path);
+  }
+}
+
 TEST(PathString, CdAndPurify) {
   EXPECT_EQ(CPathString(L"/a/b/f.txt", nullptr).Cd(L".."), S(L"/a/f.txt"));
   EXPECT_EQ(CPathString(L"/a/f.txt", nullptr).Cd(L".."), S(L"/f.txt"));
@@ -141,6 +160,50 @@ TEST_F(PathStringFiles, RemovingAndCopyingFolders) {
   EXPECT_EQ(kwfw::Utf8ToWide(cwd), m_dir);
   std::free(cwd);
   ASSERT_EQ(chdir("/"), 0);
+}
+
+// Symbolic links met inside a folder tree: a recursive delete removes each link as
+// a link and never touches what it points at; a folder copy copies each link as a
+// link. The targets lie outside the tree and must come through whole.
+TEST_F(PathStringFiles, WalksDoNotFollowLinks) {
+  CPathString::CrearCarpeta(At(L"outside/deep"));
+  Touch(L"outside/keep.txt", "keep");
+  Touch(L"outside/deep/inner.txt", "inner");
+  const std::string outside = kwfw::WideToUtf8(At(L"outside").GetString());
+  struct {
+    const wchar_t* link;
+    std::string target;
+  } cases[] = {
+      {L"to-folder", outside},
+      {L"to-file", outside + "/keep.txt"},
+      {L"dangling", outside + "/none"},
+      {L"to-ancestor", ".."},
+  };
+  for (const auto& c : cases) {
+    const std::wstring tree = std::wstring(L"tree-") + c.link;
+    CPathString::CrearCarpeta(At((tree + L"/sub").c_str()));
+    Touch((tree + L"/sub/own.txt").c_str(), "own");
+    const std::string link = kwfw::WideToUtf8(At((tree + L"/sub/" + c.link).c_str()).GetString());
+    ASSERT_EQ(symlink(c.target.c_str(), link.c_str()), 0) << link;
+
+    const std::wstring copy = std::wstring(L"copy-") + c.link;
+    EXPECT_EQ(CPathString::CopyFolderTo(At(tree.c_str()), At(copy.c_str()), 1), 1) << kwfw::WideToUtf8(c.link);
+    const std::string copied = kwfw::WideToUtf8(At((copy + L"/sub/" + c.link).c_str()).GetString());
+    struct stat st {};
+    ASSERT_EQ(lstat(copied.c_str(), &st), 0) << copied;
+    EXPECT_TRUE(S_ISLNK(st.st_mode)) << copied;
+    char target[4096] = {};
+    ASSERT_GT(readlink(copied.c_str(), target, sizeof target - 1), 0) << copied;
+    EXPECT_EQ(std::string(target), c.target) << copied;
+    EXPECT_EQ(CPathString::GetMida(At((copy + L"/sub/own.txt").c_str())), 3u) << copied;
+
+    for (const std::wstring& folder : {tree, copy}) {
+      EXPECT_NE(CPathString::EsborrarCarpeta(At(folder.c_str()), 1), 0) << kwfw::WideToUtf8(folder);
+      EXPECT_NE(lstat(kwfw::WideToUtf8(At(folder.c_str()).GetString()).c_str(), &st), 0) << kwfw::WideToUtf8(folder);
+    }
+    EXPECT_EQ(CPathString::GetMida(At(L"outside/keep.txt")), 4u) << kwfw::WideToUtf8(c.link);
+    EXPECT_EQ(CPathString::GetMida(At(L"outside/deep/inner.txt")), 5u) << kwfw::WideToUtf8(c.link);
+  }
 }
 
 TEST_F(PathStringFiles, DataFoldersTemporaryNamesAndFullPaths) {

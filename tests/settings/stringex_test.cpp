@@ -8,6 +8,7 @@
 #include <kwlib63/settings/stringex.h>
 
 #include "exestrings.h"
+#include "support/guardedbuffer.h"
 
 namespace {
 
@@ -47,6 +48,27 @@ TEST(StringEx, MarksAndConversions) {
   EXPECT_EQ(std::string(mac, 2), "\x8E\xDB");
   EXPECT_EQ(CStringEx::MacToWide("\x8E", wide, 8), 2);
   EXPECT_EQ(wide[0], L'\u00E9');
+}
+
+// After the FE FF mark the text is read as low-byte-first units up to a unit that
+// begins with a zero byte, and no byte after that zero is read: the inputs sit
+// against an inaccessible page, so reading one byte further faults.
+TEST(StringEx, Utf16AfterTheMarkStopsAtTheInputsEnd) {
+  struct {
+    std::string bytes;
+    std::wstring text;
+  } cases[] = {
+      {std::string("\xFE\xFF" "A\0B\0\0", 7), L"AB"},          // one closing zero
+      {std::string("\xFE\xFF" "A\0B\0\0\0", 8), L"AB"},       // a closing zero unit
+      {std::string("\xFE\xFF\0", 3), L""},
+      {std::string("\xFE\xFF" "\xE9\0\x3D\xD8\x01\xDE\0", 9), L"\u00E9\U0001F601"},
+      {std::string("\xFE\xFF" "\x3D\xD8\x00\xDE\0", 7), L"\uFFFD"},  // a low half beginning with a zero byte ends it
+      {std::string("\xFE\xFF" "a\0\x00\x4E" "b\0\0", 9), L"a"},  // U+4E00 begins with a zero byte
+  };
+  for (const auto& c : cases) {
+    const kwtest::GuardedBuffer input(c.bytes.data(), c.bytes.size());
+    EXPECT_EQ(std::wstring(CStringEx::RemoveBOMEncoding(input.As<char>()).GetString()), c.text) << c.bytes.size();
+  }
 }
 
 TEST(StringEx, EscapingAndTexts) {

@@ -96,9 +96,9 @@ int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, 
     need(3);
     const kwplat::XMLNode section = kwplat::XMLNode::ParseFile(w(1).c_str(), L"Sections").ChildWithAttribute(L"Section", L"Name", w(2).c_str());
     std::vector<std::string> items;
-    for (int i = 0; i < section.CountChildren(L"Key"); ++i) {
+    for (kwplat::XMLNode key = section.FirstChild(L"Key"); !key.IsEmpty(); key = key.NextSibling(L"Key")) {
       std::wstring name;
-      section.Child(L"Key", i).Attribute(L"Name", name);
+      key.Attribute(L"Name", name);
       items.push_back(WideToUtf8(name));
     }
     PrintList(out, items, json);
