@@ -113,7 +113,11 @@ DWORD GetFileAttributesW(LPCWSTR path) {
     SetLastErrorFromErrno();
     return INVALID_FILE_ATTRIBUTES;
   }
-  return Attributes(st, BaseName(p));
+  // A link is marked as one, with its target's other attributes, as FindFirstFileW does.
+  struct stat link {};
+  const bool isLink = lstat(p.c_str(), &link) == 0 && S_ISLNK(link.st_mode);
+  const DWORD a = Attributes(st, BaseName(p));
+  return isLink ? (a & ~FILE_ATTRIBUTE_NORMAL) | FILE_ATTRIBUTE_REPARSE_POINT : a;
 }
 
 BOOL SetFileAttributesW(LPCWSTR path, DWORD attributes) {

@@ -236,6 +236,12 @@ int CPathString::Esborrar(const wchar_t* path, int bForcar) {
 
 int CPathString::EsborrarCarpeta(const wchar_t* path, int bRecursiu) {
   if (path == nullptr || *path == 0) return 0;
+  // A link given as the folder goes as a link: what it points at is elsewhere.
+  const CString bare = posarBarraFinal(CString(path), 0);
+  const DWORD attributes = kwplat::GetFileAttributesW(bare);
+  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+    return kwplat::RemoveDirectoryW(bare);
+  }
   const CString folder = posarBarraFinal(CString(path), 1);
   if (bRecursiu != 0) {
     WIN32_FIND_DATAW data;

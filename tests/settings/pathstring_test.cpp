@@ -9,6 +9,7 @@
 
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/fileapi.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/shell.h>
 #include <kwlib63/settings/pathstring.h>
@@ -203,6 +204,23 @@ TEST_F(PathStringFiles, WalksDoNotFollowLinks) {
     }
     EXPECT_EQ(CPathString::GetMida(At(L"outside/keep.txt")), 4u) << kwfw::WideToUtf8(c.link);
     EXPECT_EQ(CPathString::GetMida(At(L"outside/deep/inner.txt")), 5u) << kwfw::WideToUtf8(c.link);
+  }
+}
+
+// The folder given is itself a link: the link goes, what it points at stays.
+TEST_F(PathStringFiles, ARecursiveDeleteOfALinkRemovesTheLink) {
+  CPathString::CrearCarpeta(At(L"target/deep"));
+  Touch(L"target/deep/inner.txt", "inner");
+  const std::string link = kwfw::WideToUtf8(At(L"link").GetString());
+  ASSERT_EQ(symlink(kwfw::WideToUtf8(At(L"target").GetString()).c_str(), link.c_str()), 0);
+  EXPECT_NE(kwplat::GetFileAttributesW(At(L"link")) & FILE_ATTRIBUTE_REPARSE_POINT, 0u);
+  EXPECT_EQ(kwplat::GetFileAttributesW(At(L"target")) & FILE_ATTRIBUTE_REPARSE_POINT, 0u);
+  for (const wchar_t* given : {L"link", L"link/"}) {
+    if (!CPathString::TestCarpeta(At(L"link"))) ASSERT_EQ(symlink(kwfw::WideToUtf8(At(L"target").GetString()).c_str(), link.c_str()), 0);
+    EXPECT_NE(CPathString::EsborrarCarpeta(At(given), 1), 0) << kwfw::WideToUtf8(given);
+    struct stat st {};
+    EXPECT_NE(lstat(link.c_str(), &st), 0) << kwfw::WideToUtf8(given);
+    EXPECT_EQ(CPathString::GetMida(At(L"target/deep/inner.txt")), 5u) << kwfw::WideToUtf8(given);
   }
 }
 
