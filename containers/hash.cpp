@@ -17,6 +17,9 @@ constinit CMoxelRTTI THashItem::m_rttiTHashItem(&TItem::m_rttiTItem, "THashItem"
 namespace {
 constexpr std::uint32_t kEnd = 0xFFFFFFFF;  // no entry: an empty bucket, the end of a chain
 constexpr int kMissing = -1402;
+// A null-terminated key is stored, hashed and compared by its first 263 code units
+// at most, so that a longer key is found again by the same text.
+constexpr std::size_t kStored = KW_HASH_CLAU - 1;
 
 // Copies a null-terminated key, cut to what an entry holds.
 void CopyTerminated(wchar_t* to, const wchar_t* from) {
@@ -142,7 +145,9 @@ unsigned int THash::clau(const wchar_t* key, int len) const {
   std::uint32_t sum = 0;
   char16_t units[2];
   const auto add = [&](wchar_t c) {
-    if (c >= 0 && c < 0xD800) {  // one unit, itself: the common case, without a call
+    // A character of the basic plane is one unit, itself (a lone surrogate too, as
+    // a caller's UTF-16 unit); beyond it, the two surrogates.
+    if (c >= 0 && c <= 0xFFFF) {
       sum += static_cast<std::uint32_t>(c);
       return;
     }
@@ -150,7 +155,7 @@ unsigned int THash::clau(const wchar_t* key, int len) const {
     for (int i = 0; i < n; ++i) sum += units[i];
   };
   if (len < 0) {
-    for (const wchar_t* p = key; *p != 0; ++p) add(*p);
+    for (const wchar_t* p = key; *p != 0 && static_cast<std::size_t>(p - key) < kStored; ++p) add(*p);
   } else {
     for (int i = 0; i < len; ++i) add(key[i]);
   }
@@ -164,7 +169,7 @@ int THash::BuscarClau(const wchar_t* key, int& pos, int len) const {
   if (m_pTaula == nullptr || key == nullptr || bucket >= m_pTaula->buckets) return static_cast<int>(previous);
   for (std::uint32_t at = m_pTaula->heads[bucket]; at != kEnd; at = m_pTaula->pool[at].next) {
     const Entry& e = m_pTaula->pool[at];
-    const bool match = len < 0 ? e.key[0] == key[0] && std::wcscmp(e.key, key) == 0
+    const bool match = len < 0 ? e.key[0] == key[0] && std::wcsncmp(e.key, key, kStored) == 0
                                : e.keyLen == len && len < KW_HASH_CLAU && std::wmemcmp(e.key, key, static_cast<std::size_t>(len)) == 0;
     if (match) {
       pos = static_cast<int>(at);
@@ -265,7 +270,7 @@ int THash::del(const wchar_t* key, int len) {
   std::uint32_t previous = kEnd;
   for (std::uint32_t at = m_pTaula->heads[bucket]; at != kEnd; previous = at, at = m_pTaula->pool[at].next) {
     Entry& e = m_pTaula->pool[at];
-    if (e.key[0] != key[0] || std::wcscmp(e.key, key) != 0) continue;
+    if (e.key[0] != key[0] || std::wcsncmp(e.key, key, kStored) != 0) continue;
     if (previous == kEnd) {
       m_pTaula->heads[bucket] = e.next;
     } else {

@@ -22,6 +22,7 @@ constexpr int kMaxPas = 16384;
 // Arrays carry the number of lists that hold them just before the slots.
 struct ArrayHeader {
   long holders;
+  long everShared;  // non-zero once a second list held it: see Done
 };
 static_assert(sizeof(ArrayHeader) % alignof(TItem*) == 0);
 
@@ -38,6 +39,13 @@ TItem** NewArray(int capacity) {
 }
 
 bool IsShared(TItem** slots) { return slots != nullptr && HeaderOf(slots)->holders > 1; }
+
+// One more list holds the array.
+void Share(TItem** slots) {
+  if (slots == nullptr) return;
+  ++HeaderOf(slots)->holders;
+  HeaderOf(slots)->everShared = 1;
+}
 
 // Lets go of one hold on the array; the last one frees it.
 void DropArray(TItem** slots) {
@@ -67,12 +75,12 @@ TLlista::TLlista(const TLlista& other)
       m_nItems(other.m_nItems),
       m_nActual(other.m_nActual),
       m_ppItems(other.m_ppItems) {
-  if (m_ppItems != nullptr) ++HeaderOf(m_ppItems)->holders;
+  Share(m_ppItems);
 }
 
 TLlista& TLlista::operator=(const TLlista& other) {
   if (this == &other) return *this;
-  if (other.m_ppItems != nullptr) ++HeaderOf(other.m_ppItems)->holders;
+  Share(other.m_ppItems);
   // As before, the former contents are not deleted: only the hold on the array goes.
   DropArray(m_ppItems);
   m_bPropietari = other.m_bPropietari;
@@ -104,7 +112,10 @@ void TLlista::Done(int deleteItems) {
   if (m_ppItems == nullptr) return;
   // Items of a shared array belong to the last list that holds it.
   if (deleteItems && !IsShared(m_ppItems)) {
-    for (int i = m_nItems - 1; i >= 0; --i) {
+    // Another holder may have filled slots beyond this list's count; the last
+    // holder deletes them too. Vacated slots are always null.
+    const int used = HeaderOf(m_ppItems)->everShared ? m_nMida : m_nItems;
+    for (int i = used - 1; i >= 0; --i) {
       delete m_ppItems[i];
       m_ppItems[i] = nullptr;
     }

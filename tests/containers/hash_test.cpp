@@ -88,10 +88,30 @@ TEST(Hash, RemovalComparesWholeKeysWhateverTheLength) {
   EXPECT_EQ(h.length(), 0u);
 }
 
+TEST(Hash, LongKeysAreFoundByTheirStoredText) {
+  Counted::live = 0;
+  {
+    THash h;
+    h.init(10);
+    const std::wstring key(300, L'q'), cut(263, L'q'), other = std::wstring(262, L'q') + L'r';
+    ASSERT_EQ(h.put(new Counted(7), key.c_str()), 0);
+    EXPECT_EQ(Value(h.get(key.c_str())), 7);
+    EXPECT_EQ(Value(h.get(cut.c_str())), 7);  // the same stored text
+    EXPECT_EQ(h.get(other.c_str()), nullptr);
+    ASSERT_EQ(h.put(new Counted(8), key.c_str()), 0);  // replaces
+    EXPECT_EQ(h.length(), 1u);
+    EXPECT_EQ(Counted::live, 1);
+    EXPECT_EQ(h.del(key.c_str()), 0);
+    EXPECT_EQ(h.length(), 0u);
+  }
+  EXPECT_EQ(Counted::live, 0);
+}
+
 TEST(Hash, BucketsSumUtf16CodeUnits) {
   // A character outside the basic plane counts as its two surrogates.
   struct { const wchar_t* key; std::uint32_t sum; } cases[] = {
-      {L"\U0001F600", 0xD83Du + 0xDE00u}, {L"a\U00010000b", 'a' + 0xD800u + 0xDC00u + 'b'}, {L"\u00E9t\u00E9", 0xE9u + 't' + 0xE9u}};
+      {L"\U0001F600", 0xD83Du + 0xDE00u}, {L"a\U00010000b", 'a' + 0xD800u + 0xDC00u + 'b'}, {L"\u00E9t\u00E9", 0xE9u + 't' + 0xE9u},
+      {L"\xD800x", 0xD800u + 'x'}, {L"\xDFFF", 0xDFFFu}};  // a lone surrogate counts as itself
   for (const auto& c : cases) {
     THash h;
     h.init(10);  // 4 buckets

@@ -123,6 +123,26 @@ TEST(Llista, CopiesDeepFromPointersAndShallowFromReferences) {
   EXPECT_EQ(Counted::live, 0);  // the items were deleted once
 }
 
+// Items one holder adds to a shared array beyond the other's count are deleted
+// once, by whichever holder lets go last.
+TEST(Llista, TheLastHolderOfASharedArrayDeletesEveryItemInIt) {
+  for (bool firstGoesFirst : {true, false}) {
+    Counted::live = 0;
+    {
+      auto* a = new TLlista;
+      a->Afegir(new Counted(0));
+      auto* b = new TLlista(*a);
+      a->Afegir(new Counted(1));   // within the capacity: written into the shared array
+      a->Concatenar(b, 0);         // a copy in front, still within it
+      EXPECT_EQ(Counted::live, 3);
+      delete (firstGoesFirst ? a : b);
+      EXPECT_EQ(Counted::live, 3) << "the other still holds them";
+      delete (firstGoesFirst ? b : a);
+    }
+    EXPECT_EQ(Counted::live, 0) << (firstGoesFirst ? "a first" : "b first");
+  }
+}
+
 TEST(Llista, ConcatenateCopiesAndMergeMoves) {
   TLlista a, b;
   for (int i = 0; i < 3; ++i) a.Afegir(new TInt(i));
