@@ -21,6 +21,14 @@ constexpr int kMissing = -1402;
 // at most, so that a longer key is found again by the same text.
 constexpr std::size_t kStored = KW_HASH_CLAU - 1;
 
+// Whether a stored key is `key` (cut as it was stored). The plain comparison
+// decides unless the stored key fills its entry.
+bool SameKey(const wchar_t* stored, const wchar_t* key) {
+  if (stored[0] != key[0]) return false;
+  if (std::wcscmp(stored, key) == 0) return true;
+  return stored[kStored - 1] != 0 && std::wcsncmp(stored, key, kStored) == 0;
+}
+
 // Copies a null-terminated key, cut to what an entry holds.
 void CopyTerminated(wchar_t* to, const wchar_t* from) {
   std::size_t n = 0;
@@ -169,7 +177,7 @@ int THash::BuscarClau(const wchar_t* key, int& pos, int len) const {
   if (m_pTaula == nullptr || key == nullptr || bucket >= m_pTaula->buckets) return static_cast<int>(previous);
   for (std::uint32_t at = m_pTaula->heads[bucket]; at != kEnd; at = m_pTaula->pool[at].next) {
     const Entry& e = m_pTaula->pool[at];
-    const bool match = len < 0 ? e.key[0] == key[0] && std::wcsncmp(e.key, key, kStored) == 0
+    const bool match = len < 0 ? SameKey(e.key, key)
                                : e.keyLen == len && len < KW_HASH_CLAU && std::wmemcmp(e.key, key, static_cast<std::size_t>(len)) == 0;
     if (match) {
       pos = static_cast<int>(at);
@@ -270,7 +278,7 @@ int THash::del(const wchar_t* key, int len) {
   std::uint32_t previous = kEnd;
   for (std::uint32_t at = m_pTaula->heads[bucket]; at != kEnd; previous = at, at = m_pTaula->pool[at].next) {
     Entry& e = m_pTaula->pool[at];
-    if (e.key[0] != key[0] || std::wcsncmp(e.key, key, kStored) != 0) continue;
+    if (!SameKey(e.key, key)) continue;
     if (previous == kEnd) {
       m_pTaula->heads[bucket] = e.next;
     } else {

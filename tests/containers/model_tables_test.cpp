@@ -84,7 +84,7 @@ std::string Diff(const THash& h, const HashModel& m) {
 
 TEST(TableModel, HashAgainstItsPool) {
   // Keys compare by code unit, so no locale may change what matches.
-  for (const char* locale : kwtest::kTextLocales)
+  for (const char* locale : kwtest::kTextLocales) {
   for (unsigned seed = 1; seed <= 4; ++seed) {
     kwtest::ScopedLocale in(locale);
     ASSERT_TRUE(in.Ok()) << locale << " is not generated (scripts/install-deps)";
@@ -161,7 +161,9 @@ TEST(TableModel, HashAgainstItsPool) {
               ASSERT_EQ(result, 0) << kwtest::Replay(seed, step, op);
               ASSERT_EQ(dest.length(), static_cast<unsigned>(n));
               for (const auto& [k, v] : m.keys) ASSERT_EQ(static_cast<const Tagged*>(dest.get(k.c_str()))->from, TagOf(v.first));
-              if (n > 0) ASSERT_EQ(dest.copy(&dest), -4);  // not empty
+              if (n > 0) {
+                ASSERT_EQ(dest.copy(&dest), -4);  // not empty
+              }
               break;
             }
             case 2: {
@@ -189,6 +191,7 @@ TEST(TableModel, HashAgainstItsPool) {
       }
     }
     ASSERT_EQ(Counted::live, 0) << "seed " << seed;
+  }
   }
 }
 
@@ -307,7 +310,7 @@ TEST(TableModel, TruthTableValues) {
     Grid g;  // values
     t.ConstruirTaula(3, 3);
     g.assign(3, std::vector<int>(3, byDefault));
-    for (int step = 0; step < 1250; ++step) {
+    for (int step = 0; step < 2500; ++step) {
       const int rows = t.GetNumFiles(), columns = t.GetNumColumnes();
       std::string op;
       if (walk.OneIn(10)) {
