@@ -79,6 +79,12 @@ void CCmdRedirect::Finish(std::thread& thread) {
 
 int CCmdRedirect::StartChildProcess(const wchar_t* cmdLine, int bShowChildWindow, int bRedirect,
                                     const wchar_t* workingDir) {
+  // An earlier child's threads would share this object's state with the new start:
+  // they are stopped first.
+  if (m_hStopEvent != nullptr || m_pendingProcess != nullptr) {
+    TerminateChildProcess();
+    TerminateChildProcess();
+  }
   m_strProgressText.clear();
   m_nProgress = 0;
   if (!bRedirect) {

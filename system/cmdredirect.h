@@ -34,6 +34,9 @@ class CCmdRedirect {
   // started, reported as "Unable to start ", the command line and a line feed to
   // OnChildStdOutWrite. Not redirected: the child shares this process's streams and
   // current folder, nothing is kept or reported, and the result is 1.
+  // A start on an object that still holds an earlier redirected child first stops
+  // it as TerminateChildProcess does when called twice (a child still running is
+  // killed, and its threads are joined), since an object watches one child.
   int StartChildProcess(const wchar_t* cmdLine, int bShowChildWindow, int bRedirect, const wchar_t* workingDir);
   // 1 while the child's exit status reads as still active (259).
   int IsChildRunning() const;

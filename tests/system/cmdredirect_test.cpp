@@ -3,6 +3,7 @@
 // destruction mid-run, the argument rules, the working folder and the descriptors
 // the child receives.
 #include <chrono>
+#include <filesystem>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -163,6 +164,41 @@ TEST(CmdRedirect, MissingProgramAndUnredirectedStart) {
   EXPECT_EQ(plain.StartChildProcess((kChild + L" exit 0").c_str(), FALSE, FALSE, nullptr), 1);
   EXPECT_EQ(plain.IsChildRunning(), 0);
   EXPECT_EQ(plain.StartChildProcess(L"/nonexistent/program", FALSE, FALSE, nullptr), 1);  // not reported
+}
+
+int Entries(const char* folder) {
+  int n = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) n += entry.path().empty() ? 0 : 1;
+  return n;
+}
+
+// A second start stops the earlier child first (a running one is killed), so that
+// no two children's threads share the object; nothing is left behind.
+TEST(CmdRedirect, ASecondStartStopsTheFirst) {
+  const int fds = Entries("/proc/self/fd"), threads = Entries("/proc/self/task");
+  for (const bool firstEnded : {false, true}) {
+    {
+      Recorder r;
+      ASSERT_EQ(Start(r, firstEnded ? L"out first exit 4" : L"out first sleep 20000"), 1);
+      ASSERT_TRUE(r.Sees(L"first\n"));
+      if (firstEnded) {
+        ASSERT_TRUE(r.WaitFor(L"first\n"));
+        EXPECT_EQ(r.GetExitCode(), 4u);
+      }
+      ASSERT_EQ(Start(r, L"out second wait exit 5"), 1);
+      EXPECT_TRUE(r.m_terminated) << "the first child's end was reported before the second started";
+      r.m_terminated = false;
+      ASSERT_TRUE(r.Sees(L"second\n"));
+      EXPECT_EQ(r.IsChildRunning(), 1);
+      r.WriteChildStdIn("\n");  // reaches the second child
+      ASSERT_TRUE(r.WaitFor(L"second\n"));
+      EXPECT_EQ(r.GetExitCode(), 5u);
+      r.TerminateChildProcess();
+    }
+    // Nothing left behind (a helper thread of an earlier test may have ended since).
+    EXPECT_LE(Entries("/proc/self/fd"), fds) << (firstEnded ? "first ended" : "first running");
+    EXPECT_LE(Entries("/proc/self/task"), threads) << (firstEnded ? "first ended" : "first running");
+  }
 }
 
 TEST(CmdRedirect, TerminatingAndDestroyingARunningChild) {
