@@ -24,6 +24,7 @@ kwplat::ProcessChoice g_config("KWLIB63_SMB_CONF", "");
 struct Share {
   std::wstring name, path, comment, acl;
   bool guests = false;
+  bool configured = false;  // defined in smb.conf, not a user share
 };
 
 struct Result {
@@ -39,13 +40,8 @@ std::string ReadAll(HANDLE pipe) {
   return text;
 }
 
-// Runs `net [-s CONF] usershare WORDS...` and collects its answers.
-Result Net(std::vector<std::wstring> words) {
-  const std::wstring config = kwfw::Utf8ToWide(g_config.Get());
-  std::vector<std::wstring> line = {L"net"};
-  if (!config.empty()) line.insert(line.end(), {L"-s", config});
-  line.push_back(L"usershare");
-  line.insert(line.end(), words.begin(), words.end());
+// Runs a Samba command and collects its answers.
+Result Run(const std::vector<std::wstring>& line) {
   std::wstring commandLine = JoinCommandLine(line);
 
   Result result;
@@ -70,11 +66,21 @@ Result Net(std::vector<std::wstring> words) {
     GetExitCodeProcess(information.hProcess, &result.exitCode);
     CloseHandle(information.hProcess);
   } else {
-    result.err = "net: the Samba command is not installed";
+    result.err = kwfw::WideToUtf8(line.front()) + ": the Samba command is not installed";
   }
   CloseHandle(outRead);
   CloseHandle(errRead);
   return result;
+}
+
+// Runs `net [-s CONF] usershare WORDS...`.
+Result Net(const std::vector<std::wstring>& words) {
+  const std::wstring config = kwfw::Utf8ToWide(g_config.Get());
+  std::vector<std::wstring> line = {L"net"};
+  if (!config.empty()) line.insert(line.end(), {L"-s", config});
+  line.push_back(L"usershare");
+  line.insert(line.end(), words.begin(), words.end());
+  return Run(line);
 }
 
 bool Contains(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
@@ -94,14 +100,21 @@ NET_API_STATUS Failure(const Result& r) {
   return NERR_NetNameNotFound;
 }
 
-// The shares `net usershare info --long` describes, in its order.
+std::wstring Trimmed(const std::wstring& text) {
+  const std::size_t first = text.find_first_not_of(L" \t");
+  if (first == std::wstring::npos) return L"";
+  return text.substr(first, text.find_last_not_of(L" \t") - first + 1);
+}
+
+// The shares `net usershare info --long` ("key=value") or `testparm -s`
+// ("key = value", the configuration's own names) describes, in its order.
 std::vector<Share> Parse(const std::string& text) {
   std::vector<Share> shares;
   std::size_t start = 0;
   while (start < text.size()) {
     std::size_t end = text.find('\n', start);
     if (end == std::string::npos) end = text.size();
-    const std::wstring line = kwfw::Utf8ToWide(std::string_view(text).substr(start, end - start));
+    const std::wstring line = Trimmed(kwfw::Utf8ToWide(std::string_view(text).substr(start, end - start)));
     start = end + 1;
     if (line.size() > 2 && line.front() == L'[' && line.back() == L']') {
       Share share;
@@ -111,12 +124,31 @@ std::vector<Share> Parse(const std::string& text) {
     }
     const std::size_t equals = line.find(L'=');
     if (shares.empty() || equals == std::wstring::npos) continue;
-    const std::wstring key = line.substr(0, equals), value = line.substr(equals + 1);
+    const std::wstring key = Trimmed(line.substr(0, equals)), value = Trimmed(line.substr(equals + 1));
     Share& share = shares.back();
     if (key == L"path") share.path = value;
     else if (key == L"comment") share.comment = value;
     else if (key == L"usershare_acl") share.acl = value;
     else if (key == L"guest_ok") share.guests = value == L"y";
+    else if (key == L"read only") share.acl = value == L"No" ? L"S-1-1-0:F" : L"S-1-1-0:R";
+    else if (key == L"guest ok") share.guests = value == L"Yes";
+  }
+  return shares;
+}
+
+// The shares smb.conf defines (user shares are not among them), as Samba reads
+// the file; none when it cannot be read.
+std::vector<Share> ConfiguredShares() {
+  const std::wstring config = kwfw::Utf8ToWide(g_config.Get());
+  std::vector<std::wstring> line = {L"testparm", L"-s", L"--suppress-prompt"};
+  if (!config.empty()) line.push_back(config);
+  const Result r = Run(line);
+  if (r.exitCode != 0) return {};
+  std::vector<Share> shares = Parse(r.out);
+  std::erase_if(shares, [](const Share& s) { return s.name == L"global"; });
+  for (Share& share : shares) {
+    share.configured = true;
+    if (share.acl.empty()) share.acl = L"S-1-1-0:R";  // read only unless it says otherwise
   }
   return shares;
 }
@@ -129,6 +161,11 @@ std::vector<Share> Find(const wchar_t* name, NET_API_STATUS& status) {
   const Result r = Net(words);
   status = r.exitCode == 0 ? NERR_Success : Failure(r);
   std::vector<Share> shares = Parse(r.out);
+  // Samba serves the shares of its configuration too: they take names and folders.
+  if (status == NERR_Success) {
+    std::vector<Share> configured = ConfiguredShares();
+    shares.insert(shares.end(), configured.begin(), configured.end());
+  }
   // Samba matches a name given as a pattern: only the name itself counts.
   if (name != nullptr) {
     std::erase_if(shares, [name](const Share& s) { return wcscasecmp(s.name.c_str(), name) != 0; });
@@ -206,6 +243,8 @@ NET_API_STATUS NetShareDel(LPWSTR server, LPWSTR name, DWORD) {
   const std::vector<Share> found = Find(name, status);
   if (status != NERR_Success) return status;
   if (found.empty()) return NERR_NetNameNotFound;
+  // A share of smb.conf is the administrator's: only user shares are removed here.
+  if (found.front().configured) return ERROR_ACCESS_DENIED;
   const Result r = Net({L"delete", found.front().name});
   return r.exitCode == 0 ? NERR_Success : Failure(r);
 }

@@ -45,6 +45,12 @@ class PrivateSamba {
          << "\nprivate dir = " << m_dir.At("private") << "\nncalrpc dir = " << m_dir.At("ncalrpc")
          << "\nlog file = " << m_dir.At("log/log.%m") << "\n";
   }
+  // Adds a share to smb.conf itself, as an administrator defines one (after
+  // Configure, which rewrites the file).
+  void AddConfiguredShare(const std::string& name, const std::string& path) const {
+    std::ofstream conf(m_dir.At("smb.conf"), std::ios::app);
+    conf << "[" << name << "]\npath = " << path << "\n";
+  }
   // The usershare record Samba keeps for `name` (lower case).
   std::string Record(const std::string& name) const {
     std::ifstream f(m_dir.At("usershares/" + name));

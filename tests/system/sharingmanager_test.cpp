@@ -109,6 +109,31 @@ TEST(SharingManager, SharingFoldersOnSamba) {
   EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"DATA_1"}));
 }
 
+// Shares that smb.conf defines are shares too: a folder it serves is already
+// shared, and its names are taken.
+TEST(SharingManager, SharesOfTheConfigurationCount) {
+  kwtest::PrivateSamba samba;
+  const kwtest::TempDir& dir = samba.Dir();
+  for (const char* folder : {"served", "elsewhere", "elsewhere/Photos"}) ASSERT_EQ(mkdir(dir.At(folder).c_str(), 0750), 0);
+  samba.AddConfiguredShare("photos", dir.At("served"));
+
+  EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"photos"}));
+  EXPECT_EQ(AfxShareFolder(kwfw::Utf8ToWide(dir.At("served")).c_str()), 0);
+  EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"photos"})) << "a second share of a served folder";
+  EXPECT_EQ(samba.Record("served"), "");
+  EXPECT_EQ(AfxShareFolder(kwfw::Utf8ToWide(dir.At("elsewhere/Photos")).c_str()), 0);
+  EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"PHOTOS_1", L"photos"})) << "the configuration's name is taken";
+
+  LPBYTE buffer = nullptr;
+  ASSERT_EQ(kwplat::NetShareGetInfo(nullptr, const_cast<LPWSTR>(L"PHOTOS"), 2, &buffer), NERR_Success);
+  EXPECT_EQ(std::wstring(reinterpret_cast<SHARE_INFO_2*>(buffer)->shi2_path), kwfw::Utf8ToWide(dir.At("served")));
+  kwplat::NetApiBufferFree(buffer);
+  // The administrator's share stays; the library removes only its user shares.
+  EXPECT_EQ(kwplat::NetShareDel(nullptr, const_cast<LPWSTR>(L"photos"), 0), static_cast<NET_API_STATUS>(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(AfxUnShareFolder(kwfw::Utf8ToWide(dir.At("elsewhere/Photos")).c_str()), 0);
+  EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"photos"}));
+}
+
 TEST(SharingManager, ASambaServerOffersTheSharesToGuests) {
   if (geteuid() != 0) GTEST_SKIP() << "a private smbd needs root; run the tests as root to include this one";
   kwtest::PrivateSamba samba;
