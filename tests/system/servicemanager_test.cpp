@@ -2,6 +2,9 @@
 // asks of the manager is read off the bus by dbus-monitor.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <iterator>
+
 #include <kwlib63/platform/service.h>
 #include <kwlib63/system/servicemanager.h>
 
@@ -85,6 +88,24 @@ TEST_F(ServiceManager, NoActiveDependentsIsSuccess) {
   EXPECT_TRUE(monitor.Units("StopUnit").empty());
   kwplat::CloseServiceHandle(m_services.m_hService);
   kwplat::CloseServiceHandle(m_services.m_hSCManager);
+}
+
+TEST_F(ServiceManager, OperationsLeaveNoDescriptorOpen) {
+  const auto descriptors = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+  };
+  const auto cycle = [this] {
+    ASSERT_EQ(m_services.DoStartSvc(L"kwsimple"), 1);
+    ASSERT_TRUE(m_manager->Await("kwsimple.service", "active"));
+    ASSERT_EQ(m_services.DoStopSvc(L"kwsimple"), 1);
+    ASSERT_TRUE(m_manager->Await("kwsimple.service", "inactive"));
+  };
+  // The first cycle sets up what GLib keeps for the process (its bus worker thread
+  // and the wake-up descriptors of its contexts).
+  cycle();
+  const auto afterFirst = descriptors();
+  for (int i = 0; i < 49; ++i) cycle();
+  EXPECT_EQ(descriptors(), afterFirst);
 }
 
 TEST_F(ServiceManager, GuestMayStartAndStopAfterTheUpdate) {
