@@ -17,7 +17,7 @@ namespace {
 // How long a start or stop may take to begin, as the Windows manager waits for a
 // service to answer.
 constexpr unsigned long long kBeginLimit = 30000;
-// How often the state is read again while signals are awaited.
+// How often the state is read again while a job is awaited.
 constexpr DWORD kRecheck = 100;
 
 BOOL Fail(DWORD error) {
@@ -70,7 +70,7 @@ void FillStatus(const UnitState& unit, DWORD checkPoint, SERVICE_STATUS_PROCESS&
 // Reads the unit and moves the check point: it starts at 1 when a pending state
 // begins and advances with every change systemd reports while it lasts.
 bool ReadStatus(ServiceObject& service, UnitState& unit, SERVICE_STATUS_PROCESS& status) {
-  service.watch.Pump(0);
+  service.watch.Pump();
   if (!service.bus->ReadUnit(service.path, unit)) return false;
   const DWORD state = StateOf(unit.active);
   const bool pending = state == SERVICE_START_PENDING || state == SERVICE_STOP_PENDING;
@@ -93,7 +93,9 @@ bool ReadStatus(ServiceObject& service, UnitState& unit, SERVICE_STATUS_PROCESS&
 enum class Awaited { kEnded, kReached, kTimedOut, kFailed };
 
 // Waits up to kBeginLimit for `job` to end (its result in `result`) or for the unit
-// to reach a state `reached` accepts.
+// to reach a state `reached` accepts. It pauses through the library's clock, so the
+// limit holds on whichever clock the process uses; each read takes in the signals
+// that came during the pause.
 template <typename Reached>
 Awaited AwaitJob(ServiceObject& service, const std::string& job, Reached reached, std::string& result) {
   const unsigned long long start = GetTickCount64();
@@ -105,7 +107,7 @@ Awaited AwaitJob(ServiceObject& service, const std::string& job, Reached reached
     if (!ReadStatus(service, unit, status)) return Awaited::kFailed;
     if (reached(unit.active)) return Awaited::kReached;
     if (GetTickCount64() - start > kBeginLimit) return Awaited::kTimedOut;
-    service.watch.Pump(kRecheck);
+    Sleep(kRecheck);
   }
 }
 

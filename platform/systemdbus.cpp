@@ -207,15 +207,7 @@ UnitWatch::~UnitWatch() {
   g_main_context_unref(m_context);
 }
 
-void UnitWatch::Pump(DWORD milliseconds) {
-  if (milliseconds > 0) {
-    GSource* timer = g_timeout_source_new(milliseconds);
-    g_source_set_callback(timer, [](gpointer) -> gboolean { return G_SOURCE_REMOVE; }, nullptr, nullptr);
-    g_source_attach(timer, m_context);
-    g_main_context_iteration(m_context, TRUE);
-    g_source_destroy(timer);
-    g_source_unref(timer);
-  }
+void UnitWatch::Pump() {
   while (g_main_context_iteration(m_context, FALSE)) {
   }
 }

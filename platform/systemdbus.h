@@ -69,8 +69,8 @@ class UnitWatch {
   UnitWatch(const UnitWatch&) = delete;
   UnitWatch& operator=(const UnitWatch&) = delete;
 
-  // Takes in the signals that have arrived, waiting up to `milliseconds` for one.
-  void Pump(DWORD milliseconds);
+  // Takes in the signals that have arrived, without waiting.
+  void Pump();
   // How many changes of state, sub-state or job have been seen.
   unsigned Progress() const { return m_progress; }
   // A finished job's result ("done", "failed", ...), empty while it runs.

@@ -11,6 +11,7 @@ using namespace kwplat;
 
 namespace {
 
+// The longest a stop may keep the caller waiting.
 constexpr DWORD kStopLimit = 30000;
 constexpr DWORD kGuestRights = 0x30030;  // start, stop, read control, delete
 
@@ -20,8 +21,14 @@ bool Query(SC_HANDLE service, SERVICE_STATUS_PROCESS& status) {
                               &needed) != FALSE;
 }
 
+// The wait hint as the waits use it. A service may report a hint longer than any
+// wait of ours may last, INFINITE for a service without a time-out: waited for as
+// such, it would make a pause or a check-point clock endless. The status keeps the
+// reported value.
+DWORD WaitHint(const SERVICE_STATUS_PROCESS& status) { return std::min(status.dwWaitHint, kStopLimit); }
+
 // A tenth of the hint, kept between one and ten seconds.
-void WaitStep(DWORD waitHint) { Sleep(std::clamp<DWORD>(waitHint / 10, 1000, 10000)); }
+void WaitStep(const SERVICE_STATUS_PROCESS& status) { Sleep(std::clamp<DWORD>(WaitHint(status) / 10, 1000, 10000)); }
 
 // Follows a pending state's check point: true while it advances or the wait
 // hint has not yet passed since it last did.
@@ -35,7 +42,7 @@ class CheckPointClock {
       m_checkPoint = status.dwCheckPoint;
       return true;
     }
-    return GetTickCount() - m_start <= status.dwWaitHint;
+    return GetTickCount() - m_start <= WaitHint(status);
   }
 
  private:
@@ -71,7 +78,7 @@ int CServiceManager::DoStartSvc(const wchar_t* serviceName) {
   // ends after the stopped status's zero hint has passed gives up too.
   CheckPointClock stopping(status);
   while (status.dwCurrentState == SERVICE_STOP_PENDING) {
-    WaitStep(status.dwWaitHint);
+    WaitStep(status);
     if (!Query(m_hService, status)) return closeBoth(0);
     if (!stopping.StillWaiting(status)) return closeBoth(0);
   }
@@ -81,7 +88,7 @@ int CServiceManager::DoStartSvc(const wchar_t* serviceName) {
   // Once the start was accepted the result is 1, however the wait ends.
   CheckPointClock starting(status);
   while (status.dwCurrentState == SERVICE_START_PENDING) {
-    WaitStep(status.dwWaitHint);
+    WaitStep(status);
     if (!Query(m_hService, status) || !starting.StillWaiting(status)) break;
   }
   return closeBoth(1);
@@ -104,7 +111,7 @@ int CServiceManager::DoStopSvc(const wchar_t* serviceName) {
   SERVICE_STATUS_PROCESS status{};
   if (!Query(m_hService, status) || status.dwCurrentState == SERVICE_STOPPED) return closeBoth();
   while (status.dwCurrentState == SERVICE_STOP_PENDING) {
-    WaitStep(status.dwWaitHint);
+    WaitStep(status);
     if (!Query(m_hService, status) || status.dwCurrentState == SERVICE_STOPPED) return closeBoth();
     if (GetTickCount() - start > kStopLimit) return closeBoth();
   }
@@ -113,7 +120,7 @@ int CServiceManager::DoStopSvc(const wchar_t* serviceName) {
 
   if (ControlService(m_hService, SERVICE_CONTROL_STOP, reinterpret_cast<SERVICE_STATUS*>(&status))) {
     while (status.dwCurrentState != SERVICE_STOPPED) {
-      Sleep(status.dwWaitHint);  // the whole hint, unclamped
+      Sleep(WaitHint(status));  // the whole hint, not a tenth of it
       if (!Query(m_hService, status) || status.dwCurrentState == SERVICE_STOPPED) break;
       if (GetTickCount() - start > kStopLimit) break;
     }
@@ -142,7 +149,7 @@ int CServiceManager::StopDependentServices() {
     SERVICE_STATUS_PROCESS status{};
     if (!ControlService(dependent, SERVICE_CONTROL_STOP, reinterpret_cast<SERVICE_STATUS*>(&status))) return finish(0);
     while (status.dwCurrentState != SERVICE_STOPPED) {
-      Sleep(status.dwWaitHint);
+      Sleep(WaitHint(status));
       if (!Query(dependent, status)) return finish(0);
       if (status.dwCurrentState == SERVICE_STOPPED) break;
       if (GetTickCount() - start > kStopLimit) return finish(0);

@@ -2,7 +2,8 @@
 // to settle, stopping the services that depend on it first, and can let the guest
 // account start and stop it. Each operation opens its own handles and closes them
 // before returning. The waits read the library's clock and pause through it, so
-// AfxSetClock makes them testable without waiting.
+// AfxSetClock makes them testable without waiting; they take a service's wait hint
+// as at most 30 s, the longest a stop may last, so none is endless.
 #pragma once
 
 #include <kwlib63/framework/wintypes.h>

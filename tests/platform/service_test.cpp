@@ -10,6 +10,7 @@
 #include <kwlib63/platform/memory.h>
 #include <kwlib63/platform/service.h>
 
+#include "support/fakeclock.h"
 #include "support/shell.h"
 #include "support/usermanager.h"
 
@@ -112,6 +113,20 @@ TEST_F(Service, StartAndStop) {
   EXPECT_EQ(GetLastError(), ERROR_SERVICE_REQUEST_TIMEOUT);
   EXPECT_EQ(Status(failing).dwCurrentState, SERVICE_STOPPED);
   CloseServiceHandle(failing);
+}
+
+TEST_F(Service, AStopThatNeverEndsReturnsAfterThirtySecondsOfTheLibrarysClock) {
+  SC_HANDLE hung = Open(L"kwhung");
+  ASSERT_TRUE(StartServiceW(hung, 0, nullptr)) << GetLastError();
+  ASSERT_TRUE(m_manager->Await("kwhung.service", "active"));
+  kwtest::FakeClock clock(1000, 0);
+  SERVICE_STATUS control{};
+  ASSERT_TRUE(ControlService(hung, SERVICE_CONTROL_STOP, &control)) << GetLastError();
+  EXPECT_EQ(control.dwCurrentState, SERVICE_STOP_PENDING);
+  EXPECT_EQ(control.dwWaitHint, INFINITE);  // no stop time-out
+  EXPECT_GT(clock.tick.load() - 1000, 30000u);
+  EXPECT_LE(clock.tick.load() - 1000, 31000u);
+  CloseServiceHandle(hung);
 }
 
 TEST_F(Service, PendingStatesCarryAnAdvancingCheckPointAndTheTimeOutAsHint) {

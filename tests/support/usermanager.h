@@ -27,7 +27,9 @@ namespace kwtest {
 
 // The services the tests drive: a plain one; one that spends about three seconds
 // activating, in two steps; two that need it, in a chain; one that ignores SIGTERM
-// until its stop time-out; one whose start fails before it begins.
+// until its stop time-out; one whose start fails before it begins; one that ignores
+// SIGTERM without a stop time-out, so that its stop never ends, and a plain one that
+// it needs.
 inline std::map<std::string, std::string> TestUnits() {
   return {
       {"kwsimple.service", "[Unit]\nDescription=Plain\n[Service]\nExecStart=/bin/sleep 1000\n"},
@@ -43,6 +45,10 @@ inline std::map<std::string, std::string> TestUnits() {
       {"kwstubborn.service",
        "[Unit]\nDescription=Stubborn\n[Service]\nTimeoutStopSec=20\n"
        "ExecStart=/bin/sh -c 'trap \"\" TERM; while :; do sleep 0.2; done'\n"},
+      {"kwhung.service",
+       "[Unit]\nDescription=Hung\nRequires=kwbase.service\n[Service]\nTimeoutStopSec=infinity\n"
+       "ExecStart=/bin/sh -c 'trap \"\" TERM; while :; do sleep 0.2; done'\n"},
+      {"kwbase.service", "[Unit]\nDescription=Needed by hung\n[Service]\nExecStart=/bin/sleep 1000\n"},
       {"kwfail.service",
        "[Unit]\nDescription=Fails\nAssertPathExists=/nonexistent/kwlib63\n[Service]\nExecStart=/bin/sleep 1000\n"},
   };

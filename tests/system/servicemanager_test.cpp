@@ -2,6 +2,9 @@
 // asks of the manager is read off the bus by dbus-monitor.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <iterator>
+
 #include <kwlib63/platform/service.h>
 #include <kwlib63/system/servicemanager.h>
 
@@ -64,6 +67,38 @@ TEST_F(ServiceManager, StuckInStopPendingLongerThanItsHintGivesZero) {
   EXPECT_TRUE(monitor.Units("StartUnit").empty());
 }
 
+TEST_F(ServiceManager, StuckInStopPendingWithoutATimeOutGivesZeroAfterTheStopLimit) {
+  Running("kwhung.service");
+  m_manager->Manager("StopUnit kwhung.service replace");
+  ASSERT_TRUE(m_manager->Await("kwhung.service", "deactivating"));
+  kwtest::FakeClock clock(1000, 0);
+  EXPECT_EQ(m_services.DoStartSvc(L"kwhung"), 0);
+  // The endless hint counts as the 30 s a stop may take: steps of a tenth of it,
+  // until more than that has passed.
+  EXPECT_EQ(clock.tick.load(), 1000u + 11 * 3000u);
+}
+
+TEST_F(ServiceManager, StopOfAServiceThatNeverStopsEndsAfterTheStopLimit) {
+  Running("kwhung.service");
+  kwtest::FakeClock clock(1000, 0);
+  EXPECT_EQ(m_services.DoStopSvc(L"kwhung"), 1);
+  // The stop control's own 30 s, then one pause of at most 30 s for the endless hint.
+  EXPECT_GT(clock.tick.load() - 1000, 30000u);
+  EXPECT_LE(clock.tick.load() - 1000, 2 * 30000u + 1000);
+  EXPECT_NE(m_manager->Property("kwhung.service", "ActiveState").find("'deactivating'"), std::string::npos);
+}
+
+TEST_F(ServiceManager, StopEndsAfterTheStopLimitWhenADependentNeverStops) {
+  Running("kwhung.service");
+  kwtest::RequestMonitor monitor(*m_manager);
+  ASSERT_TRUE(monitor.Listening());
+  kwtest::FakeClock clock(1000, 0);
+  EXPECT_EQ(m_services.DoStopSvc(L"kwbase"), 1);
+  EXPECT_EQ(monitor.Units("StopUnit"), (std::vector<std::string>{"kwhung.service", "kwbase.service"}));
+  EXPECT_GT(clock.tick.load() - 1000, 30000u);
+  EXPECT_LE(clock.tick.load() - 1000, 2 * 30000u + 1000);
+}
+
 TEST_F(ServiceManager, StopStopsTheActiveDependentsFirst) {
   Running("kwtop.service");
   kwtest::RequestMonitor monitor(*m_manager);
@@ -85,6 +120,24 @@ TEST_F(ServiceManager, NoActiveDependentsIsSuccess) {
   EXPECT_TRUE(monitor.Units("StopUnit").empty());
   kwplat::CloseServiceHandle(m_services.m_hService);
   kwplat::CloseServiceHandle(m_services.m_hSCManager);
+}
+
+TEST_F(ServiceManager, OperationsLeaveNoDescriptorOpen) {
+  const auto descriptors = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+  };
+  const auto cycle = [this] {
+    ASSERT_EQ(m_services.DoStartSvc(L"kwsimple"), 1);
+    ASSERT_TRUE(m_manager->Await("kwsimple.service", "active"));
+    ASSERT_EQ(m_services.DoStopSvc(L"kwsimple"), 1);
+    ASSERT_TRUE(m_manager->Await("kwsimple.service", "inactive"));
+  };
+  // The first cycle sets up what GLib keeps for the process (its bus worker thread
+  // and the wake-up descriptors of its contexts).
+  cycle();
+  const auto afterFirst = descriptors();
+  for (int i = 0; i < 49; ++i) cycle();
+  EXPECT_EQ(descriptors(), afterFirst);
 }
 
 TEST_F(ServiceManager, GuestMayStartAndStopAfterTheUpdate) {
