@@ -71,6 +71,12 @@ int CompareNoCase(std::wstring_view a, std::wstring_view b) { return CompareFold
 
 int CompareNoCase(std::string_view a, std::string_view b) { return CompareFolded(Decode(a), Decode(b)); }
 
+std::size_t NoCaseHash::operator()(std::wstring_view s) const {
+  std::size_t h = 14695981039346656037ULL;  // FNV-1a over the folded characters
+  for (const wchar_t c : s) h = (h ^ static_cast<std::size_t>(FoldCase(c))) * 1099511628211ULL;
+  return h;
+}
+
 std::wstring FoldCase(std::wstring_view text) {
   std::wstring out(text);
   for (wchar_t& c : out) c = FoldCase(c);

@@ -31,4 +31,15 @@ inline bool EqualNoCase(std::string_view a, std::string_view b) { return Compare
 std::wstring FoldCase(std::wstring_view text);
 std::string FoldCase(std::string_view utf8);
 
+// Hash and equality of names without regard to case, for unordered containers;
+// both transparent, so a look-up by string_view makes no copy.
+struct NoCaseHash {
+  using is_transparent = void;
+  std::size_t operator()(std::wstring_view s) const;
+};
+struct NoCaseEqual {
+  using is_transparent = void;
+  bool operator()(std::wstring_view a, std::wstring_view b) const { return a.size() == b.size() && EqualNoCase(a, b); }
+};
+
 }  // namespace kwfw

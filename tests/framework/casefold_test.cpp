@@ -66,6 +66,16 @@ TEST(CaseFold, OneCharacterForOne) {
   }
 }
 
+TEST(CaseFold, HashAndEqualityForUnorderedKeys) {
+  const kwfw::NoCaseHash hash;
+  const kwfw::NoCaseEqual equal;
+  for (const Pair& p : kPairs) {
+    EXPECT_EQ(equal(p.a, p.b), p.equal) << (&p - kPairs);
+    if (p.equal) EXPECT_EQ(hash(p.a), hash(p.b)) << (&p - kPairs);
+  }
+  EXPECT_NE(hash(L"\u00E9"), hash(L"e"));
+}
+
 TEST(CaseFold, OrdersByFoldedCodePoints) {
   EXPECT_LT(kwfw::CompareNoCase(std::wstring_view(L"a"), std::wstring_view(L"B")), 0);
   EXPECT_GT(kwfw::CompareNoCase(std::wstring_view(L"\u00C9"), std::wstring_view(L"z")), 0);
