@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <utf8proc.h>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/format.h>
 #include <kwlib63/framework/textconv.h>
@@ -56,16 +57,6 @@ void MapCase(std::string& s, utf8proc_int32_t (*map)(utf8proc_int32_t)) {
     pos += len;
   }
   s.swap(out);
-}
-
-int FoldedCompare(std::wstring_view a, std::wstring_view b) {
-  const std::size_t n = std::min(a.size(), b.size());
-  for (std::size_t i = 0; i < n; ++i) {
-    const auto ca = utf8proc_tolower(static_cast<utf8proc_int32_t>(a[i]));
-    const auto cb = utf8proc_tolower(static_cast<utf8proc_int32_t>(b[i]));
-    if (ca != cb) return ca < cb ? -1 : 1;
-  }
-  return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
 }
 
 }  // namespace
@@ -367,11 +358,8 @@ int CStringT<CharT>::Compare(PCXSTR other) const {
 
 template <typename CharT>
 int CStringT<CharT>::CompareNoCase(PCXSTR other) const {
-  if constexpr (sizeof(CharT) == 1) {
-    return FoldedCompare(kwfw::Utf8ToWide(m_str), kwfw::Utf8ToWide(other == nullptr ? "" : other));
-  } else {
-    return FoldedCompare(m_str, other == nullptr ? L"" : other);
-  }
+  const std::basic_string_view<CharT> b(other == nullptr ? std::basic_string_view<CharT>() : other);
+  return kwfw::CompareNoCase(std::basic_string_view<CharT>(m_str), b);
 }
 
 template <typename CharT>

@@ -85,7 +85,8 @@ class CStringT {
   int Insert(int index, PCXSTR text);
   int Delete(int index, int count = 1);
 
-  // Code-unit order; CompareNoCase compares the Unicode lower-case forms.
+  // Code-unit order; CompareNoCase compares the simple case foldings
+  // (kwfw::CompareNoCase), whatever the locale.
   int Compare(PCXSTR other) const;
   int CompareNoCase(PCXSTR other) const;
 

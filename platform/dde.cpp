@@ -6,13 +6,13 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <cwctype>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/messagequeue.h>
 
@@ -95,12 +95,6 @@ std::map<std::uintptr_t, Conversation> g_conversations;
 DWORD g_nextInstance = 0;
 std::uintptr_t g_nextHandle = 0xC000;
 
-std::wstring Folded(const std::wstring& text) {
-  std::wstring folded = text;
-  for (wchar_t& c : folded) c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
-  return folded;
-}
-
 std::shared_ptr<Instance> FindInstance(DWORD id) {
   std::lock_guard guard(g_lock);
   const auto found = g_instances.find(id);
@@ -115,7 +109,7 @@ std::uintptr_t Key(const void* handle) { return reinterpret_cast<std::uintptr_t>
 
 HSZ AddAtom(const std::wstring& text) {
   std::lock_guard guard(g_lock);
-  const std::wstring folded = Folded(text);
+  const std::wstring folded = kwfw::FoldCase(text);
   auto found = g_atomsByText.find(folded);
   if (found == g_atomsByText.end()) {
     found = g_atomsByText.emplace(folded, g_nextHandle++).first;
@@ -130,7 +124,7 @@ bool ReleaseAtom(HSZ handle) {
   const auto found = g_atoms.find(Key(handle));
   if (found == g_atoms.end()) return false;
   if (--found->second.count == 0) {
-    g_atomsByText.erase(Folded(found->second.text));
+    g_atomsByText.erase(kwfw::FoldCase(found->second.text));
     g_atoms.erase(found);
   }
   return true;
@@ -193,7 +187,7 @@ void DropConversation(HCONV handle) {
 std::string BusName(const std::wstring& service) {
   static constexpr char kHex[] = "0123456789abcdef";
   std::string name = kPrefix;
-  for (unsigned char c : kwfw::WideToUtf8(Folded(service))) {
+  for (unsigned char c : kwfw::WideToUtf8(kwfw::FoldCase(service))) {
     if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
       name += static_cast<char>(c);
     } else {
@@ -325,7 +319,7 @@ void OnMethod(GDBusConnection*, const gchar* sender, const gchar*, const gchar*,
     const std::wstring wideService = kwfw::Utf8ToWide(service);
     guint32 number = 0;
     bool offered = false;
-    for (const std::wstring& s : instance->services) offered = offered || s == Folded(wideService);
+    for (const std::wstring& s : instance->services) offered = offered || s == kwfw::FoldCase(wideService);
     if (offered && (instance->flags & APPCMD_CLIENTONLY) == 0) {
       HSZ hszTopic = AddAtom(kwfw::Utf8ToWide(topic));
       HSZ hszService = AddAtom(wideService);
@@ -583,14 +577,14 @@ HDDEDATA DdeNameService(DWORD id, HSZ service, HSZ, UINT command) {
     if (!AtomText(service, text)) return fail(DMLERR_INVALIDPARAMETER);
     // A name another server holds is queued for: it passes to us when that one leaves.
     if (!Name(*instance, "RequestName", BusName(text))) return fail(DMLERR_SYS_ERROR);
-    instance->services.push_back(Folded(text));
+    instance->services.push_back(kwfw::FoldCase(text));
     return done;
   }
   if ((command & DNS_UNREGISTER) == 0) return fail(DMLERR_INVALIDPARAMETER);
   if (service != nullptr && !AtomText(service, text)) return fail(DMLERR_INVALIDPARAMETER);
   std::vector<std::wstring> kept;
   for (const std::wstring& registered : instance->services) {
-    if (service == nullptr || registered == Folded(text)) {
+    if (service == nullptr || registered == kwfw::FoldCase(text)) {
       Name(*instance, "ReleaseName", BusName(registered));
     } else {
       kept.push_back(registered);

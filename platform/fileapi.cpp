@@ -17,6 +17,7 @@
 
 #include <utf8proc.h>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/lasterror.h>
 
@@ -64,7 +65,9 @@ std::string BaseName(const std::string& path) {
   return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-char32_t Upper(wchar_t c) { return static_cast<char32_t>(utf8proc_toupper(static_cast<utf8proc_int32_t>(c))); }
+// The sort key of a character: its fold in upper case, since Windows file systems
+// list names in upper-case order ('_' after the letters).
+char32_t Upper(wchar_t c) { return static_cast<char32_t>(utf8proc_toupper(static_cast<utf8proc_int32_t>(kwfw::FoldCase(c)))); }
 
 bool Match(const wchar_t* name, const wchar_t* mask) {
   const wchar_t* star = nullptr;  // the last '*' seen, to fall back to
@@ -73,7 +76,7 @@ bool Match(const wchar_t* name, const wchar_t* mask) {
     if (*mask == L'*') {
       star = mask++;
       resume = name;
-    } else if (*mask != 0 && (*mask == L'?' || Upper(*mask) == Upper(*name))) {
+    } else if (*mask != 0 && (*mask == L'?' || kwfw::FoldCase(*mask) == kwfw::FoldCase(*name))) {
       ++mask;
       ++name;
     } else if (star != nullptr) {

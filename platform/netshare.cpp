@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/event.h>
 #include <kwlib63/platform/handle.h>
@@ -168,7 +169,7 @@ std::vector<Share> Find(const wchar_t* name, NET_API_STATUS& status) {
   }
   // Samba matches a name given as a pattern: only the name itself counts.
   if (name != nullptr) {
-    std::erase_if(shares, [name](const Share& s) { return wcscasecmp(s.name.c_str(), name) != 0; });
+    std::erase_if(shares, [name](const Share& s) { return !kwfw::EqualNoCase(s.name, name); });
   }
   return shares;
 }

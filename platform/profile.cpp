@@ -18,8 +18,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include <utf8proc.h>
-
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/atomicfile.h>
 #include <kwlib63/platform/codepage.h>
@@ -82,31 +81,9 @@ Parsed Parse(const std::wstring& text) {
   return p;
 }
 
-bool SameName(std::wstring_view a, std::wstring_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (utf8proc_toupper(static_cast<utf8proc_int32_t>(a[i])) != utf8proc_toupper(static_cast<utf8proc_int32_t>(b[i]))) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// Names hashed and compared without regard to case, looked up without a copy.
-struct FoldHash {
-  using is_transparent = void;
-  std::size_t operator()(std::wstring_view s) const {
-    std::size_t h = 14695981039346656037ULL;
-    for (const wchar_t c : s) h = (h ^ static_cast<std::size_t>(utf8proc_toupper(static_cast<utf8proc_int32_t>(c)))) * 1099511628211ULL;
-    return h;
-  }
-};
-struct FoldEqual {
-  using is_transparent = void;
-  bool operator()(std::wstring_view a, std::wstring_view b) const { return SameName(a, b); }
-};
+// Names keyed without regard to case.
 template <typename Value>
-using FoldMap = std::unordered_map<std::wstring, Value, FoldHash, FoldEqual>;
+using FoldMap = std::unordered_map<std::wstring, Value, kwfw::NoCaseHash, kwfw::NoCaseEqual>;
 
 // What reads need of a file, found without walking its lines: the sections in
 // order, each with its entries and its lines in the section-read form, and the
@@ -237,7 +214,7 @@ struct Range {
 std::optional<Range> FindSection(const IniFile& file, std::wstring_view name) {
   for (std::size_t i = 0; i < file.lines.size(); ++i) {
     const Parsed p = Parse(file.lines[i].text);
-    if (p.kind != Parsed::kSection || !SameName(p.name, name)) continue;
+    if (p.kind != Parsed::kSection || !kwfw::EqualNoCase(p.name, name)) continue;
     std::size_t end = i + 1;
     while (end < file.lines.size() && Parse(file.lines[end].text).kind != Parsed::kSection) ++end;
     return Range{i, end};
@@ -248,7 +225,7 @@ std::optional<Range> FindSection(const IniFile& file, std::wstring_view name) {
 std::optional<std::size_t> FindKey(const IniFile& file, const Range& r, std::wstring_view key) {
   for (std::size_t i = r.header + 1; i < r.end; ++i) {
     const Parsed p = Parse(file.lines[i].text);
-    if (p.kind == Parsed::kEntry && SameName(p.name, key)) return i;
+    if (p.kind == Parsed::kEntry && kwfw::EqualNoCase(p.name, key)) return i;
   }
   return std::nullopt;
 }

@@ -4,7 +4,6 @@
 #include <glib.h>
 #include <sqlite3.h>
 #include <unistd.h>
-#include <utf8proc.h>
 
 #include <algorithm>
 #include <chrono>
@@ -12,6 +11,7 @@
 #include <map>
 #include <thread>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/platform/atomicfile.h>
 
 namespace kwplat {
@@ -80,24 +80,7 @@ class ResetOnExit {
 
 }  // namespace
 
-std::string FoldRegistryName(std::string_view name) {
-  // ASCII names, nearly all of them, fold by lowering A-Z: the full folding of
-  // every other ASCII character is itself.
-  if (std::all_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
-    std::string folded(name);
-    for (char& c : folded) {
-      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return folded;
-  }
-  utf8proc_uint8_t* folded = nullptr;
-  utf8proc_ssize_t size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(name.data()),
-                                       static_cast<utf8proc_ssize_t>(name.size()), &folded, UTF8PROC_CASEFOLD);
-  if (size < 0) return std::string(name);
-  std::string result(reinterpret_cast<const char*>(folded), static_cast<std::size_t>(size));
-  std::free(folded);
-  return result;
-}
+std::string FoldRegistryName(std::string_view name) { return kwfw::FoldCase(name); }
 
 std::shared_ptr<RegistryHive> RegistryHive::At(const std::string& file) {
   static std::mutex lock;
@@ -124,7 +107,8 @@ RegistryHive::RegistryHive(const std::string& file) {
   m_writable = sqlite3_db_readonly(m_db, "main") == 0;
   // A committed change is in the write-ahead log before the call returns, which
   // a crash of the process cannot undo; only the log's flush waits for checkpoints.
-  bool ready = !m_writable || (Setup("PRAGMA journal_mode=WAL") && Setup("PRAGMA synchronous=NORMAL") && Setup(kSchema));
+  bool ready = !m_writable || (Setup("PRAGMA journal_mode=WAL") && Setup("PRAGMA synchronous=NORMAL") && Setup(kSchema) &&
+                               Refold());
   if (!ready || !Prepare()) {
     for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
     m_statements.clear();
@@ -145,6 +129,39 @@ bool RegistryHive::Setup(const char* sql) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
+}
+
+namespace {
+
+void FoldFunction(sqlite3_context* context, int, sqlite3_value** args) {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(args[0]));
+  const std::string folded = FoldRegistryName(text != nullptr ? text : "");
+  sqlite3_result_text(context, folded.data(), static_cast<int>(folded.size()), SQLITE_TRANSIENT);
+}
+
+}  // namespace
+
+bool RegistryHive::Refold() {
+  // Hives of version 0 hold full foldings ("strasse" for "Straße"). A name's
+  // simple folding is never shared by two names with different full foldings,
+  // so the update cannot break the uniqueness of a parent's names.
+  sqlite3_stmt* version = nullptr;
+  if (sqlite3_prepare_v2(m_db, "PRAGMA user_version", -1, &version, nullptr) != SQLITE_OK) return false;
+  const bool current = sqlite3_step(version) == SQLITE_ROW && sqlite3_column_int(version, 0) >= kFoldVersion;
+  sqlite3_finalize(version);
+  if (current) return true;
+  if (sqlite3_create_function(m_db, "kw_fold", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr, FoldFunction, nullptr,
+                              nullptr) != SQLITE_OK) {
+    return false;
+  }
+  const std::string sql =
+      "BEGIN IMMEDIATE;"
+      "UPDATE keys SET folded = kw_fold(name) WHERE folded <> kw_fold(name);"
+      "UPDATE vals SET folded = kw_fold(name) WHERE folded <> kw_fold(name);"
+      "PRAGMA user_version = " + std::to_string(kFoldVersion) + ";COMMIT;";
+  const bool done = Setup(sql.c_str());
+  if (!done) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+  return done;
 }
 
 RegistryHive::~RegistryHive() {

@@ -59,6 +59,9 @@ class RegistryHive {
   // ready, ERROR_NO_MORE_ITEMS past the end, 1018 for a deleted key.
   LONG StepAt(sqlite3_stmt* statement, KeyId key, DWORD index);
   LONG Failure(int sqliteCode) const;
+  // Brings the folded names of an older hive to FoldRegistryName, once per hive
+  // file (its user_version); false when that cannot be done.
+  bool Refold();
 
   std::mutex m_lock;
   sqlite3* m_db = nullptr;
@@ -66,7 +69,11 @@ class RegistryHive {
   std::vector<sqlite3_stmt*> m_statements;
 };
 
-// The case-folded form under which a name is found.
+// The hive version whose folded names are FoldRegistryName's.
+inline constexpr int kFoldVersion = 1;
+
+// The case-folded form under which a name is found: the library's simple case
+// folding (kwfw::FoldCase) of the UTF-8 name.
 std::string FoldRegistryName(std::string_view name);
 
 }  // namespace kwplat

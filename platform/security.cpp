@@ -2,7 +2,6 @@
 
 #include <grp.h>
 #include <pwd.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -12,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/lasterror.h>
 
@@ -135,13 +135,12 @@ BOOL LookupAccountNameW(LPCWSTR, LPCWSTR account, PSID sid, LPDWORD sidSize, LPW
   std::vector<BYTE> found;
   std::wstring foundDomain;
   SID_NAME_USE kind = SidTypeUser;
-  const std::string narrow = kwfw::WideToUtf8(name);
-  if (strcasecmp(narrow.c_str(), "Everyone") == 0) {
+  if (kwfw::EqualNoCase(name, L"Everyone")) {
     found = MakeSid(1, {0});
     kind = SidTypeWellKnownGroup;
   } else {
     // Samba's guest account is nobody.
-    const std::string user = strcasecmp(narrow.c_str(), "GUEST") == 0 ? std::string("nobody") : narrow;
+    const std::string user = kwfw::EqualNoCase(name, L"GUEST") ? std::string("nobody") : kwfw::WideToUtf8(name);
     std::vector<char> buffer(16384);
     passwd pw{}, *pwFound = nullptr;
     group gr{}, *grFound = nullptr;

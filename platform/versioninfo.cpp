@@ -5,11 +5,11 @@
 
 #include <cstring>
 #include <cwchar>
-#include <cwctype>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/lasterror.h>
 
@@ -153,14 +153,6 @@ std::size_t BlockSize(const VersionData& data) {
   return size;
 }
 
-bool EqualNoCase(std::wstring_view a, std::wstring_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (std::towlower(static_cast<wint_t>(a[i])) != std::towlower(static_cast<wint_t>(b[i]))) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 DWORD GetFileVersionInfoSizeW(LPCWSTR path, DWORD* handle) {
@@ -212,7 +204,7 @@ BOOL VerQueryValueW(const void* block, LPCWSTR subBlock, void** buffer, UINT* le
     *length = sizeof header->fixed;
     return TRUE;
   }
-  if (EqualNoCase(query, L"\\VarFileInfo\\Translation")) {
+  if (kwfw::EqualNoCase(query, L"\\VarFileInfo\\Translation")) {
     *buffer = &header->translation;
     *length = sizeof header->translation;
     return TRUE;
@@ -220,15 +212,15 @@ BOOL VerQueryValueW(const void* block, LPCWSTR subBlock, void** buffer, UINT* le
   constexpr std::wstring_view kStrings = L"\\StringFileInfo\\";
   wchar_t expected[16];
   std::swprintf(expected, 16, L"%04x%04x\\", header->translation & 0xFFFF, header->translation >> 16);
-  if (query.size() > kStrings.size() + 9 && EqualNoCase(std::wstring_view(query).substr(0, kStrings.size()), kStrings) &&
-      EqualNoCase(std::wstring_view(query).substr(kStrings.size(), 9), expected)) {
+  if (query.size() > kStrings.size() + 9 && kwfw::EqualNoCase(std::wstring_view(query).substr(0, kStrings.size()), kStrings) &&
+      kwfw::EqualNoCase(std::wstring_view(query).substr(kStrings.size(), 9), expected)) {
     const std::wstring_view key = std::wstring_view(query).substr(kStrings.size() + 9);
     std::size_t pos = sizeof(BlockHeader);
     for (std::uint32_t i = 0; i < header->count; ++i) {
       std::uint32_t lengths[2];
       std::memcpy(lengths, bytes + pos, 8);
       auto* text = reinterpret_cast<wchar_t*>(bytes + pos + 8);
-      if (EqualNoCase(std::wstring_view(text, lengths[0] - 1), key)) {
+      if (kwfw::EqualNoCase(std::wstring_view(text, lengths[0] - 1), key)) {
         *buffer = text + lengths[0];
         *length = lengths[1];
         return TRUE;

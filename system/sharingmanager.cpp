@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
-#include <cwctype>
 #include <memory>
 #include <new>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/netshare.h>
 #include <kwlib63/platform/security.h>
@@ -77,7 +77,7 @@ CString CSharingManager::_getNetNameViaDevicePath(const wchar_t* folder) {
   CString name;
   const auto* shares = reinterpret_cast<const SHARE_INFO_2*>(buffer);
   for (DWORD i = 0; i < read && shares != nullptr; ++i) {
-    if (shares[i].shi2_path != nullptr && wcscasecmp(shares[i].shi2_path, folder) == 0) {
+    if (shares[i].shi2_path != nullptr && kwfw::EqualNoCase(shares[i].shi2_path, folder)) {
       name = shares[i].shi2_netname;
       break;
     }

@@ -5,11 +5,11 @@
 #include <cmath>
 #include <climits>
 #include <cwchar>
-#include <cwctype>
 #include <numeric>
 #include <string>
 
 #include <kwlib63/core/loadstring.h>
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/dataexchange.h>
 #include <kwlib63/framework/menu.h>
 #include <kwlib63/platform/locale.h>
@@ -155,8 +155,7 @@ CString unitNomAbr(TipusUnitats unitats) {
 
 TipusUnitats miraUnitats(const wchar_t* text) {
   if (text == nullptr) return UNITATS_ACTIVES;
-  std::wstring minuscules(text);
-  for (wchar_t& c : minuscules) c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+  const std::wstring minuscules = kwfw::FoldCase(std::wstring_view(text));
   auto conte = [&minuscules](const wchar_t* fragment) { return minuscules.find(fragment) != std::wstring::npos; };
   auto abreviatura = [text](TipusUnitats unitats) {
     CString abr = unitNomAbr(unitats);

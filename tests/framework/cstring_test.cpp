@@ -5,6 +5,7 @@
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/textconv.h>
 
+#include "support/locales.h"
 #include "support/throws.h"
 
 namespace {
@@ -71,6 +72,18 @@ TEST(CString, CaseMappingAndComparisonAreUnicode) {
   CStringA n("caf\xC3\xA9\xFF");
   EXPECT_STREQ(n.MakeUpper(), "CAF\xC3\x89\xFF");  // invalid bytes are kept
   EXPECT_LT(CStringA("\x7F").Compare("\xC3\xA9"), 0);  // bytes compare unsigned
+}
+
+TEST(CString, CompareNoCaseFollowsTheLibraryFold) {
+  for (const char* locale : kwtest::kTextLocales) {
+    kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale;
+    EXPECT_EQ(CString(L"DONN\u00C9ES").CompareNoCase(L"donn\u00E9es"), 0) << locale;
+    EXPECT_NE(CString(L"\u0130stanbul").CompareNoCase(L"istanbul"), 0) << locale;
+    EXPECT_NE(CString(L"\u0131").CompareNoCase(L"I"), 0) << locale;
+    EXPECT_EQ(CString(L"\u1E9E").CompareNoCase(L"\u00DF"), 0) << locale;
+    EXPECT_NE(CStringA("\xC4\xB0").CompareNoCase("i"), 0) << locale;
+  }
 }
 
 TEST(CString, BufferProtocol) {

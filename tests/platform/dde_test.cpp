@@ -3,6 +3,7 @@
 
 #include <kwlib63/platform/dde.h>
 
+#include "support/locales.h"
 #include "support/privatebus.h"
 
 using namespace kwplat;
@@ -50,6 +51,36 @@ TEST(Dde, HandlesAndErrorsOfAnInstance) {
   DdeSetBusAddress(L"unix:path=/nonexistent/kwlib63-bus");
   EXPECT_EQ(DdeInitializeW(&none, Ignore, 0, 0), DMLERR_SYS_ERROR);
   EXPECT_EQ(none, 0u);
+}
+
+// Names match by the library's case fold, whatever the caller's locale.
+TEST(Dde, HandlesFoldNonAsciiNamesInEveryLocale) {
+  kwtest::PrivateBus bus;
+  DWORD instance = 0;
+  ASSERT_EQ(DdeInitializeW(&instance, Ignore, APPCMD_CLIENTONLY, 0), DMLERR_NO_ERROR);
+  struct {
+    const wchar_t* a;
+    const wchar_t* b;
+    bool same;
+  } cases[] = {{L"\u00C9t\u00E9", L"\u00C9T\u00C9", true},
+               {L"\u03A9mega", L"\u03C9MEGA", true},
+               {L"\u0414\u0430\u043D\u043D\u044B\u0435", L"\u0434\u0410\u041D\u041D\u042B\u0415", true},
+               {L"\u0131", L"I", false},
+               {L"\u0130", L"i", false}};
+  for (const char* locale : kwtest::kTextLocales) {
+    kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale;
+    for (const auto& c : cases) {
+      HSZ a = DdeCreateStringHandleW(instance, c.a, CP_WINUNICODE);
+      HSZ b = DdeCreateStringHandleW(instance, c.b, CP_WINUNICODE);
+      ASSERT_NE(a, nullptr);
+      EXPECT_EQ(a == b, c.same) << locale << " " << (&c - cases);
+      EXPECT_EQ(DdeCmpStringHandles(a, b) == 0, c.same) << locale << " " << (&c - cases);
+      DdeFreeStringHandle(instance, a);
+      DdeFreeStringHandle(instance, b);
+    }
+  }
+  EXPECT_TRUE(DdeUninitialize(instance));
 }
 
 }  // namespace

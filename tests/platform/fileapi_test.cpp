@@ -14,6 +14,8 @@
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/pathparts.h>
 
+#include "support/locales.h"
+
 namespace {
 
 class FileApiTest : public ::testing::Test {
@@ -126,6 +128,19 @@ TEST_F(FileApiTest, ListingWithMasks) {
   EXPECT_EQ(data.dwFileAttributes, FILE_ATTRIBUTE_DIRECTORY);
   EXPECT_FALSE(kwplat::CloseHandle(h));  // a listing is closed with FindClose
   EXPECT_TRUE(kwplat::FindClose(h));
+}
+
+// Masks match by the library's case fold, whatever the locale.
+TEST_F(FileApiTest, MasksMatchNonAsciiNamesTheSameInEveryLocale) {
+  for (const wchar_t* n : {L"stra\u00DFe.txt", L"Index.txt", L"\u00E9t\u00E9.doc"}) Touch(n);
+  for (const char* locale : kwtest::kTextLocales) {
+    kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale;
+    EXPECT_EQ(List(L"STRA\u1E9EE.*"), (std::vector<std::wstring>{L"stra\u00DFe.txt"})) << locale;
+    EXPECT_EQ(List(L"\u00C9T\u00C9.*"), (std::vector<std::wstring>{L"\u00E9t\u00E9.doc"})) << locale;
+    EXPECT_EQ(List(L"\u0131NDEX.*"), std::vector<std::wstring>()) << locale;
+    EXPECT_EQ(List(L"iNDEX.*"), (std::vector<std::wstring>{L"Index.txt"})) << locale;
+  }
 }
 
 TEST(PathParts, SplitMakeAndFullPath) {

@@ -12,6 +12,7 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/netshare.h>
 
+#include "support/locales.h"
 #include "support/privatesamba.h"
 
 namespace {
@@ -67,6 +68,30 @@ TEST_F(NetShareTest, ShareListAndRemove) {
   wchar_t remote[] = L"\\\\elsewhere";
   EXPECT_EQ(NetShareGetInfo(remote, name, 0, &buffer), ERROR_BAD_NETPATH);
   EXPECT_EQ(NetShareGetInfo(nullptr, name, 1, &buffer), ERROR_INVALID_LEVEL);
+}
+
+// Share names match by the library's case fold, whatever the locale.
+TEST_F(NetShareTest, NonAsciiNamesMatchTheSameInEveryLocale) {
+  struct {
+    const wchar_t* made;
+    const wchar_t* asked;
+  } cases[] = {{L"Donn\u00E9es", L"DONN\u00C9ES"},
+               {L"\u03A9mega", L"\u03C9MEGA"},
+               {L"\u0424\u0430\u0439\u043B", L"\u0444\u0410\u0419\u041B"}};
+  for (const char* locale : kwtest::kTextLocales) {
+    kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale;
+    for (const auto& c : cases) {
+      ASSERT_EQ(Add(c.made, m_dir.At("Data")), NERR_Success) << locale << " " << (&c - cases);
+      EXPECT_EQ(Add(c.asked, m_dir.At("Data")), NERR_DuplicateShare) << locale << " " << (&c - cases);
+      std::wstring asked = c.asked;
+      LPBYTE buffer = nullptr;
+      ASSERT_EQ(NetShareGetInfo(nullptr, asked.data(), 0, &buffer), NERR_Success) << locale << " " << (&c - cases);
+      EXPECT_STREQ(reinterpret_cast<SHARE_INFO_0*>(buffer)->shi0_netname, c.made);
+      NetApiBufferFree(buffer);
+      EXPECT_EQ(NetShareDel(nullptr, asked.data(), 0), NERR_Success) << locale << " " << (&c - cases);
+    }
+  }
 }
 
 TEST_F(NetShareTest, GuestsDisabledAndFullMachines) {

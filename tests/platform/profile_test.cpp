@@ -16,6 +16,7 @@
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/profile.h>
 
+#include "support/locales.h"
 #include "support/tempdir.h"
 
 namespace {
@@ -75,6 +76,30 @@ TEST_F(ProfileTest, ReadingRules) {
   const std::wstring missing = kwfw::Utf8ToWide(m_dir + "/none.ini");
   EXPECT_EQ(kwplat::GetPrivateProfileStringW(L"a", L"b", L"dflt", buffer, 64, missing.c_str()), 4u);
   EXPECT_EQ(kwplat::GetLastError(), ERROR_FILE_NOT_FOUND);
+}
+
+// Sections and keys match by the library's case fold, whatever the locale.
+TEST_F(ProfileTest, NonAsciiNamesMatchTheSameInEveryLocale) {
+  struct {
+    const wchar_t* made;
+    const wchar_t* asked;
+    bool found;
+  } cases[] = {{L"Donn\u00E9es", L"DONN\u00C9ES", true},
+               {L"\u03A9mega", L"\u03C9MEGA", true},
+               {L"\u0424\u0430\u0439\u043B", L"\u0444\u0410\u0419\u041B", true},
+               {L"Stra\u00DFe", L"STRA\u1E9EE", true},
+               {L"\u0131", L"I", false},
+               {L"\u0130", L"i", false}};
+  for (const char* locale : kwtest::kTextLocales) {
+    kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale;
+    WriteBytes(std::string("\xFF\xFE", 2));  // UTF-16, so every name is kept
+    for (const auto& c : cases) {
+      ASSERT_TRUE(Set(c.made, c.made, L"v"));
+      EXPECT_EQ(Get(c.asked, c.made, L"none"), c.found ? L"v" : L"none") << locale << " " << (&c - cases);
+      EXPECT_EQ(Get(c.made, c.asked, L"none"), c.found ? L"v" : L"none") << locale << " " << (&c - cases);
+    }
+  }
 }
 
 TEST_F(ProfileTest, WritesKeepEveryOtherByte) {

@@ -19,6 +19,7 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/registry.h>
 
+#include "support/locales.h"
 #include "support/privatehive.h"
 #include "support/shell.h"
 
@@ -99,10 +100,13 @@ TEST_F(RegistryTest, ValuesKeepWindowsSizesAndBytes) {
   EXPECT_EQ(RegQueryValueExW(key, L"Cap", nullptr, nullptr, nullptr, &size), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
 }
 
-TEST_F(RegistryTest, NamesMatchWithFullCaseFolding) {
+TEST_F(RegistryTest, NamesMatchWithTheLibraryCaseFold) {
   HKEY key = Create(L"Software\\Été");
   ASSERT_EQ(SetText(key, L"Straße", L"1"), 0);
-  EXPECT_EQ(Text(key, L"STRASSE"), L"1");  // ß folds to ss, beyond ASCII-only matching
+  // One character folds to one: ß and ẞ are one name, "SS" is another, as on Windows.
+  ASSERT_EQ(SetText(key, L"STRASSE", L"2"), 0);
+  EXPECT_EQ(Text(key, L"STRAẞE"), L"1");
+  EXPECT_EQ(Text(key, L"strasse"), L"2");
   HKEY again = nullptr;
   ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"SOFTWARE\\ÉTÉ\\", 0, KEY_READ, &again), 0);
   m_open.push_back(again);
@@ -115,6 +119,62 @@ TEST_F(RegistryTest, NamesMatchWithFullCaseFolding) {
   EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"\\Software", 0, KEY_READ, &again), static_cast<LONG>(ERROR_BAD_PATHNAME));
   ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\\\Été", 0, KEY_READ, &again), 0);
   m_open.push_back(again);
+}
+
+TEST_F(RegistryTest, NonAsciiNamesMatchTheSameInEveryLocale) {
+  struct {
+    const wchar_t* made;
+    const wchar_t* asked;
+    bool found;
+  } cases[] = {{L"Donn\u00E9es", L"DONN\u00C9ES", true},
+               {L"\u03A9mega", L"\u03C9MEGA", true},
+               {L"\u0424\u0430\u0439\u043B", L"\u0444\u0410\u0419\u041B", true},
+               {L"\u01C5", L"\u01C6", true},
+               {L"\u0130stanbul", L"istanbul", false},
+               {L"\u0131", L"I", false},
+               {L"I", L"i", true}};
+  for (const char* locale : kwtest::kTextLocales) {
+    kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale;
+    const std::wstring folder = L"Software\\" + kwfw::Utf8ToWide(locale);
+    HKEY key = Create(folder.c_str());
+    for (const auto& c : cases) {
+      ASSERT_EQ(SetText(key, c.made, L"v"), 0);
+      DWORD size = 0;
+      EXPECT_EQ(RegQueryValueExW(key, c.asked, nullptr, nullptr, nullptr, &size) == ERROR_SUCCESS, c.found)
+          << locale << " " << (&c - cases);
+      HKEY sub = nullptr;
+      ASSERT_EQ(RegCreateKeyExW(key, c.made, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &sub, nullptr), 0);
+      RegCloseKey(sub);
+      const LONG opened = RegOpenKeyExW(key, c.asked, 0, KEY_READ, &sub);
+      EXPECT_EQ(opened == ERROR_SUCCESS, c.found) << locale << " " << (&c - cases);
+      if (opened == ERROR_SUCCESS) RegCloseKey(sub);
+    }
+  }
+}
+
+// A hive written when names were found by their full folding ("strasse" for
+// "Straße") is still read: its folded names are brought to the current fold.
+TEST_F(RegistryTest, HiveWithFullyFoldedNamesIsStillRead) {
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(m_file.c_str(), &db), SQLITE_OK);
+  const char* sql =
+      "CREATE TABLE keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL,"
+      " name TEXT NOT NULL, folded TEXT NOT NULL, UNIQUE(parent, folded));"
+      "CREATE TABLE vals(id INTEGER PRIMARY KEY, key INTEGER NOT NULL,"
+      " name TEXT NOT NULL, folded TEXT NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));"
+      "INSERT INTO keys(parent, name, folded) VALUES(0, 'Software', 'software');"
+      "INSERT INTO keys(parent, name, folded) VALUES(1, '\xC4\xB0stanbul', 'i\xCC\x87stanbul');"
+      "INSERT INTO vals(key, name, folded, type, data) VALUES(2, 'Stra\xC3\x9F" "e', 'strasse', 1, x'31000000');";
+  ASSERT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(db);
+
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"SOFTWARE\\\u0130STANBUL", 0, KEY_ALL_ACCESS, &key), 0);
+  m_open.push_back(key);
+  EXPECT_EQ(Text(key, L"STRA\u1E9EE"), L"1");
+  DWORD size = 0;
+  EXPECT_EQ(RegQueryValueExW(key, L"STRASSE", nullptr, nullptr, nullptr, &size), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
 }
 
 TEST_F(RegistryTest, EnumerationOrdersAndBuffers) {

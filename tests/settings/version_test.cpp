@@ -18,6 +18,7 @@
 KW_VERSION_INFO(KW_VERSION(2, 1, 3, 7), KW_VERSION(4, 5, 0, 0), VS_FF_DEBUG, 0x040C, 1252,
                 "CompanyName\0Proves \xC3\xA0 Tormel\0ProductName\0settings test\0");
 
+#include "support/locales.h"
 #include "support/tempdir.h"
 
 namespace {
@@ -110,6 +111,26 @@ TEST_F(VersionTest, TextSuffixes) {
     const std::string path = WriteElf(m_dir, "v" + std::to_string(c.build), note);
     EXPECT_EQ(Text(path, true), CString(c.text)) << c.build;
     EXPECT_EQ(Text(path, false), CString(c.text)) << c.build;
+  }
+}
+
+// String keys are found by the library's case fold, whatever the locale.
+TEST_F(VersionTest, NonAsciiKeysMatchTheSameInEveryLocale) {
+  const auto note = kwver::MakeNote(KW_VERSION(1, 0, 0, 0), KW_VERSION(1, 0, 0, 0), 0, 0x040C, 1200,
+                                    "Donn\xC3\xA9" "es\0un\0FileDescription\0deux\0\xC4\xB0\0trois\0");
+  const std::wstring path = kwfw::Utf8ToWide(WriteElf(m_dir, "keys", note));
+  const struct {
+    const wchar_t* key;
+    const wchar_t* value;
+  } cases[] = {{L"DONN\u00C9ES", L"un"}, {L"FILEDESCRIPTION", L"deux"}, {L"\u0130", L"trois"}, {L"i", nullptr}};
+  for (const char* locale : kwtest::kTextLocales) {
+    kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale;
+    for (const auto& c : cases) {
+      CString s;
+      EXPECT_EQ(CPathString::GetStringInformacio(path.c_str(), c.key, s), c.value != nullptr ? 1 : 0) << locale << " " << (&c - cases);
+      if (c.value != nullptr) EXPECT_EQ(s, CString(c.value)) << locale << " " << (&c - cases);
+    }
   }
 }
 

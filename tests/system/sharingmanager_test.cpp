@@ -24,6 +24,7 @@
 #include <kwlib63/platform/netshare.h>
 #include <kwlib63/system/sharingmanager.h>
 
+#include "support/locales.h"
 #include "support/privatesamba.h"
 #include "support/shell.h"
 
@@ -132,6 +133,26 @@ TEST(SharingManager, SharesOfTheConfigurationCount) {
   EXPECT_EQ(kwplat::NetShareDel(nullptr, const_cast<LPWSTR>(L"photos"), 0), static_cast<NET_API_STATUS>(ERROR_ACCESS_DENIED));
   EXPECT_EQ(AfxUnShareFolder(kwfw::Utf8ToWide(dir.At("elsewhere/Photos")).c_str()), 0);
   EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"photos"}));
+}
+
+// A shared folder is found by its path without regard to case, by the library's
+// fold, whatever the locale.
+TEST(SharingManager, FolderPathsMatchTheSameInEveryLocale) {
+  kwtest::PrivateSamba samba;
+  const kwtest::TempDir& dir = samba.Dir();
+  for (const char* folder : {"\xC3\x89t\xC3\xA9", "\xC3\x89T\xC3\x89"}) ASSERT_EQ(mkdir(dir.At(folder).c_str(), 0750), 0);
+  const std::wstring made = kwfw::Utf8ToWide(dir.At("\xC3\x89t\xC3\xA9"));
+  const std::wstring asked = kwfw::Utf8ToWide(dir.At("\xC3\x89T\xC3\x89"));
+  for (const char* locale : kwtest::kTextLocales) {
+    kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale;
+    EXPECT_EQ(AfxShareFolder(made.c_str()), 0) << locale;
+    EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"\u00C9T\u00C9"})) << locale;
+    EXPECT_EQ(AfxShareFolder(asked.c_str()), 0) << locale;  // the same folder: no second share
+    EXPECT_EQ(ShareNames(), (std::vector<std::wstring>{L"\u00C9T\u00C9"})) << locale;
+    EXPECT_EQ(AfxUnShareFolder(asked.c_str()), 0) << locale;
+    EXPECT_EQ(ShareNames(), std::vector<std::wstring>()) << locale;
+  }
 }
 
 TEST(SharingManager, ASambaServerOffersTheSharesToGuests) {

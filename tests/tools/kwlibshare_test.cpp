@@ -33,6 +33,23 @@ TEST(KwlibShare, AddListRemoveAndADisabledMachine) {
   EXPECT_EQ(kwtest::Shell(kwlib + " share").status, 2);
 }
 
+// A shared folder is found by its path without regard to case beyond ASCII
+// (kwlib runs in the "C" locale).
+TEST(KwlibShare, NonAsciiFolderFoundWithoutRegardToCase) {
+  kwtest::PrivateSamba samba;
+  const std::string made = samba.Dir().At("\xC3\xA9t\xC3\xA9"), asked = samba.Dir().At("\xC3\x89T\xC3\x89");
+  ASSERT_EQ(mkdir(made.c_str(), 0750), 0);
+  ASSERT_EQ(mkdir(asked.c_str(), 0750), 0);
+  const std::string kwlib = "KWLIB63_SMB_CONF=" + samba.Dir().At("smb.conf") + " " + KWLIB_EXE;
+  Result r = kwtest::Shell(kwlib + " share add '" + made + "'");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "\xC3\x89T\xC3\x89\n");
+  r = kwtest::Shell(kwlib + " share add '" + asked + "'");  // the same folder, already shared
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "\xC3\x89T\xC3\x89\n");
+  EXPECT_EQ(kwtest::Shell(kwlib + " share list").out, "\xC3\x89T\xC3\x89\t" + made + "\n");
+}
+
 TEST(KwlibAcl, ShowAndAdd) {
   kwtest::TempDir dir("kwlib-aclcmd");
   const std::string file = dir.At("f");

@@ -14,6 +14,7 @@
 #include <kwlib63/settings/carpetaregistry.h>
 #include <kwlib63/units/unitats.h>
 
+#include "support/locales.h"
 #include "support/privatehive.h"
 
 namespace {
@@ -54,6 +55,19 @@ TEST_F(UnitatsTest, ParsingUserTexts) {
   EXPECT_EQ(miraUnitats(L"a name"), UNITATS_METRES);  // any other "m" means metres
   EXPECT_EQ(miraUnitats(L"4 RP"), UNITATS_REP);
   EXPECT_EQ(miraUnitats(L"7"), UNITATS_ACTIVES);
+}
+
+// The marks are found without regard to case by the library's fold, so a Turkish
+// locale does not turn "IN" into a dotless "ın".
+TEST_F(UnitatsTest, MarksMatchTheSameInEveryLocale) {
+  for (const char* locale : kwtest::kTextLocales) {
+    kwtest::ScopedLocale scoped(locale);
+    ASSERT_TRUE(scoped.Ok()) << locale;
+    EXPECT_EQ(miraUnitats(L"2 IN"), UNITATS_POLZADES) << locale;
+    EXPECT_EQ(miraUnitats(L"2 \u0130N"), UNITATS_ACTIVES) << locale;
+    EXPECT_EQ(miraUnitats(L"4 REP"), UNITATS_REP) << locale;
+    EXPECT_EQ(unit2eps(L"1/2 IN", UNITATS_ACTIVES), 36) << locale;
+  }
 }
 
 TEST_F(UnitatsTest, Formatting) {

@@ -1,6 +1,5 @@
 // kwlib reg: the registry from the command line, with the Windows command's
 // operations and switches: query, add, delete, and export/import as .reg files.
-#include <strings.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 #include <iostream>
 #include <optional>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/lasterror.h>
@@ -43,7 +43,7 @@ KeyName ParseKey(const std::wstring& text) {
   const std::size_t slash = text.find(L'\\');
   const std::string rootName = WideToUtf8(text.substr(0, slash));
   for (const Root& root : kRoots) {
-    if (strcasecmp(rootName.c_str(), root.shortName) == 0 || strcasecmp(rootName.c_str(), root.fullName) == 0) {
+    if (kwfw::EqualNoCase(std::string_view(rootName), root.shortName) || kwfw::EqualNoCase(std::string_view(rootName), root.fullName)) {
       std::wstring path = slash == std::wstring::npos ? L"" : text.substr(slash + 1);
       while (!path.empty() && path.back() == L'\\') path.pop_back();
       return {&root, path};
@@ -256,7 +256,7 @@ std::vector<BYTE> DataFor(DWORD type, const std::string& text) {
 
 DWORD TypeFor(const std::string& name) {
   for (DWORD type : {REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ, REG_DWORD, REG_QWORD, REG_BINARY, REG_NONE}) {
-    if (strcasecmp(name.c_str(), TypeName(type)) == 0) return type;
+    if (kwfw::EqualNoCase(std::string_view(name), TypeName(type))) return type;
   }
   throw kwlib::UsageError("unknown type '" + name + "'");
 }

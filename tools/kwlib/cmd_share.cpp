@@ -1,9 +1,8 @@
 // kwlib share: folders shared on the network through the library's sharing
 // manager, on Samba user shares.
-#include <strings.h>
-
 #include <iostream>
 
+#include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/netshare.h>
 #include <kwlib63/system/sharingmanager.h>
@@ -42,7 +41,7 @@ std::string ShareOf(const std::string& folder) {
   std::string path = folder;
   if (path.size() > 1 && path.back() == '/') path.pop_back();
   for (const auto& [name, sharedPath] : List().shares) {
-    if (strcasecmp(sharedPath.c_str(), path.c_str()) == 0) return name;
+    if (kwfw::EqualNoCase(std::string_view(sharedPath), std::string_view(path))) return name;
   }
   return {};
 }
