@@ -207,7 +207,9 @@ void ExpectWellFormed(const TCrossList& l, bool ring, const char* what) {
   for (int i = 0; i < n; ++i) {
     ASSERT_NE(node, nullptr) << "at " << i;
     EXPECT_EQ(node->GetPrev(), before) << "at " << i;
-    if (node->GetItem() != nullptr) EXPECT_EQ(l.GetNode(node->GetItem()), node) << "at " << i;
+    if (node->GetItem() != nullptr) {
+      EXPECT_EQ(l.GetNode(node->GetItem()), node) << "at " << i;
+    }
     before = node;
     node = node->GetNext();
   }

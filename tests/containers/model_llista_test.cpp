@@ -174,7 +174,9 @@ TEST(ListModel, TLlistaAgainstItsRules) {
               ASSERT_EQ(CheckCopies(*list, at, source, copies), "") << kwtest::Replay(seed, step, op);
               m.slots.insert(m.slots.begin() + at, copies.begin(), copies.end());
               m.cursor = list->PosActual();
-              if (other) ASSERT_EQ(Diff(*other, om), "") << "the source changed: " << kwtest::Replay(seed, step, op);
+              if (other) {
+                ASSERT_EQ(Diff(*other, om), "") << "the source changed: " << kwtest::Replay(seed, step, op);
+              }
               break;
             }
             case 3: {

@@ -71,7 +71,9 @@ TEST(CaseFold, HashAndEqualityForUnorderedKeys) {
   const kwfw::NoCaseEqual equal;
   for (const Pair& p : kPairs) {
     EXPECT_EQ(equal(p.a, p.b), p.equal) << (&p - kPairs);
-    if (p.equal) EXPECT_EQ(hash(p.a), hash(p.b)) << (&p - kPairs);
+    if (p.equal) {
+      EXPECT_EQ(hash(p.a), hash(p.b)) << (&p - kPairs);
+    }
   }
   EXPECT_NE(hash(L"\u00E9"), hash(L"e"));
 }

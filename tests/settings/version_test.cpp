@@ -129,7 +129,9 @@ TEST_F(VersionTest, NonAsciiKeysMatchTheSameInEveryLocale) {
     for (const auto& c : cases) {
       CString s;
       EXPECT_EQ(CPathString::GetStringInformacio(path.c_str(), c.key, s), c.value != nullptr ? 1 : 0) << locale << " " << (&c - cases);
-      if (c.value != nullptr) EXPECT_EQ(s, CString(c.value)) << locale << " " << (&c - cases);
+      if (c.value != nullptr) {
+        EXPECT_EQ(s, CString(c.value)) << locale << " " << (&c - cases);
+      }
     }
   }
 }
