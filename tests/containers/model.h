@@ -53,7 +53,6 @@ class Walk {
     if (size == m_target) NewTarget();
     return size < m_target ? Pick(10) < 8 : Pick(10) < 2;
   }
-  int Target() const { return m_target; }
 
  private:
   void NewTarget() { m_target = kThresholds[static_cast<std::size_t>(Pick(static_cast<int>(kThresholds.size())))]; }

@@ -332,7 +332,7 @@ TEST(ListModel, TLlistaAgainstItsRules) {
   }
 }
 
-// The Part's binary search, on the model: `pos` and whether an equal value was met.
+// The sorted list's binary search, run on the model: `pos` and whether an equal value was met.
 bool ModelSearch(const std::vector<Slot>& s, int value, int& pos) {
   if (s.empty()) {
     pos = 0;
