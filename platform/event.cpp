@@ -14,7 +14,7 @@
 #include <chrono>
 #include <cstdint>
 #include <mutex>
-#include <new>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -26,17 +26,18 @@ namespace kwplat {
 namespace {
 
 struct Event : HandleObject {
+  static constexpr HandleKind kKind = HandleKind::kEvent;
   bool manualReset;
   int fd;
   std::mutex lock;               // guards the state changes below and the descriptor's count
   std::atomic<bool> signalled;   // written under the lock; read without it where nothing changes
 
   Event(bool manual, int eventFd)
-      : HandleObject(HandleKind::kEvent, [](HandleObject* e) { delete static_cast<Event*>(e); }),
+      : HandleObject(kKind),
         manualReset(manual),
         fd(eventFd),
         signalled(false) {}
-  ~Event() { close(fd); }
+  ~Event() override { close(fd); }
 
   void SetLocked() {
     if (signalled) return;
@@ -56,11 +57,6 @@ struct Event : HandleObject {
   }
 };
 
-Event* AsEvent(HANDLE h) { return static_cast<Event*>(HandleObject::Find(h, HandleKind::kEvent)); }
-
-// The event behind `handle`, or null with ERROR_INVALID_HANDLE.
-Event* CheckedEvent(HANDLE handle) { return static_cast<Event*>(HandleObject::Checked(handle, HandleKind::kEvent)); }
-
 // Takes every event at once, or none: locks them in address order.
 bool TakeAll(std::vector<Event*> events) {
   std::sort(events.begin(), events.end());
@@ -75,19 +71,20 @@ bool TakeAll(std::vector<Event*> events) {
 }
 
 // One object a wait watches: an event, or a process, which is signalled once it
-// has ended and stays so (taking it changes nothing).
+// has ended and stays so (taking it changes nothing). The wait holds the object,
+// so a handle closed during the wait leaves it waiting on a live object.
 struct Waitable {
-  Event* event = nullptr;
-  HANDLE process = nullptr;
-  bool Ended() const { return detail::ProcessEnded(process); }
-  int Fd() const { return event != nullptr ? event->fd : detail::ProcessPollFd(process); }
+  std::shared_ptr<Event> event;
+  std::shared_ptr<HandleObject> process;
+  bool Ended() const { return detail::ProcessEnded(*process); }
+  int Fd() const { return event != nullptr ? event->fd : detail::ProcessPollFd(*process); }
   bool Signalled() const { return event != nullptr ? event->signalled.load() : Ended(); }
 };
 
 // Takes the first signalled object, in order; -1 when none is.
 int TakeAny(const Waitable* items, DWORD count) {
   for (DWORD i = 0; i < count; ++i) {
-    Event* e = items[i].event;
+    Event* e = items[i].event.get();
     if (e == nullptr) {
       if (items[i].Ended()) return static_cast<int>(i);
       continue;
@@ -110,7 +107,7 @@ int TakeAny(const Waitable* items, DWORD count) {
 bool TakeAll(const Waitable* items, DWORD count) {
   std::vector<Event*> events;
   for (DWORD i = 0; i < count; ++i) {
-    if (items[i].event != nullptr) events.push_back(items[i].event);
+    if (items[i].event != nullptr) events.push_back(items[i].event.get());
     else if (!items[i].Ended()) return false;
   }
   return TakeAll(std::move(events));
@@ -123,10 +120,10 @@ DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
   }
   Waitable items[MAXIMUM_WAIT_OBJECTS];
   for (DWORD i = 0; i < count; ++i) {
-    items[i].event = AsEvent(handles[i]);
+    items[i].event = FindHandle<Event>(handles[i]);
     if (items[i].event != nullptr) continue;
-    if (HandleObject::Checked(handles[i], HandleKind::kProcess) == nullptr) return WAIT_FAILED;
-    items[i].process = handles[i];
+    items[i].process = CheckedHandle(handles[i], HandleKind::kProcess);
+    if (items[i].process == nullptr) return WAIT_FAILED;
   }
   using Clock = std::chrono::steady_clock;
   std::optional<Clock::time_point> deadline;
@@ -178,18 +175,13 @@ HANDLE CreateEventW(void*, BOOL manualReset, BOOL initialState, LPCWSTR) {
     SetLastErrorFromErrno();
     return nullptr;
   }
-  auto* e = new (std::nothrow) Event(manualReset != FALSE, fd);
-  if (e == nullptr) {
-    close(fd);
-    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    return nullptr;
-  }
+  auto e = std::make_shared<Event>(manualReset != FALSE, fd);
   if (initialState) e->SetLocked();
-  return static_cast<HandleObject*>(e);
+  return OpenHandle(std::move(e));
 }
 
 BOOL SetEvent(HANDLE event) {
-  Event* e = CheckedEvent(event);
+  const std::shared_ptr<Event> e = CheckedHandle<Event>(event);
   if (e == nullptr) return FALSE;
   std::lock_guard guard(e->lock);
   e->SetLocked();
@@ -197,7 +189,7 @@ BOOL SetEvent(HANDLE event) {
 }
 
 BOOL ResetEvent(HANDLE event) {
-  Event* e = CheckedEvent(event);
+  const std::shared_ptr<Event> e = CheckedHandle<Event>(event);
   if (e == nullptr) return FALSE;
   std::lock_guard guard(e->lock);
   e->ResetLocked();
@@ -206,7 +198,9 @@ BOOL ResetEvent(HANDLE event) {
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   // The common case first: a signalled event, taken without the general wait.
-  if (Event* e = AsEvent(handle); e != nullptr && TakeAny(std::array{Waitable{e}}.data(), 1) == 0) return WAIT_OBJECT_0;
+  if (std::shared_ptr<Event> e = FindHandle<Event>(handle); e != nullptr && TakeAny(std::array{Waitable{e, nullptr}}.data(), 1) == 0) {
+    return WAIT_OBJECT_0;
+  }
   return Wait(1, &handle, FALSE, milliseconds, false);
 }
 

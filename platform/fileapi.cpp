@@ -11,7 +11,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cwchar>
-#include <new>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -91,7 +91,8 @@ bool Match(const wchar_t* name, const wchar_t* mask) {
 }
 
 struct FindState : HandleObject {
-  FindState() : HandleObject(HandleKind::kFind, [](HandleObject* f) { delete static_cast<FindState*>(f); }) {}
+  static constexpr HandleKind kKind = HandleKind::kFind;
+  FindState() : HandleObject(kKind) {}
   std::vector<WIN32_FIND_DATAW> entries;
   std::size_t next = 0;
 };
@@ -295,12 +296,7 @@ HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
     SetLastError(errno == ENOENT || errno == ENOTDIR ? ERROR_PATH_NOT_FOUND : Win32ErrorFromErrno(errno));
     return INVALID_HANDLE_VALUE;
   }
-  auto* state = new (std::nothrow) FindState;
-  if (state == nullptr) {
-    closedir(d);
-    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    return INVALID_HANDLE_VALUE;
-  }
+  auto state = std::make_shared<FindState>();
   while (const dirent* e = readdir(d)) {
     const std::wstring name = kwfw::Utf8ToWide(e->d_name);
     if (name.size() >= MAX_PATH || !MatchesMask(name.c_str(), mask.c_str())) continue;
@@ -332,17 +328,17 @@ HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
     }
   });
   if (state->entries.empty()) {
-    delete state;
     SetLastError(ERROR_FILE_NOT_FOUND);
     return INVALID_HANDLE_VALUE;
   }
   *data = state->entries[0];
   state->next = 1;
-  return static_cast<HandleObject*>(state);
+  HANDLE find = OpenHandle(std::move(state));
+  return find != nullptr ? find : INVALID_HANDLE_VALUE;
 }
 
 BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* data) {
-  auto* state = static_cast<FindState*>(HandleObject::Checked(find, HandleKind::kFind));
+  const std::shared_ptr<FindState> state = CheckedHandle<FindState>(find);
   if (state == nullptr) return FALSE;
   if (data == nullptr) return Failed(ERROR_INVALID_PARAMETER);
   if (state->next >= state->entries.size()) return Failed(ERROR_NO_MORE_FILES);
@@ -351,10 +347,8 @@ BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* data) {
 }
 
 BOOL FindClose(HANDLE find) {
-  HandleObject* state = HandleObject::Checked(find, HandleKind::kFind);
-  if (state == nullptr) return FALSE;
-  state->Destroy();
-  return TRUE;
+  if (ReleaseHandle(find, {FindState::kKind})) return TRUE;
+  return Failed(ERROR_INVALID_HANDLE);
 }
 
 }  // namespace kwplat

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include <mutex>
-#include <new>
+#include <memory>
 #include <unordered_map>
 
 #include <kwlib63/platform/lasterror.h>
@@ -17,12 +17,13 @@ namespace {
 constexpr DWORD kGranularity = 65536;
 
 struct FileMapping : HandleObject {
+  static constexpr HandleKind kKind = HandleKind::kFileMapping;
   FileMapping(int descriptor, bool writable, unsigned long long bytes)
-      : HandleObject(HandleKind::kFileMapping, [](HandleObject* m) { delete static_cast<FileMapping*>(m); }),
+      : HandleObject(kKind),
         fd(descriptor),
         canWrite(writable),
         size(bytes) {}
-  ~FileMapping() { close(fd); }
+  ~FileMapping() override { close(fd); }
   int fd;
   bool canWrite;  // the protection allows views that write through to the file
   unsigned long long size;
@@ -108,16 +109,11 @@ HANDLE CreateFileMappingW(HANDLE file, void*, DWORD protect, DWORD sizeHigh, DWO
       return nullptr;
     }
   }
-  auto* mapping = new (std::nothrow) FileMapping(fd, writable || file == INVALID_HANDLE_VALUE, size);
-  if (mapping == nullptr) {
-    close(fd);
-    return Fail(ERROR_NOT_ENOUGH_MEMORY);
-  }
-  return static_cast<HandleObject*>(mapping);
+  return OpenHandle(std::make_shared<FileMapping>(fd, writable || file == INVALID_HANDLE_VALUE, size));
 }
 
 LPVOID MapViewOfFile(HANDLE handle, DWORD access, DWORD offsetHigh, DWORD offsetLow, std::size_t bytes) {
-  auto* mapping = static_cast<FileMapping*>(HandleObject::Checked(handle, HandleKind::kFileMapping));
+  const std::shared_ptr<FileMapping> mapping = CheckedHandle<FileMapping>(handle);
   if (mapping == nullptr) return nullptr;
   const unsigned long long offset = static_cast<unsigned long long>(offsetHigh) << 32 | offsetLow;
   if (offset % kGranularity != 0) return Fail(ERROR_MAPPED_ALIGNMENT);

@@ -1,10 +1,15 @@
-// Handles. A HANDLE made by this library names an object that starts with its
-// kind, so that CloseHandle closes any of them and the typed calls refuse a handle
-// of another kind. A file handle is the file's descriptor carried in the pointer,
-// so INVALID_HANDLE_VALUE is descriptor -1, as CFile::hFileNull.
+// Handles. A HANDLE made by this library is an entry of one table of open objects:
+// a slot and the slot's generation, so a closed handle never reaches the object a
+// later open puts in the same slot, and a made-up value reaches nothing. Each call
+// holds the object it works on, so closing a handle on one thread while another
+// thread is inside a call on it leaves that call a live object; the object goes
+// when the last of them has left. A file handle is the file's descriptor carried
+// in the pointer, so INVALID_HANDLE_VALUE is descriptor -1, as CFile::hFileNull.
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
+#include <memory>
 
 #include <kwlib63/framework/wintypes.h>
 
@@ -23,30 +28,47 @@ enum class HandleKind : std::uint32_t {
   kService = 0x4B575356,         // "KWSV"
 };
 
-// The base of every object a HANDLE names. The kind comes first and is the only
-// field read through a handle not yet known to be good, so a stray pointer costs
-// one four-byte read. Closing the handle destroys the object.
+// The base of every object a HANDLE names.
 class HandleObject {
  public:
   HandleObject(const HandleObject&) = delete;
   HandleObject& operator=(const HandleObject&) = delete;
+  virtual ~HandleObject() = default;
 
-  // The object behind `handle` when it is of `kind`, else null.
-  static HandleObject* Find(HANDLE handle, HandleKind kind);
-  // The same, setting ERROR_INVALID_HANDLE when there is none.
-  static HandleObject* Checked(HANDLE handle, HandleKind kind);
   HandleKind Kind() const { return m_kind; }
-  void Destroy() { m_destroy(this); }
+  // Called once, when the handle is closed, while calls already under way may
+  // still hold the object: an object a call can block on wakes that call here.
+  virtual void Closed() {}
 
  protected:
-  using Destroyer = void (*)(HandleObject*);
-  HandleObject(HandleKind kind, Destroyer destroy) : m_kind(kind), m_destroy(destroy) {}
-  ~HandleObject() { m_kind = HandleKind{}; }
+  explicit HandleObject(HandleKind kind) : m_kind(kind) {}
 
  private:
-  HandleKind m_kind;
-  Destroyer m_destroy;
+  const HandleKind m_kind;
 };
+
+// Enters `object` in the table and gives its handle; null with
+// ERROR_NOT_ENOUGH_MEMORY when the object is null or the table is full.
+HANDLE OpenHandle(std::shared_ptr<HandleObject> object);
+
+// The object behind `handle` when it is open and of `kind`, else null.
+std::shared_ptr<HandleObject> FindHandle(HANDLE handle, HandleKind kind);
+// The same, setting ERROR_INVALID_HANDLE when there is none.
+std::shared_ptr<HandleObject> CheckedHandle(HANDLE handle, HandleKind kind);
+
+// The typed forms, for an object class that names its kind as T::kKind.
+template <class T>
+std::shared_ptr<T> FindHandle(HANDLE handle) {
+  return std::static_pointer_cast<T>(FindHandle(handle, T::kKind));
+}
+template <class T>
+std::shared_ptr<T> CheckedHandle(HANDLE handle) {
+  return std::static_pointer_cast<T>(CheckedHandle(handle, T::kKind));
+}
+
+// Takes `handle` out of the table when it is open and of one of `kinds`, and
+// tells its object; false, setting nothing, otherwise.
+bool ReleaseHandle(HANDLE handle, std::initializer_list<HandleKind> kinds);
 
 // Closes a handle made by any of the library's Create calls (pipe ends and
 // processes included; not a file handle: files are closed through their CFile).

@@ -15,8 +15,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <memory>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <thread>
 
@@ -31,42 +31,21 @@ namespace kwplat {
 namespace {
 
 // A pipe end. Closing it wakes a read or write in progress on another thread, which
-// then fails with ERROR_BROKEN_PIPE; the descriptor is closed when the last such
-// call has left, so it can never be reused under a reader.
+// then fails with ERROR_BROKEN_PIPE; the descriptor is closed with the object, when
+// the last such call has left, so it can never be reused under a reader.
 struct Pipe : HandleObject {
+  static constexpr HandleKind kKind = HandleKind::kPipe;
   int fd;
   int wake;  // an eventfd, readable once the handle is closed
-  std::mutex lock;
-  int users = 0;
-  bool closing = false;
 
-  Pipe(int pipeFd, int wakeFd) : HandleObject(HandleKind::kPipe, Close), fd(pipeFd), wake(wakeFd) {}
-  ~Pipe() {
+  Pipe(int pipeFd, int wakeFd) : HandleObject(kKind), fd(pipeFd), wake(wakeFd) {}
+  ~Pipe() override {
     close(fd);
     close(wake);
   }
-  static void Close(HandleObject* object) {
-    auto* pipe = static_cast<Pipe*>(object);
-    std::unique_lock guard(pipe->lock);
-    pipe->closing = true;
+  void Closed() override {
     const std::uint64_t one = 1;
-    (void)!write(pipe->wake, &one, sizeof one);
-    const bool last = pipe->users == 0;
-    guard.unlock();
-    if (last) delete pipe;
-  }
-  // Enters a call on the pipe; false when it is being closed.
-  bool Enter() {
-    std::lock_guard guard(lock);
-    if (closing) return false;
-    ++users;
-    return true;
-  }
-  void Leave() {
-    std::unique_lock guard(lock);
-    const bool last = --users == 0 && closing;
-    guard.unlock();
-    if (last) delete this;
+    (void)!write(wake, &one, sizeof one);
   }
   // Waits until the pipe can be read (POLLIN) or written (POLLOUT); false when the
   // handle was closed meanwhile.
@@ -78,6 +57,7 @@ struct Pipe : HandleObject {
 };
 
 struct Process : HandleObject {
+  static constexpr HandleKind kKind = HandleKind::kProcess;
   pid_t pid;
   int pidfd;  // readable once the child has ended
   std::mutex lock;
@@ -86,10 +66,10 @@ struct Process : HandleObject {
   std::optional<DWORD> terminatedWith;
 
   Process(pid_t child, int childFd)
-      : HandleObject(HandleKind::kProcess, [](HandleObject* p) { delete static_cast<Process*>(p); }),
+      : HandleObject(kKind),
         pid(child),
         pidfd(childFd) {}
-  ~Process() {
+  ~Process() override {
     if (pidfd >= 0) close(pidfd);
     // A child still running when its handle goes is reaped when it ends, so that it
     // never lingers as a zombie.
@@ -111,9 +91,6 @@ struct Process : HandleObject {
     return true;
   }
 };
-
-Pipe* AsPipe(HANDLE h) { return static_cast<Pipe*>(HandleObject::Checked(h, HandleKind::kPipe)); }
-Process* AsProcess(HANDLE h) { return static_cast<Process*>(HandleObject::Checked(h, HandleKind::kProcess)); }
 
 bool IsBlank(wchar_t c) { return c == L' ' || c == L'\t'; }
 
@@ -147,15 +124,9 @@ std::optional<std::string> FindProgram(const std::string& name) {
 
 namespace detail {
 
-int ProcessPollFd(HANDLE process) {
-  auto* p = static_cast<Process*>(HandleObject::Find(process, HandleKind::kProcess));
-  return p != nullptr ? p->pidfd : -1;
-}
+int ProcessPollFd(const HandleObject& process) { return static_cast<const Process&>(process).pidfd; }
 
-bool ProcessEnded(HANDLE process) {
-  auto* p = static_cast<Process*>(HandleObject::Find(process, HandleKind::kProcess));
-  return p != nullptr && p->Poll();
-}
+bool ProcessEnded(HandleObject& process) { return static_cast<Process&>(process).Poll(); }
 
 }  // namespace detail
 
@@ -275,7 +246,7 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES
   if (startup != nullptr && (startup->dwFlags & STARTF_USESTDHANDLES) != 0) {
     const HANDLE streams[] = {startup->hStdInput, startup->hStdOutput, startup->hStdError};
     for (int target = 0; target < 3; ++target) {
-      if (auto* pipe = static_cast<Pipe*>(HandleObject::Find(streams[target], HandleKind::kPipe))) {
+      if (const std::shared_ptr<Pipe> pipe = FindHandle<Pipe>(streams[target])) {
         posix_spawn_file_actions_adddup2(&actions, pipe->fd, target);
       }
     }
@@ -300,13 +271,14 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES
     return FALSE;
   }
   const int pidfd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
-  auto* process = new Process(pid, pidfd);
-  *information = PROCESS_INFORMATION{static_cast<HandleObject*>(process), nullptr, static_cast<DWORD>(pid), 0};
+  HANDLE process = OpenHandle(std::make_shared<Process>(pid, pidfd));
+  if (process == nullptr) return FALSE;
+  *information = PROCESS_INFORMATION{process, nullptr, static_cast<DWORD>(pid), 0};
   return TRUE;
 }
 
 BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {
-  Process* p = AsProcess(process);
+  const std::shared_ptr<Process> p = CheckedHandle<Process>(process);
   if (p == nullptr || exitCode == nullptr) return FALSE;
   p->Poll();
   std::lock_guard guard(p->lock);
@@ -315,7 +287,7 @@ BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {
 }
 
 BOOL TerminateProcess(HANDLE process, UINT exitCode) {
-  Process* p = AsProcess(process);
+  const std::shared_ptr<Process> p = CheckedHandle<Process>(process);
   if (p == nullptr) return FALSE;
   std::lock_guard guard(p->lock);
   if (p->ended) {
@@ -341,19 +313,24 @@ BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES*, DWORD) 
     if (wakeWrite >= 0) close(wakeWrite);
     return FALSE;
   }
-  *readEnd = static_cast<HandleObject*>(new Pipe(fds[0], wakeRead));
-  *writeEnd = static_cast<HandleObject*>(new Pipe(fds[1], wakeWrite));
+  // The objects own the descriptors from here on, so a failure closes them.
+  auto reader = std::make_shared<Pipe>(fds[0], wakeRead);
+  auto writer = std::make_shared<Pipe>(fds[1], wakeWrite);
+  HANDLE readHandle = OpenHandle(std::move(reader));
+  HANDLE writeHandle = readHandle != nullptr ? OpenHandle(std::move(writer)) : nullptr;
+  if (writeHandle == nullptr) {
+    if (readHandle != nullptr) CloseHandle(readHandle);
+    return FALSE;
+  }
+  *readEnd = readHandle;
+  *writeEnd = writeHandle;
   return TRUE;
 }
 
 BOOL ReadFile(HANDLE pipe, LPVOID buffer, DWORD size, LPDWORD read, LPVOID) {
-  Pipe* p = AsPipe(pipe);
+  const std::shared_ptr<Pipe> p = CheckedHandle<Pipe>(pipe);
   if (read != nullptr) *read = 0;
   if (p == nullptr) return FALSE;
-  if (!p->Enter()) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return FALSE;
-  }
   ssize_t n = -1;
   if (p->Ready(POLLIN)) {
     while ((n = ::read(p->fd, buffer, size)) < 0 && errno == EINTR) {}
@@ -361,7 +338,6 @@ BOOL ReadFile(HANDLE pipe, LPVOID buffer, DWORD size, LPDWORD read, LPVOID) {
     n = 0;  // closed under the read: as if the other end had gone
   }
   const int error = errno;
-  p->Leave();
   if (n < 0) {
     errno = error;
     SetLastErrorFromErrno();
@@ -376,13 +352,9 @@ BOOL ReadFile(HANDLE pipe, LPVOID buffer, DWORD size, LPDWORD read, LPVOID) {
 }
 
 BOOL WriteFile(HANDLE pipe, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID) {
-  Pipe* p = AsPipe(pipe);
+  const std::shared_ptr<Pipe> p = CheckedHandle<Pipe>(pipe);
   if (written != nullptr) *written = 0;
   if (p == nullptr) return FALSE;
-  if (!p->Enter()) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return FALSE;
-  }
   // A closed reading end must fail the write, not kill the process with SIGPIPE:
   // the signal is held for this thread and a pending one taken away.
   sigset_t pipeSignal, previous;
@@ -410,7 +382,6 @@ BOOL WriteFile(HANDLE pipe, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID)
     while (sigtimedwait(&pipeSignal, nullptr, &now) == SIGPIPE) {}
   }
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-  p->Leave();
   if (written != nullptr) *written = done;
   if (error == EPIPE) {
     SetLastError(ERROR_NO_DATA);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -21,8 +22,9 @@ using KeyId = RegistryHive::KeyId;
 constexpr REGSAM kWriteAccess = KEY_SET_VALUE | KEY_CREATE_SUB_KEY;
 
 struct RegKey : HandleObject {
+  static constexpr HandleKind kKind = HandleKind::kRegKey;
   RegKey(std::shared_ptr<RegistryHive> hive_, KeyId id_, REGSAM sam_)
-      : HandleObject(HandleKind::kRegKey, [](HandleObject* key) { delete static_cast<RegKey*>(key); }),
+      : HandleObject(kKind),
         hive(std::move(hive_)),
         id(id_),
         sam(sam_) {}
@@ -56,30 +58,25 @@ std::string HiveFile(int hive) {
 }
 
 // The key a handle stands for: an open key, or the root of a hive with every right.
-// An open key's hive is used through the key, which the caller keeps open for the
-// call, so the common path takes no reference.
+// The hive is held for the call, so a key closed on another thread meanwhile
+// leaves the call a live hive.
 struct Place {
-  std::shared_ptr<RegistryHive> root;
-  RegKey* open = nullptr;
-  RegistryHive* hive = nullptr;
+  std::shared_ptr<RegistryHive> hive;
   KeyId id = RegistryHive::kRoot;
   REGSAM sam = KEY_ALL_ACCESS;
-  const std::shared_ptr<RegistryHive>& Shared() const { return open != nullptr ? open->hive : root; }
 };
 
 LONG Resolve(HKEY key, Place& place) {
   if (int hive = HiveIndex(key); hive >= 0) {
-    place.root = RegistryHive::At(HiveFile(hive));
-    place.hive = place.root.get();
+    place.hive = RegistryHive::At(HiveFile(hive));
     return ERROR_SUCCESS;
   }
   if (reinterpret_cast<ULONG_PTR>(key) >= 0x80000000 && reinterpret_cast<ULONG_PTR>(key) <= 0x800000FF) {
     return ERROR_INVALID_HANDLE;
   }
-  auto* open = static_cast<RegKey*>(HandleObject::Find(key, HandleKind::kRegKey));
+  const std::shared_ptr<RegKey> open = FindHandle<RegKey>(key);
   if (open == nullptr) return ERROR_INVALID_HANDLE;
-  place.open = open;
-  place.hive = open->hive.get();
+  place.hive = open->hive;
   place.id = open->id;
   place.sam = open->sam;
   return ERROR_SUCCESS;
@@ -185,8 +182,8 @@ LONG OpenPath(HKEY key, LPCWSTR subKey, REGSAM sam, PHKEY result, bool create, L
   if (error != ERROR_SUCCESS) return error;
   if ((sam & kWriteAccess) != 0 && !place.hive->Writable()) return ERROR_ACCESS_DENIED;
   if (disposition != nullptr) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
-  *result = reinterpret_cast<HKEY>(static_cast<HandleObject*>(new RegKey(place.Shared(), id, sam)));
-  return ERROR_SUCCESS;
+  *result = static_cast<HKEY>(OpenHandle(std::make_shared<RegKey>(place.hive, id, sam)));
+  return *result != nullptr ? ERROR_SUCCESS : static_cast<LONG>(ERROR_NOT_ENOUGH_MEMORY);
 }
 
 // The key for an operation that needs `right`.
@@ -207,10 +204,8 @@ LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD /*reserved*/, LPWSTR /*keyC
 }
 
 LONG RegCloseKey(HKEY key) {
-  HandleObject* open = HandleObject::Find(key, HandleKind::kRegKey);
-  if (open == nullptr) return HiveIndex(key) >= 0 ? ERROR_SUCCESS : static_cast<LONG>(ERROR_INVALID_HANDLE);
-  open->Destroy();
-  return ERROR_SUCCESS;
+  if (ReleaseHandle(key, {RegKey::kKind}) || HiveIndex(key) >= 0) return ERROR_SUCCESS;
+  return ERROR_INVALID_HANDLE;
 }
 
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD type, const BYTE* data, DWORD size) {

@@ -126,8 +126,8 @@ void CollectDependents(const SystemdBus& bus, const std::vector<std::string>& di
 
 }  // namespace
 
-ServiceObject* ServiceWith(SC_HANDLE handle, DWORD rights) {
-  auto* service = static_cast<ServiceObject*>(HandleObject::Checked(handle, HandleKind::kService));
+std::shared_ptr<ServiceObject> ServiceWith(SC_HANDLE handle, DWORD rights) {
+  std::shared_ptr<ServiceObject> service = CheckedHandle<ServiceObject>(handle);
   if (service != nullptr && (service->access & rights) != rights) {
     SetLastError(ERROR_ACCESS_DENIED);
     return nullptr;
@@ -146,11 +146,11 @@ SC_HANDLE OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access) {
   }
   std::shared_ptr<SystemdBus> bus = SystemdBus::Connect();
   if (bus == nullptr) return nullptr;
-  return reinterpret_cast<SC_HANDLE>(static_cast<HandleObject*>(new ServiceManagerObject(std::move(bus), access)));
+  return static_cast<SC_HANDLE>(OpenHandle(std::make_shared<ServiceManagerObject>(std::move(bus), access)));
 }
 
 SC_HANDLE OpenServiceW(SC_HANDLE manager, LPCWSTR name, DWORD access) {
-  auto* owner = static_cast<ServiceManagerObject*>(HandleObject::Checked(manager, HandleKind::kServiceManager));
+  const std::shared_ptr<ServiceManagerObject> owner = CheckedHandle<ServiceManagerObject>(manager);
   if (owner == nullptr) return nullptr;
   if (name == nullptr || *name == L'\0') {
     SetLastError(ERROR_INVALID_NAME);
@@ -166,20 +166,16 @@ SC_HANDLE OpenServiceW(SC_HANDLE manager, LPCWSTR name, DWORD access) {
     SetLastError(ERROR_SERVICE_DOES_NOT_EXIST);
     return nullptr;
   }
-  auto* service = new ServiceObject(owner->bus, unit, path, access);
-  return reinterpret_cast<SC_HANDLE>(static_cast<HandleObject*>(service));
+  return static_cast<SC_HANDLE>(OpenHandle(std::make_shared<ServiceObject>(owner->bus, unit, path, access)));
 }
 
 BOOL CloseServiceHandle(SC_HANDLE handle) {
-  HandleObject* object = HandleObject::Find(handle, HandleKind::kService);
-  if (object == nullptr) object = HandleObject::Find(handle, HandleKind::kServiceManager);
-  if (object == nullptr) return Fail(ERROR_INVALID_HANDLE);
-  object->Destroy();
+  if (!ReleaseHandle(handle, {ServiceObject::kKind, ServiceManagerObject::kKind})) return Fail(ERROR_INVALID_HANDLE);
   return TRUE;
 }
 
 BOOL QueryServiceStatusEx(SC_HANDLE handle, SC_STATUS_TYPE level, LPBYTE buffer, DWORD size, LPDWORD needed) {
-  ServiceObject* service = ServiceWith(handle, SERVICE_QUERY_STATUS);
+  const std::shared_ptr<ServiceObject> service = ServiceWith(handle, SERVICE_QUERY_STATUS);
   if (service == nullptr) return FALSE;
   if (level != SC_STATUS_PROCESS_INFO) return Fail(ERROR_INVALID_LEVEL);
   if (needed == nullptr) return Fail(ERROR_INVALID_PARAMETER);
@@ -193,7 +189,7 @@ BOOL QueryServiceStatusEx(SC_HANDLE handle, SC_STATUS_TYPE level, LPBYTE buffer,
 }
 
 BOOL StartServiceW(SC_HANDLE handle, DWORD argc, LPCWSTR*) {
-  ServiceObject* service = ServiceWith(handle, SERVICE_START);
+  const std::shared_ptr<ServiceObject> service = ServiceWith(handle, SERVICE_START);
   if (service == nullptr) return FALSE;
   if (argc != 0) return Fail(ERROR_INVALID_PARAMETER);
   UnitState unit;
@@ -227,7 +223,7 @@ BOOL StartServiceW(SC_HANDLE handle, DWORD argc, LPCWSTR*) {
 
 BOOL ControlService(SC_HANDLE handle, DWORD control, SERVICE_STATUS* out) {
   const DWORD right = control == SERVICE_CONTROL_STOP ? SERVICE_STOP : SERVICE_INTERROGATE;
-  ServiceObject* service = ServiceWith(handle, right);
+  const std::shared_ptr<ServiceObject> service = ServiceWith(handle, right);
   if (service == nullptr) return FALSE;
   if (control != SERVICE_CONTROL_STOP && control != SERVICE_CONTROL_INTERROGATE) {
     return Fail(ERROR_INVALID_SERVICE_CONTROL);
@@ -253,7 +249,7 @@ BOOL ControlService(SC_HANDLE handle, DWORD control, SERVICE_STATUS* out) {
 
 BOOL EnumDependentServicesW(SC_HANDLE handle, DWORD state, ENUM_SERVICE_STATUSW* services, DWORD size,
                             LPDWORD needed, LPDWORD returned) {
-  ServiceObject* service = ServiceWith(handle, SERVICE_ENUMERATE_DEPENDENTS);
+  const std::shared_ptr<ServiceObject> service = ServiceWith(handle, SERVICE_ENUMERATE_DEPENDENTS);
   if (service == nullptr) return FALSE;
   if (needed == nullptr || returned == nullptr || state == 0 || (state & ~SERVICE_STATE_ALL) != 0) {
     return Fail(ERROR_INVALID_PARAMETER);

@@ -12,16 +12,18 @@
 namespace kwplat {
 
 struct ServiceManagerObject : HandleObject {
+  static constexpr HandleKind kKind = HandleKind::kServiceManager;
   std::shared_ptr<SystemdBus> bus;
   DWORD access;
 
   ServiceManagerObject(std::shared_ptr<SystemdBus> manager, DWORD rights)
-      : HandleObject(HandleKind::kServiceManager, [](HandleObject* p) { delete static_cast<ServiceManagerObject*>(p); }),
+      : HandleObject(kKind),
         bus(std::move(manager)),
         access(rights) {}
 };
 
 struct ServiceObject : HandleObject {
+  static constexpr HandleKind kKind = HandleKind::kService;
   std::shared_ptr<SystemdBus> bus;
   std::string unit;  // "name.service"
   std::string path;  // the unit's object
@@ -35,7 +37,7 @@ struct ServiceObject : HandleObject {
   std::string subSeen, jobSeen;
 
   ServiceObject(std::shared_ptr<SystemdBus> manager, std::string name, std::string object, DWORD rights)
-      : HandleObject(HandleKind::kService, [](HandleObject* p) { delete static_cast<ServiceObject*>(p); }),
+      : HandleObject(kKind),
         bus(std::move(manager)),
         unit(std::move(name)),
         path(std::move(object)),
@@ -45,6 +47,6 @@ struct ServiceObject : HandleObject {
 
 // The service behind `handle` when it was opened with every right of `rights`;
 // null with ERROR_INVALID_HANDLE or ERROR_ACCESS_DENIED otherwise.
-ServiceObject* ServiceWith(SC_HANDLE handle, DWORD rights);
+std::shared_ptr<ServiceObject> ServiceWith(SC_HANDLE handle, DWORD rights);
 
 }  // namespace kwplat

@@ -181,7 +181,7 @@ namespace kwplat {
 
 BOOL QueryServiceObjectSecurity(SC_HANDLE handle, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor,
                                 DWORD size, LPDWORD needed) {
-  ServiceObject* service = ServiceWith(handle, READ_CONTROL);
+  const std::shared_ptr<ServiceObject> service = ServiceWith(handle, READ_CONTROL);
   if (service == nullptr) return FALSE;
   if (information != DACL_SECURITY_INFORMATION || needed == nullptr) return Fail(ERROR_INVALID_PARAMETER);
   std::vector<BYTE> acl;
@@ -191,7 +191,7 @@ BOOL QueryServiceObjectSecurity(SC_HANDLE handle, SECURITY_INFORMATION informati
 }
 
 BOOL SetServiceObjectSecurity(SC_HANDLE handle, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor) {
-  ServiceObject* service = ServiceWith(handle, WRITE_DAC);
+  const std::shared_ptr<ServiceObject> service = ServiceWith(handle, WRITE_DAC);
   if (service == nullptr) return FALSE;
   if (information != DACL_SECURITY_INFORMATION || descriptor == nullptr) return Fail(ERROR_INVALID_PARAMETER);
   BOOL present = FALSE, defaulted = FALSE;

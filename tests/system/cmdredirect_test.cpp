@@ -2,8 +2,10 @@
 // reaching the child, the start-failure report, termination of a running child,
 // destruction mid-run, the argument rules, the working folder and the descriptors
 // the child receives.
+#include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <future>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -12,6 +14,8 @@
 #include <gtest/gtest.h>
 
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/handle.h>
+#include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/process.h>
 #include <kwlib63/system/cmdredirect.h>
 
@@ -206,6 +210,60 @@ TEST(CmdRedirect, ASecondStartStopsTheFirst) {
     EXPECT_LE(Entries("/proc/self/fd"), fds) << (firstEnded ? "first ended" : "first running");
     EXPECT_LE(Entries("/proc/self/task"), threads) << (firstEnded ? "first ended" : "first running");
   }
+}
+
+// Holds up its first output callback until the object's reading end has been
+// closed under it, as a slow callback does while the object is terminated.
+class SlowReader : public CCmdRedirect {
+ public:
+  ~SlowReader() override {
+    TerminateChildProcess();
+    TerminateChildProcess();
+  }
+  void OnChildStarted(const wchar_t*) override { m_read = m_hStdOutRead; }
+  void OnChildStdOutWrite(const wchar_t*) override {
+    if (m_entered.exchange(true)) return;
+    // The readers start before OnChildStarted runs.
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (m_read.load() == nullptr && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+    m_inside.set_value();
+    // A read of nothing tells whether the handle is still open without taking
+    // what the grandchild keeps writing.
+    char none = 0;
+    DWORD read = 0;
+    while (m_read.load() != nullptr && std::chrono::steady_clock::now() < limit) {
+      if (!kwplat::ReadFile(m_read, &none, 0, &read, nullptr)) {
+        m_probeError = kwplat::GetLastError();
+        return;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+
+  std::atomic<HANDLE> m_read{nullptr};
+  std::atomic<bool> m_entered{false};
+  std::promise<void> m_inside;
+  std::atomic<DWORD> m_probeError{0};
+};
+
+TEST(CmdRedirect, TerminatingDuringASlowCallbackWhileAGrandchildKeepsThePipeBusy) {
+  SlowReader r;
+  // The grandchild leaves the child's group, so the kill spares it, and it writes
+  // until the last reading end of its pipe is gone.
+  ASSERT_EQ(r.StartChildProcess(L"/bin/sh -c \"setsid yes busy & exec sleep 600\"", FALSE, TRUE, nullptr), 1);
+  ASSERT_EQ(r.m_inside.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  r.TerminateChildProcess();  // kills the child
+  r.TerminateChildProcess();  // closes the ends while the reader is inside its callback, then joins it
+  EXPECT_EQ(r.m_probeError.load(), static_cast<DWORD>(ERROR_INVALID_HANDLE))
+      << "the callback saw its closed handle as open, or timed out";
+  // The closed handle stays closed for every caller, whatever was opened since.
+  HANDLE read = nullptr, write = nullptr;
+  ASSERT_TRUE(kwplat::CreatePipe(&read, &write, nullptr, 0));
+  char none = 0;
+  EXPECT_FALSE(kwplat::ReadFile(r.m_read, &none, 0, nullptr, nullptr));
+  EXPECT_EQ(kwplat::GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  kwplat::CloseHandle(read);
+  kwplat::CloseHandle(write);
 }
 
 TEST(CmdRedirect, TerminatingAndDestroyingARunningChild) {
