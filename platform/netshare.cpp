@@ -2,9 +2,11 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <kwlib63/framework/casefold.h>
@@ -95,6 +97,7 @@ NET_API_STATUS Failure(const Result& r) {
     return NERR_ServerNotStarted;
   }
   if (Contains(r.err, "maximum number")) return ERROR_TOO_MANY_NAMES;
+  if (Contains(r.err, "invalid characters")) return ERROR_INVALID_NAME;
   if (Contains(r.err, "not permitted") || Contains(r.err, "Permission denied") || Contains(r.err, "not allowed")) {
     return ERROR_ACCESS_DENIED;
   }
@@ -156,23 +159,34 @@ std::vector<Share> ConfiguredShares() {
 
 bool Local(LPWSTR server) { return server == nullptr || *server == L'\0'; }
 
-std::vector<Share> Find(const wchar_t* name, NET_API_STATUS& status) {
+// The user shares Samba matches with `name` by its own rules (a pattern, without
+// regard to case), or all of them for null, then the shares of its configuration:
+// they take names and folders too.
+std::vector<Share> SambaShares(const wchar_t* name, NET_API_STATUS& status) {
   std::vector<std::wstring> words = {L"info", L"--long"};
   if (name != nullptr) words.push_back(name);
   const Result r = Net(words);
   status = r.exitCode == 0 ? NERR_Success : Failure(r);
   std::vector<Share> shares = Parse(r.out);
-  // Samba serves the shares of its configuration too: they take names and folders.
   if (status == NERR_Success) {
     std::vector<Share> configured = ConfiguredShares();
     shares.insert(shares.end(), configured.begin(), configured.end());
   }
-  // Samba matches a name given as a pattern: only the name itself counts.
+  return shares;
+}
+
+// The shares of that name by the library's fold, or all of them for null.
+std::vector<Share> Find(const wchar_t* name, NET_API_STATUS& status) {
+  std::vector<Share> shares = SambaShares(name, status);
   if (name != nullptr) {
     std::erase_if(shares, [name](const Share& s) { return !kwfw::EqualNoCase(s.name, name); });
   }
   return shares;
 }
+
+// Characters neither Windows nor Samba takes in a share name ('%' is Samba's,
+// the brackets Windows').
+bool ValidName(std::wstring_view name) { return name.find_first_of(L"%<>*?|/\\+=;:\",[]") == std::wstring_view::npos; }
 
 // One block holding the records and, after them, their texts.
 LPBYTE Pack(const std::vector<Share>& shares, DWORD level) {
@@ -218,11 +232,19 @@ NET_API_STATUS NetShareAdd(LPWSTR server, DWORD level, LPBYTE buffer, LPDWORD pa
   if (info->shi2_netname == nullptr || *info->shi2_netname == L'\0' || info->shi2_path == nullptr) {
     return ERROR_INVALID_PARAMETER;
   }
+  if (!ValidName(info->shi2_netname)) return ERROR_INVALID_NAME;
   struct stat st {};
   if (stat(kwfw::WideToUtf8(info->shi2_path).c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return NERR_UnknownDevDir;
-  // Samba would replace a share of the same name; Windows refuses it.
+  // Samba would replace a user share it takes for the same name, by its rules or
+  // ours; Windows refuses it. The name has no pattern characters, so every user
+  // share Samba matches is one.
   NET_API_STATUS status = NERR_Success;
-  if (!Find(info->shi2_netname, status).empty()) return NERR_DuplicateShare;
+  std::vector<Share> taken = SambaShares(info->shi2_netname, status);
+  if (std::any_of(taken.begin(), taken.end(), [info](const Share& s) {
+        return !s.configured || kwfw::EqualNoCase(s.name, info->shi2_netname);
+      })) {
+    return NERR_DuplicateShare;
+  }
   const bool writable = (info->shi2_permissions & (ACCESS_WRITE | ACCESS_CREATE | ACCESS_DELETE)) != 0 ||
                         info->shi2_permissions == 0;
   std::vector<std::wstring> words = {L"add", info->shi2_netname, info->shi2_path,

@@ -94,6 +94,40 @@ TEST_F(NetShareTest, NonAsciiNamesMatchTheSameInEveryLocale) {
   }
 }
 
+// Names that differ by this library's fold but that Samba stores under one name:
+// the second would replace the first share, so it is refused.
+TEST_F(NetShareTest, NamesSambaTakesForOneNeverReplaceAShare) {
+  ASSERT_EQ(mkdir(m_dir.At("Other").c_str(), 0755), 0);
+  for (const auto& [made, asked] : {std::pair{L"ix", L"\u0130x"}, std::pair{L"kelvin", L"\u212Aelvin"},
+                                    std::pair{L"sigma\u03C3", L"SIGMA\u03C2"}}) {
+    SCOPED_TRACE(kwfw::WideToUtf8(asked));
+    ASSERT_EQ(Add(made, m_dir.At("Data")), NERR_Success);
+    const NET_API_STATUS second = Add(asked, m_dir.At("Other"));
+    std::wstring name = made;
+    LPBYTE buffer = nullptr;
+    ASSERT_EQ(NetShareGetInfo(nullptr, name.data(), 2, &buffer), NERR_Success);
+    EXPECT_EQ(kwfw::WideToUtf8(reinterpret_cast<SHARE_INFO_2*>(buffer)->shi2_path), m_dir.At("Data"))
+        << "the first share was replaced; the second add gave " << second;
+    NetApiBufferFree(buffer);
+    EXPECT_EQ(NetShareDel(nullptr, name.data(), 0), NERR_Success);
+    if (second == NERR_Success) {
+      std::wstring other = asked;
+      NetShareDel(nullptr, other.data(), 0);
+    }
+  }
+  // A pattern would make Samba's own match find other shares; such characters,
+  // and the others either side refuses, are not names.
+  ASSERT_EQ(Add(L"Data", m_dir.At("Data")), NERR_Success);
+  for (const wchar_t* bad : {L"D*", L"Dat?", L"a/b", L"a\\b", L"[x]", L"a%b", L"a:b", L"a,b"}) {
+    EXPECT_EQ(Add(bad, m_dir.At("Other")), ERROR_INVALID_NAME) << kwfw::WideToUtf8(bad);
+  }
+  std::wstring data = L"Data";
+  LPBYTE buffer = nullptr;
+  ASSERT_EQ(NetShareGetInfo(nullptr, data.data(), 2, &buffer), NERR_Success);
+  EXPECT_EQ(kwfw::WideToUtf8(reinterpret_cast<SHARE_INFO_2*>(buffer)->shi2_path), m_dir.At("Data"));
+  NetApiBufferFree(buffer);
+}
+
 TEST_F(NetShareTest, GuestsDisabledAndFullMachines) {
   Configure(1, false);
   ASSERT_EQ(Add(L"ONE", m_dir.At("Data")), NERR_Success);
