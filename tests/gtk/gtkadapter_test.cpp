@@ -21,19 +21,18 @@
 #include "support/privatedisplay.h"
 #include "support/privatehive.h"
 #include "support/tempdir.h"
+#include "support/eventually.h"
 
 namespace {
 
 kwtest::PrivateDisplay* const g_display =
     static_cast<kwtest::PrivateDisplay*>(::testing::AddGlobalTestEnvironment(new kwtest::PrivateDisplay));
 
-// Runs GTK's loop until `done` holds, for up to five seconds.
+// Runs GTK's loop until `done` holds.
 bool PumpUntil(const std::function<bool()>& done) {
-  for (int i = 0; i < 500 && !done(); ++i) {
+  return kwtest::Eventually(done, [] {
     while (gtk_events_pending()) gtk_main_iteration();
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return done();
+  });
 }
 
 // The first top-level window of `type` that is shown, or null.

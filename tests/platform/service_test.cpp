@@ -10,6 +10,7 @@
 #include <kwlib63/platform/memory.h>
 #include <kwlib63/platform/service.h>
 
+#include "support/eventually.h"
 #include "support/fakeclock.h"
 #include "support/shell.h"
 #include "support/usermanager.h"
@@ -138,11 +139,11 @@ TEST_F(Service, PendingStatesCarryAnAdvancingCheckPointAndTheTimeOutAsHint) {
   EXPECT_GE(status.dwCheckPoint, 1u);
   // From the pause before the start to the start itself: the sub-state moves.
   DWORD highest = status.dwCheckPoint;
-  for (int i = 0; i < 100 && status.dwCurrentState == SERVICE_START_PENDING; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  kwtest::Eventually([&] {
     status = Status(slow);
     if (status.dwCurrentState == SERVICE_START_PENDING) highest = std::max(highest, status.dwCheckPoint);
-  }
+    return status.dwCurrentState != SERVICE_START_PENDING;
+  });
   EXPECT_EQ(status.dwCurrentState, SERVICE_RUNNING);
   EXPECT_EQ(status.dwCheckPoint, 0u);
   EXPECT_GE(highest, 2u);

@@ -14,15 +14,11 @@
 #include <kwlib63/platform/messagequeue.h>
 #include <kwlib63/progress/indicadorestat.h>
 
+#include "support/eventually.h"
+
 namespace {
 
 using namespace std::chrono_literals;
-
-// Waits up to five seconds for `done`.
-bool Eventually(const std::function<bool()>& done) {
-  for (int i = 0; i < 500 && !done(); ++i) std::this_thread::sleep_for(10ms);
-  return done();
-}
 
 // Counts the workers that have reached MostrarEstat (the callback runs before the
 // pause wait).
@@ -37,7 +33,7 @@ TEST(IndicadorThreads, CancelWakesAPausedWorker) {
   ie.Pausa();
   EXPECT_EQ(ie.GetPausa(), 1);
   auto worker = std::async(std::launch::async, [&] { return ie.MostrarEstat(0.4); });
-  ASSERT_TRUE(Eventually([&] { return arrivals.count.load() == 1; }));
+  ASSERT_TRUE(kwtest::Eventually([&] { return arrivals.count.load() == 1; }));
   EXPECT_EQ(worker.wait_for(50ms), std::future_status::timeout);  // held by the pause
   ie.Cancelar();
   EXPECT_EQ(worker.get(), 0);
@@ -50,7 +46,7 @@ TEST(IndicadorThreads, OneResumeReleasesEveryWaiter) {
   ie.Pausa();
   std::vector<std::future<int>> workers;
   for (int i = 0; i < 8; ++i) workers.push_back(std::async(std::launch::async, [&ie, i] { return ie.MostrarEstat(i / 8.0); }));
-  ASSERT_TRUE(Eventually([&] { return arrivals.count.load() == 8; }));
+  ASSERT_TRUE(kwtest::Eventually([&] { return arrivals.count.load() == 8; }));
   for (auto& w : workers) EXPECT_EQ(w.wait_for(10ms), std::future_status::timeout);
   ie.Reanudar();
   for (auto& w : workers) EXPECT_EQ(w.get(), 1);
@@ -119,16 +115,19 @@ TEST(IndicadorThreads, ObserversReadConsistentValues) {
 }
 
 // Runs `read` on another thread while the indicator's callback runs, and says
-// whether it had to wait for the callback to end.
+// whether it had to wait for the callback to end. A read that should get through
+// is given a minute, so load never makes it look blocked; one that should block
+// is given a tenth of a second, which it can only outlast by really blocking.
 struct LockProbe {
   TIndicadorEstat* ie = nullptr;
   std::function<void()> read;
+  std::chrono::milliseconds patience{100};
   bool blocked = false;
   static void Callback(TIndicadorEstat*, __int64 user) {
     auto* self = reinterpret_cast<LockProbe*>(user);
     if (!self->read) return;
     auto f = std::async(std::launch::async, self->read);
-    self->blocked = f.wait_for(100ms) == std::future_status::timeout;
+    self->blocked = f.wait_for(self->patience) == std::future_status::timeout;
     self->read = nullptr;
     if (!self->blocked) f.get();
     // When blocked, the future's destructor waits after the callback returns... so
@@ -146,6 +145,7 @@ TEST(IndicadorThreads, SetMissatgeHoldsTheLockAcrossTheCallbackMostrarEstatDoesN
   EXPECT_TRUE(probe.blocked);
   if (probe.pending.valid()) probe.pending.get();
   probe.read = [&] { (void)ie.GetMissatge(); };
+  probe.patience = kwtest::kEventLimit;
   ie.MostrarEstat(0.5);
   EXPECT_FALSE(probe.blocked);
 }

@@ -17,6 +17,7 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/dde.h>
 
+#include "eventually.h"
 #include "support/tempdir.h"
 
 namespace kwtest {
@@ -34,10 +35,9 @@ class PrivateBus {
       _exit(127);
     }
     struct stat st {};
-    for (int i = 0; i < 200 && stat(m_dir.At("bus").c_str(), &st) != 0; ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    if (!Eventually([&] { return stat(m_dir.At("bus").c_str(), &st) == 0; })) {
+      throw std::runtime_error("dbus-daemon did not start");
     }
-    if (stat(m_dir.At("bus").c_str(), &st) != 0) throw std::runtime_error("dbus-daemon did not start");
     DdeSetBusAddress(kwfw::Utf8ToWide(m_address).c_str());
     setenv("KWLIB63_DDE_BUS", m_address.c_str(), 1);
   }

@@ -20,6 +20,7 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/service.h>
 
+#include "eventually.h"
 #include "support/shell.h"
 #include "support/tempdir.h"
 
@@ -89,13 +90,9 @@ class UserManager {
     return Output("gdbus call --address " + m_bus + " --dest org.freedesktop.systemd1 --object-path " + path +
                   " --method org.freedesktop.DBus.Properties.Get org.freedesktop.systemd1.Unit " + name + " 2>&1");
   }
-  // Waits up to 20 s for the unit's ActiveState to be `state`.
+  // Waits for the unit's ActiveState to be `state`.
   bool Await(const std::string& unit, const std::string& state) const {
-    for (int i = 0; i < 200; ++i) {
-      if (Property(unit, "ActiveState").find("'" + state + "'") != std::string::npos) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return false;
+    return Eventually([&] { return Property(unit, "ActiveState").find("'" + state + "'") != std::string::npos; });
   }
 
  private:
@@ -124,9 +121,7 @@ class RequestMonitor {
       _exit(127);
     }
     // dbus-monitor reports its own name first, once it is listening.
-    for (int i = 0; i < 100 && Log().find("NameAcquired") == std::string::npos; ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
+    Eventually([this] { return Log().find("NameAcquired") != std::string::npos; });
   }
   ~RequestMonitor() {
     kill(m_pid, SIGKILL);

@@ -19,6 +19,7 @@
 #include <kwlib63/platform/process.h>
 #include <kwlib63/system/cmdredirect.h>
 
+#include "support/eventually.h"
 #include "support/tempdir.h"
 
 namespace {
@@ -46,24 +47,13 @@ class Recorder : public CCmdRedirect {
   }
   void OnChildTerminate() override { m_terminated = true; }
 
-  // Waits (at most ten seconds) until the child has ended and `out` has arrived.
+  // Waits until the child has ended and `out` has arrived.
   bool WaitFor(const std::wstring& out) {
-    for (int i = 0; i < 1000; ++i) {
-      {
-        std::lock_guard guard(m_lock);
-        if (m_terminated && m_out.find(out) != std::wstring::npos) return true;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
+    return kwtest::Eventually([&] { return m_terminated && Out().find(out) != std::wstring::npos; });
   }
-  // Waits (at most ten seconds) until `out` has arrived, the child running or not.
+  // Waits until `out` has arrived, the child running or not.
   bool Sees(const std::wstring& out) {
-    for (int i = 0; i < 1000; ++i) {
-      if (Out().find(out) != std::wstring::npos) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
+    return kwtest::Eventually([&] { return Out().find(out) != std::wstring::npos; });
   }
   std::wstring Out() {
     std::lock_guard guard(m_lock);
@@ -270,11 +260,10 @@ TEST(CmdRedirect, TerminatingAndDestroyingARunningChild) {
   Recorder r;
   ASSERT_EQ(Start(r, L"out started sleep 20000"), 1);
   ASSERT_EQ(r.IsChildRunning(), 1);
-  for (int i = 0; i < 500 && r.Out().empty(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_TRUE(r.Sees(L"started"));
   r.TerminateChildProcess();  // kills the child; the watcher sees it end
   EXPECT_EQ(r.IsChildRunning(), 0);
-  for (int i = 0; i < 500 && !r.m_terminated; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  EXPECT_TRUE(r.m_terminated);
+  EXPECT_TRUE(kwtest::Eventually([&] { return r.m_terminated.load(); }));
   r.TerminateChildProcess();  // stops the threads
 
   const auto start = std::chrono::steady_clock::now();

@@ -19,11 +19,17 @@
 #include <kwlib63/platform/messagequeue.h>
 #include <kwlib63/system/ddeinterface.h>
 
+#include "support/eventually.h"
 #include "support/privatebus.h"
 #include "support/recorders.h"
 #include "support/tempdir.h"
 
 namespace {
+
+// Serves this thread's DDE messages while a test waits for another process.
+void PumpMessages() {
+  while (kwplat::HasPendingMessage()) kwplat::PumpOneMessage(nullptr);
+}
 
 // kwlib run with its output going to a file.
 class Kwlib {
@@ -51,20 +57,16 @@ class Kwlib {
     text << in.rdbuf();
     return text.str();
   }
-  // Waits up to 10 s for `text` in the output.
+  // Waits for `text` in the output.
   bool Prints(const std::string& text) const {
-    for (int i = 0; i < 400; ++i) {
-      if (Output().find(text) != std::string::npos) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(25));
-    }
-    return false;
+    return kwtest::Eventually([&] { return Output().find(text) != std::string::npos; });
   }
   // The exit status, pumping this thread's messages (its DDE server) meanwhile.
   int Finish() {
     int status = 0;
-    while (m_pid > 0 && waitpid(m_pid, &status, WNOHANG) == 0) {
-      while (kwplat::HasPendingMessage()) kwplat::PumpOneMessage(nullptr);
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (m_pid > 0 && !kwtest::Eventually([&] { return waitpid(m_pid, &status, WNOHANG) != 0; }, PumpMessages)) {
+      Kill();
+      return -1;
     }
     m_pid = 0;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -151,10 +153,7 @@ TEST(TDDEInterface, ServesExecutesAndRegistrationsOfAnotherProcess) {
   // Another server's registration reaches this one.
   Kwlib other({"serve", "Altre", "T"});
   ASSERT_TRUE(other.Prints("serving Altre"));
-  for (int i = 0; i < 400 && server.registered.empty(); ++i) {
-    while (kwplat::HasPendingMessage()) kwplat::PumpOneMessage(nullptr);
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
+  kwtest::Eventually([&] { return !server.registered.empty(); }, PumpMessages);
   EXPECT_EQ(server.registered, std::vector<std::wstring>{L"altre"});
   EXPECT_EQ(server.DoneServidor(), 1);
   EXPECT_EQ(server.m_idInst, 0u);

@@ -24,6 +24,7 @@
 #include <kwlib63/platform/netshare.h>
 #include <kwlib63/system/sharingmanager.h>
 
+#include "support/eventually.h"
 #include "support/locales.h"
 #include "support/privatesamba.h"
 #include "support/shell.h"
@@ -180,10 +181,10 @@ TEST(SharingManager, ASambaServerOffersTheSharesToGuests) {
   posix_spawnattr_destroy(&attributes);
   const std::string client = "smbclient -N -p " + std::to_string(port) + " -s " + conf + " ";
   std::string list;
-  for (int i = 0; i < 100 && list.find("DATA_1") == std::string::npos; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  kwtest::Eventually([&] {
     list = kwtest::Output(client + "-L 127.0.0.1 2>&1");
-  }
+    return list.find("DATA_1") != std::string::npos;
+  });
   const std::string got = dir.At("got.txt");
   const std::string read = kwtest::Output(client + "//127.0.0.1/DATA -c 'get file.txt " + got + "' 2>&1");
   // Stopped by process id: smbd, and the RPC helper it started.
