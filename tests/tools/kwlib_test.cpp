@@ -246,6 +246,40 @@ TEST(KwlibIni, SetGetListAndDelete) {
   std::remove(file.c_str());
 }
 
+// Files that are not what the command needs are named as such, once; a line break
+// that would turn into a key of its own is refused.
+TEST(KwlibIni, SaysWhatIsWrongWithTheFile) {
+  const std::string file = TempFile("[s]\nk=v\n");
+  const std::string folder = file + ".d";
+  ASSERT_EQ(Shell("mkdir " + folder).status, 0);
+  for (const std::string& action : {"get " + folder + " s k", "--xml get " + folder + " s k", "keys " + folder + " s",
+                                    "set " + folder + " s k v", "delete " + folder + " s"}) {
+    const Result r = Kwlib("ini " + action);
+    EXPECT_EQ(r.status, 1) << action;
+    EXPECT_EQ(r.err, "kwlib ini: " + folder + ": Is a directory\n") << action;
+  }
+  const Result missing = Kwlib("ini get " + folder + "/none.ini s k");
+  EXPECT_EQ(missing.err, "kwlib ini: " + folder + "/none.ini: No such file or directory\n");
+  if (geteuid() != 0) {  // root reads any file
+    ASSERT_EQ(Shell("chmod 000 " + file).status, 0);
+    EXPECT_EQ(Kwlib("ini get " + file + " s k").err, "kwlib ini: " + file + ": Permission denied\n");
+    ASSERT_EQ(Shell("chmod 644 " + file).status, 0);
+  }
+  EXPECT_EQ(Kwlib("ini get '' s k").status, 2);
+  for (const char* broken : {"'a\nb'", "'a\rb'"}) {
+    EXPECT_EQ(Kwlib("ini set " + file + " s k " + broken).status, 2) << broken;
+    EXPECT_EQ(Kwlib("ini set " + file + " s " + broken + " v").status, 2) << broken;
+  }
+  EXPECT_EQ(Slurp(file), "[s]\nk=v\n");
+  // Errors from whole-file reads name the file once.
+  const Result pack = Kwlib("pack --rle " + folder + " " + file + ".out");
+  EXPECT_EQ(pack.status, 1);
+  EXPECT_EQ(pack.err, "kwlib pack: " + folder + ": Is a directory\n");
+  EXPECT_EQ(Kwlib("options dump " + folder).err, "kwlib options: " + folder + ": Is a directory\n");
+  Shell("rm -rf " + folder);
+  std::remove(file.c_str());
+}
+
 TEST(KwlibPath, SplitPurifyCd) {
   Result r = Kwlib("path split --json /a/b/c.tar.gz /");
   Json::Value v;

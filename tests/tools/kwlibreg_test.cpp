@@ -100,6 +100,14 @@ TEST_F(KwlibRegTest, BadFilesChangeNothing) {
                            "reg add HKCU\\\\A /v a /ve", "reg query HKCU /frob", "reg delete HKCU /f"}) {
     EXPECT_EQ(Run(args).status, 2) << args;
   }
+  // Malformed numbers are refused, not stored as what strtoul made of them.
+  for (const char* data : {"0x-1", "'0x 5'", "' 5'", "-1", "+5", "0x", "5x", "0x1g", "18446744073709551616"}) {
+    const Result refused = Run(std::string("reg add 'HKCU\\Software\\Num' /v Q /t REG_QWORD /d ") + data);
+    EXPECT_EQ(refused.status, 2) << data << ": " << refused.err;
+    EXPECT_EQ(Run("reg query 'HKCU\\Software\\Num' /v Q").status, 1) << data << " was stored";
+  }
+  EXPECT_EQ(Run("reg add 'HKCU\\Software\\Num' /v Q /t REG_QWORD /d 0xFFFFFFFFFFFFFFFF").status, 0);
+  EXPECT_NE(Run("reg query 'HKCU\\Software\\Num' /v Q").out.find("0xffffffffffffffff"), std::string::npos);
   std::remove(bad.c_str());
   std::remove(notReg.c_str());
 }

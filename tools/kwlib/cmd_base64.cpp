@@ -28,7 +28,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   std::vector<unsigned char> data;
   std::string error;
   if (!kwlib::ReadAll(file, data, error)) {
-    err << "kwlib base64: " << error << "\n";
+    err << "kwlib base64: " << file << ": " << error << "\n";
     return kwlib::kExitFailure;
   }
   if (!decode) {

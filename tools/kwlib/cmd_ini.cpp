@@ -1,6 +1,11 @@
 // kwlib ini: reads and writes INI files through the library's profile functions.
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
 #include <cwchar>
 #include <iostream>
+#include <map>
 #include <vector>
 
 #include <kwlib63/framework/cstring.h>
@@ -12,6 +17,7 @@
 #include <kwlib63/settings/fitxersettingsxml.h>
 
 #include "command.h"
+#include "fileio.h"
 
 namespace {
 
@@ -32,6 +38,14 @@ std::vector<std::string> List(const wchar_t* section, const std::wstring& file) 
   return items;
 }
 
+// True, with `error` set, when `path` is a folder.
+bool IsFolder(const std::string& path, std::string& error) {
+  struct stat st {};
+  if (stat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return false;
+  error = std::strerror(EISDIR);
+  return true;
+}
+
 int Failed(std::ostream& err, const std::string& what) {
   return kwlib::SystemFailure(err, "ini: " + what, kwplat::GetLastError());
 }
@@ -50,12 +64,8 @@ void PrintList(std::ostream& out, const std::vector<std::string>& items, bool js
 int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, std::ostream& err) {
   const std::string& action = words[0];
   CFitxerSettingsXML xml(Utf8ToWide(words[1]).c_str());
-  const auto need = [&](std::size_t n) {
-    if (words.size() != n) throw kwlib::UsageError("wrong number of arguments for '" + action + "'");
-  };
   const auto w = [&](std::size_t i) { return Utf8ToWide(words[i]); };
   if (action == "get") {
-    need(4);
     const CString missing(L"\x1F");  // no value holds this character alone
     const CString value = xml.GetString(w(2).c_str(), w(3).c_str(), missing);
     if (value == missing) {
@@ -68,12 +78,10 @@ int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, 
     return kwlib::kExitOk;
   }
   if (action == "set") {
-    need(5);
     if (!xml.SetString(w(2).c_str(), w(3).c_str(), w(4).c_str())) return Failed(err, words[1]);
     return kwlib::kExitOk;
   }
   if (action == "delete") {
-    if (words.size() != 3 && words.size() != 4) throw kwlib::UsageError("give a section, and a key to delete only that");
     const int done = words.size() == 4 ? xml.BorrarValor(w(2).c_str(), w(3).c_str()) : xml.BorrarSeccio(w(2).c_str());
     if (!done) {
       err << "kwlib ini: " << words[1] << ": nothing to delete\n";
@@ -82,7 +90,6 @@ int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, 
     return kwlib::kExitOk;
   }
   if (action == "sections") {
-    need(2);
     CMultiString sections;
     xml.GetSeccions(sections);
     std::vector<std::string> items;
@@ -90,21 +97,17 @@ int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, 
     PrintList(out, items, json);
     return kwlib::kExitOk;
   }
-  if (action == "keys") {
-    // The settings class lists a section's keys as empty strings (its defined
-    // behaviour); the names are read from the document itself.
-    need(3);
-    const kwplat::XMLNode section = kwplat::XMLNode::ParseFile(w(1).c_str(), L"Sections").ChildWithAttribute(L"Section", L"Name", w(2).c_str());
-    std::vector<std::string> items;
-    for (kwplat::XMLNode key = section.FirstChild(L"Key"); !key.IsEmpty(); key = key.NextSibling(L"Key")) {
-      std::wstring name;
-      key.Attribute(L"Name", name);
-      items.push_back(WideToUtf8(name));
-    }
-    PrintList(out, items, json);
-    return kwlib::kExitOk;
+  // keys: the settings class lists a section's keys as empty strings (its defined
+  // behaviour); the names are read from the document itself.
+  const kwplat::XMLNode section = kwplat::XMLNode::ParseFile(w(1).c_str(), L"Sections").ChildWithAttribute(L"Section", L"Name", w(2).c_str());
+  std::vector<std::string> items;
+  for (kwplat::XMLNode key = section.FirstChild(L"Key"); !key.IsEmpty(); key = key.NextSibling(L"Key")) {
+    std::wstring name;
+    key.Attribute(L"Name", name);
+    items.push_back(WideToUtf8(name));
   }
-  throw kwlib::UsageError("unknown action '" + action + "'");
+  PrintList(out, items, json);
+  return kwlib::kExitOk;
 }
 
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
@@ -112,16 +115,30 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   const std::vector<std::string>& words = arguments.words;
   const bool json = arguments.Has("--json");
   if (words.size() < 2) throw kwlib::UsageError("give an action and a file");
-  if (arguments.Has("--xml")) return RunXml(words, json, out, err);
   const std::string& action = words[0];
+  // The words each action takes, the action and the file included: the arguments
+  // are checked before the file is looked at.
+  static const std::map<std::string, std::pair<std::size_t, std::size_t>> kWords = {
+      {"get", {4, 4}}, {"set", {5, 5}}, {"delete", {3, 4}}, {"sections", {2, 2}}, {"keys", {3, 3}}};
+  const auto arity = kWords.find(action);
+  if (arity == kWords.end()) throw kwlib::UsageError("unknown action '" + action + "'");
+  if (words.size() < arity->second.first || words.size() > arity->second.second) {
+    throw kwlib::UsageError("wrong number of arguments for '" + action + "'");
+  }
+  if (words[1].empty()) throw kwlib::UsageError("the file name is empty");
+  // The profile functions read a missing or unreadable file as empty, and a folder
+  // as nothing: said here, rather than as a missing key.
+  std::string error;
+  const bool reads = action == "get" || action == "sections" || action == "keys";
+  if (reads ? !kwlib::ReadableFile(words[1], error) : IsFolder(words[1], error)) {
+    err << "kwlib ini: " << words[1] << ": " << error << "\n";
+    return kwlib::kExitFailure;
+  }
+  if (arguments.Has("--xml")) return RunXml(words, json, out, err);
   const std::wstring file = Utf8ToWide(words[1]);
-  const auto need = [&](std::size_t n) {
-    if (words.size() != n) throw kwlib::UsageError("wrong number of arguments for '" + action + "'");
-  };
   const auto section = [&] { return Utf8ToWide(words[2]); };
   const auto key = [&] { return Utf8ToWide(words[3]); };
   if (action == "get") {
-    need(4);
     // A value that is absent and one that is empty read the same through the profile
     // functions; the key list tells them apart.
     std::vector<wchar_t> buffer(kBuffer, 0);
@@ -143,14 +160,17 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     return kwlib::kExitOk;
   }
   if (action == "set") {
-    need(5);
+    // The profile functions write what they are given, as Windows does; a line
+    // break would make a value that reads back as another key.
+    for (std::size_t i = 2; i < 5; ++i) {
+      if (words[i].find_first_of("\r\n") != std::string::npos) throw kwlib::UsageError("a line break cannot be written in an INI file");
+    }
     if (!kwplat::WritePrivateProfileStringW(section().c_str(), key().c_str(), Utf8ToWide(words[4]).c_str(), file.c_str())) {
       return Failed(err, words[1]);
     }
     return kwlib::kExitOk;
   }
   if (action == "delete") {
-    if (words.size() != 3 && words.size() != 4) throw kwlib::UsageError("give a section, and a key to delete only that");
     const std::wstring k = words.size() == 4 ? key() : std::wstring();
     if (!kwplat::WritePrivateProfileStringW(section().c_str(), words.size() == 4 ? k.c_str() : nullptr, nullptr,
                                             file.c_str())) {
@@ -158,13 +178,10 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     }
     return kwlib::kExitOk;
   }
-  if (action == "sections" || action == "keys") {
-    need(action == "sections" ? 2 : 3);
-    const std::wstring s = action == "keys" ? section() : std::wstring();
-    PrintList(out, List(action == "keys" ? s.c_str() : nullptr, file), json);
-    return kwlib::kExitOk;
-  }
-  throw kwlib::UsageError("unknown action '" + action + "'");
+  // sections or keys
+  const std::wstring s = action == "keys" ? section() : std::wstring();
+  PrintList(out, List(action == "keys" ? s.c_str() : nullptr, file), json);
+  return kwlib::kExitOk;
 }
 
 }  // namespace
@@ -181,5 +198,8 @@ KWLIB_COMMAND(kIni, "ini", "read and write INI files",
               "it atomically under a lock. --xml works on the XML settings form instead (a\n"
               "root Sections, Section elements with a Name, Key elements with a Name and\n"
               "the value as text). --json prints values and lists as JSON.\n"
-              "Exit status: 0, 1 when a key is missing or the file cannot be written.\n",
+              "The folder holding the file must be writable: a write renames a new copy\n"
+              "over the file. A line break cannot be written in a section, key or value.\n"
+              "Exit status: 0; 1 when a key is missing or the file cannot be read or written;\n"
+              "2 for bad arguments.\n",
               &Run);

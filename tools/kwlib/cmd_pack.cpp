@@ -55,7 +55,7 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream& err) 
   std::vector<unsigned char> in;
   std::string error;
   if (!kwlib::ReadAll(files[0], in, error)) {
-    err << "kwlib pack: " << error << "\n";
+    err << "kwlib pack: " << files[0] << ": " << error << "\n";
     return kwlib::kExitFailure;
   }
   if (in.size() > 0xFFFFFFFFu / 2) {
@@ -83,7 +83,7 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream& err) 
     out.resize(in.empty() ? 0 : n);
   }
   if (!kwlib::WriteAll(files[1], out.data(), out.size(), error)) {
-    err << "kwlib pack: " << error << "\n";
+    err << "kwlib pack: " << files[1] << ": " << error << "\n";
     return kwlib::kExitFailure;
   }
   return kwlib::kExitOk;

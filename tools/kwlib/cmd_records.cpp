@@ -92,7 +92,7 @@ int Get(const std::string& path, unsigned long id, const std::string& output, st
   std::string error;
   const bool ok = kwlib::WriteAll(output, static_cast<unsigned char*>(data), length, error);
   std::free(data);
-  if (!ok) err << "kwlib records: " << error << "\n";
+  if (!ok) err << "kwlib records: " << output << ": " << error << "\n";
   return ok ? kwlib::kExitOk : kwlib::kExitFailure;
 }
 

@@ -349,7 +349,7 @@ int Export(const KeyName& name, const std::string& file, const Switches& s, std:
   const std::string bytes = kwlib::WriteRegFile(keys);
   std::string error;
   if (!kwlib::WriteAll(file, reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), error)) {
-    err << "kwlib reg: " << error << "\n";
+    err << "kwlib reg: " << file << ": " << error << "\n";
     return kwlib::kExitFailure;
   }
   return kwlib::kExitOk;

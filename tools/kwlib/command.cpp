@@ -53,17 +53,16 @@ int SystemFailure(std::ostream& err, const std::string& what, unsigned long code
 }
 
 unsigned long ParseNumber(const std::string& text, unsigned long max, const char* what) {
-  if (text.empty() || text[0] == '-' || text[0] == '+' || text[0] == ' ') {
-    throw UsageError(std::string("invalid ") + what + " '" + text + "'");
-  }
+  // Digits only after the prefix: strtoul alone would take blanks and a sign there
+  // ("0x 5", "0x-1").
   const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  errno = 0;
-  char* end = nullptr;
-  const unsigned long value = std::strtoul(text.c_str() + (hex ? 2 : 0), &end, hex ? 16 : 10);
-  if (errno != 0 || end == nullptr || *end != 0 || end == text.c_str() + (hex ? 2 : 0)) {
+  const std::size_t first = hex ? 2 : 0;
+  if (text.size() == first || text.find_first_not_of(hex ? "0123456789abcdefABCDEF" : "0123456789", first) != std::string::npos) {
     throw UsageError(std::string("invalid ") + what + " '" + text + "'");
   }
-  if (value > max) throw UsageError(std::string(what) + " '" + text + "' is out of range");
+  errno = 0;
+  const unsigned long value = std::strtoul(text.c_str() + first, nullptr, hex ? 16 : 10);
+  if (errno == ERANGE || value > max) throw UsageError(std::string(what) + " '" + text + "' is out of range");
   return value;
 }
 

@@ -1,4 +1,5 @@
-// Whole-file reads and writes for the commands, with the error as text.
+// Whole-file reads and writes for the commands, with the error as text (the
+// reason only: the caller names the file).
 #pragma once
 
 #include <string>
@@ -10,5 +11,9 @@ namespace kwlib {
 bool ReadAll(const std::string& path, std::vector<unsigned char>& data, std::string& error);
 // Writes `data` to `path` ("-" for standard output). False with `error` set on failure.
 bool WriteAll(const std::string& path, const unsigned char* data, std::size_t size, std::string& error);
+
+// Whether `path` is a file this process can read; false with `error` set when it is
+// missing, a folder or unreadable.
+bool ReadableFile(const std::string& path, std::string& error);
 
 }  // namespace kwlib
