@@ -3,14 +3,17 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/callermemory.h>
 #include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/registryhive.h>
 
@@ -38,9 +41,14 @@ enum Hive { kCurrentUser, kLocalMachine, kHiveCount };
 std::mutex g_placesLock;
 std::string g_places[kHiveCount];
 
+// A predefined key is named by the low 32 bits of the handle alone, as on 64-bit
+// Windows, where code that kept it in 32 bits sign-extends or pads it.
+std::uint32_t Low(HKEY key) { return static_cast<std::uint32_t>(reinterpret_cast<ULONG_PTR>(key)); }
+bool Predefined(HKEY key) { return Low(key) >= 0x80000000 && Low(key) <= 0x800000FF; }
+
 int HiveIndex(HKEY key) {
-  if (key == HKEY_CURRENT_USER) return kCurrentUser;
-  if (key == HKEY_LOCAL_MACHINE) return kLocalMachine;
+  if (Low(key) == Low(HKEY_CURRENT_USER)) return kCurrentUser;
+  if (Low(key) == Low(HKEY_LOCAL_MACHINE)) return kLocalMachine;
   return -1;
 }
 
@@ -71,9 +79,7 @@ LONG Resolve(HKEY key, Place& place) {
     place.hive = RegistryHive::At(HiveFile(hive));
     return ERROR_SUCCESS;
   }
-  if (reinterpret_cast<ULONG_PTR>(key) >= 0x80000000 && reinterpret_cast<ULONG_PTR>(key) <= 0x800000FF) {
-    return ERROR_INVALID_HANDLE;
-  }
+  if (Predefined(key)) return ERROR_INVALID_HANDLE;
   const std::shared_ptr<RegKey> open = FindHandle<RegKey>(key);
   if (open == nullptr) return ERROR_INVALID_HANDLE;
   place.hive = open->hive;
@@ -100,20 +106,78 @@ LONG SplitPath(LPCWSTR subKey, std::vector<std::string>& names) {
 
 bool IsText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
 
+// Where a caller's text ends: its terminator (for REG_MULTI_SZ the second of the
+// first two in a row) at or after `from`, or npos.
+std::size_t TextEnd(DWORD type, std::u32string_view text, std::size_t from) {
+  for (std::size_t i = from; i < text.size(); ++i) {
+    if (text[i] == 0 && (type != REG_MULTI_SZ || i == 0 || text[i - 1] == 0)) return i;
+  }
+  return std::u32string_view::npos;
+}
+
+// The characters of a caller's text value, by Windows' rules for its size (bytes
+// of wchar_t here):
+// - a size that ends inside a character takes that character whole, as Windows
+//   keeps the bytes of a character the size cuts;
+// - a text given without its terminator gets one when one follows in the caller's
+//   memory, as Windows adds it;
+// - a size of two bytes per character (Windows' wchar_t) that would keep only the
+//   start of a text Windows stores whole is ERROR_INVALID_PARAMETER, rather than a
+//   silently shortened text.
+LONG CallerText(DWORD type, const BYTE* data, DWORD size, std::u32string& text) {
+  constexpr std::size_t kUnit = sizeof(char32_t);
+  const std::size_t count = (size + kUnit - 1) / kUnit;
+  text.assign(count, 0);
+  if (!ReadCallerMemory(text.data(), data, size)) return ERROR_NOACCESS;
+  // The rest of a cut character, when the caller's memory holds it.
+  if (size % kUnit != 0 && !ReadCallerMemory(text.data() + count - 1, data + (count - 1) * kUnit, kUnit)) {
+    text.pop_back();
+  }
+  if (text.empty() || TextEnd(type, text, 0) != std::u32string::npos) return ERROR_SUCCESS;
+  // What follows in the caller's memory, a page at a time, up to where the end of
+  // a text counted at two bytes a character would be.
+  const std::size_t reach = std::max<std::size_t>(size / 2 + 1, text.size() + 1);
+  std::u32string after;
+  std::size_t end = std::u32string::npos;
+  for (std::size_t at = text.size(); at < reach && end == std::u32string::npos;) {
+    const BYTE* place = data + at * kUnit;
+    const std::size_t inPage = (4096 - reinterpret_cast<std::uintptr_t>(place) % 4096) / kUnit;
+    const std::size_t n = std::min(reach - at, std::max<std::size_t>(inPage, 1));
+    const std::size_t old = after.size();
+    after.resize(old + n);
+    if (!ReadCallerMemory(after.data() + old, place, n * kUnit)) {
+      after.resize(old);
+      break;
+    }
+    for (std::size_t i = old; i < after.size(); ++i) {
+      const char32_t previous = i > 0 ? after[i - 1] : text.back();
+      if (after[i] == 0 && (type != REG_MULTI_SZ || previous == 0)) {
+        end = text.size() + i;
+        break;
+      }
+    }
+    at += n;
+  }
+  if (!after.empty() && after[0] == 0 && text.back() != 0) {
+    text.push_back(0);
+    return ERROR_SUCCESS;
+  }
+  if (size % 2 == 0 && end != std::u32string::npos && (end == size / 2 || end + 1 == size / 2)) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  return ERROR_SUCCESS;
+}
+
 // Text values are given and returned as wchar_t units and stored as the UTF-16LE
 // units Windows stores. Every unit round-trips, lone surrogates included.
-std::string StoredForm(DWORD type, const BYTE* data, DWORD size) {
-  if (data == nullptr || size == 0) return std::string();
-  if (!IsText(type)) return std::string(reinterpret_cast<const char*>(data), size);
+std::string StoredForm(std::u32string_view text) {
   std::string stored;
-  stored.reserve(size / sizeof(wchar_t) * 2);
+  stored.reserve(text.size() * 2);
   auto put = [&stored](char32_t unit) {
     stored.push_back(static_cast<char>(unit & 0xFF));
     stored.push_back(static_cast<char>(unit >> 8));
   };
-  for (DWORD at = 0; at + sizeof(wchar_t) <= size; at += sizeof(wchar_t)) {
-    char32_t c;
-    std::memcpy(&c, data + at, sizeof c);
+  for (char32_t c : text) {
     if (c > 0x10FFFF) c = 0xFFFD;
     if (c >= 0x10000) {
       put(0xD800 + ((c - 0x10000) >> 10));
@@ -144,15 +208,18 @@ std::string CallerForm(DWORD type, std::string stored) {
   return out;
 }
 
-// Hands a value's bytes to a caller's buffer, with Windows' rules for its size.
-LONG CopyData(const std::string& bytes, LPBYTE data, LPDWORD size) {
-  if (size == nullptr) return data == nullptr ? ERROR_SUCCESS : static_cast<LONG>(ERROR_INVALID_PARAMETER);
-  DWORD room = *size;
+// Hands a value's type and bytes to the caller, with Windows' rules for the size.
+// The caller's room is read before anything is written, so that one variable may
+// serve as both the type and the size, as it may on Windows.
+LONG CopyData(DWORD storedType, const std::string& bytes, LPDWORD type, LPBYTE data, LPDWORD size) {
+  if (size == nullptr && data != nullptr) return ERROR_INVALID_PARAMETER;
+  const DWORD room = size != nullptr ? *size : 0;
+  if (type != nullptr) *type = storedType;
+  if (size == nullptr) return ERROR_SUCCESS;
   *size = static_cast<DWORD>(bytes.size());
   if (data == nullptr) return ERROR_SUCCESS;
   if (room < bytes.size()) return ERROR_MORE_DATA;
-  std::memcpy(data, bytes.data(), bytes.size());
-  return ERROR_SUCCESS;
+  return WriteCallerMemory(data, bytes.data(), bytes.size()) ? ERROR_SUCCESS : static_cast<LONG>(ERROR_NOACCESS);
 }
 
 // Hands a name to a caller's buffer of `*length` characters with the terminator.
@@ -172,13 +239,17 @@ LONG OpenPath(HKEY key, LPCWSTR subKey, REGSAM sam, PHKEY result, bool create, L
   std::vector<std::string> names;
   if (LONG error = Resolve(key, place); error != ERROR_SUCCESS) return error;
   if (LONG error = SplitPath(subKey, names); error != ERROR_SUCCESS) return error;
+  // A hive opened without a path is given back as it is, not as a new handle.
+  if (!create && names.empty() && HiveIndex(key) >= 0) {
+    *result = key;
+    return ERROR_SUCCESS;
+  }
   KeyId id = RegistryHive::kRoot;
   bool created = false;
   LONG error = place.hive->FindKey(place.id, names, id);
-  if (error == ERROR_FILE_NOT_FOUND && create) {
-    if ((place.sam & KEY_CREATE_SUB_KEY) == 0) return ERROR_ACCESS_DENIED;
-    error = place.hive->CreateKey(place.id, names, id, created);
-  }
+  // The parent's rights are not asked for: Windows creates through a parent opened
+  // for any right.
+  if (error == ERROR_FILE_NOT_FOUND && create) error = place.hive->CreateKey(place.id, names, id, created);
   if (error != ERROR_SUCCESS) return error;
   if ((sam & kWriteAccess) != 0 && !place.hive->Writable()) return ERROR_ACCESS_DENIED;
   if (disposition != nullptr) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
@@ -211,8 +282,18 @@ LONG RegCloseKey(HKEY key) {
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD type, const BYTE* data, DWORD size) {
   Place place;
   if (LONG error = KeyFor(key, KEY_SET_VALUE, place); error != ERROR_SUCCESS) return error;
-  if (data == nullptr && size != 0) return ERROR_INVALID_PARAMETER;
-  return place.hive->SetValue(place.id, Utf8Name(name), type, StoredForm(type, data, size));
+  // The caller's bytes are copied first: a buffer that cannot be read is refused
+  // as Windows refuses it, whatever the type.
+  std::string stored;
+  if (IsText(type)) {
+    std::u32string text;
+    if (LONG error = CallerText(type, data, size, text); error != ERROR_SUCCESS) return error;
+    stored = StoredForm(text);
+  } else {
+    stored.resize(size);
+    if (!ReadCallerMemory(stored.data(), data, size)) return ERROR_NOACCESS;
+  }
+  return place.hive->SetValue(place.id, Utf8Name(name), type, stored);
 }
 
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD /*reserved*/, LPDWORD type, LPBYTE data, LPDWORD size) {
@@ -221,10 +302,11 @@ LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD /*reserved*/, LPDWORD type
   DWORD storedType = REG_NONE;
   std::string bytes;
   if (LONG error = place.hive->GetValue(place.id, Utf8Name(name), storedType, bytes); error != ERROR_SUCCESS) {
+    // A size asked for alone is cleared when there is no value.
+    if (error == ERROR_FILE_NOT_FOUND && data == nullptr && size != nullptr) *size = 0;
     return error;
   }
-  if (type != nullptr) *type = storedType;
-  return CopyData(CallerForm(storedType, std::move(bytes)), data, size);
+  return CopyData(storedType, CallerForm(storedType, std::move(bytes)), type, data, size);
 }
 
 LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD /*reserved*/, LPDWORD type,
@@ -236,9 +318,11 @@ LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWO
   if (LONG error = place.hive->ValueAt(place.id, index, valueName, storedType, bytes); error != ERROR_SUCCESS) {
     return error;
   }
-  if (LONG error = CopyName(valueName, name, nameLength); error != ERROR_SUCCESS) return error;
-  if (type != nullptr) *type = storedType;
-  return CopyData(CallerForm(storedType, std::move(bytes)), data, size);
+  // A name that does not fit still tells the type and the data's size.
+  const LONG named = CopyName(valueName, name, nameLength);
+  if (named != ERROR_SUCCESS && named != ERROR_MORE_DATA) return named;
+  const LONG copied = CopyData(storedType, CallerForm(storedType, std::move(bytes)), type, named == ERROR_SUCCESS ? data : nullptr, size);
+  return named == ERROR_SUCCESS ? copied : named;
 }
 
 LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD /*reserved*/, LPWSTR keyClass,
@@ -264,9 +348,10 @@ LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
   Place place;
   std::vector<std::string> names;
   if (LONG error = Resolve(key, place); error != ERROR_SUCCESS) return error;
+  if (subKey == nullptr) return ERROR_INVALID_PARAMETER;
   if (LONG error = SplitPath(subKey, names); error != ERROR_SUCCESS) return error;
-  // The key itself cannot be deleted through its own handle without a name.
-  if (names.empty()) return ERROR_ACCESS_DENIED;
+  // An empty path deletes the key itself.
+  if (names.empty()) return place.hive->DeleteKey(place.id, {});
   std::string last = std::move(names.back());
   names.pop_back();
   KeyId parent = RegistryHive::kRoot;

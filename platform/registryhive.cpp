@@ -376,8 +376,10 @@ LONG RegistryHive::DeleteKey(KeyId parent, std::string_view name) {
   if (LONG began = Begin(); began != ERROR_SUCCESS) return began;
   int code = SQLITE_OK;
   LONG result = ERROR_SUCCESS;
-  KeyId id = 0;
-  {
+  KeyId id = parent;
+  if (name.empty()) {
+    result = parent == kRoot ? ERROR_ACCESS_DENIED : KeyGone(parent) == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : 1018;
+  } else {
     ResetOnExit find(Stmt(kFindChild));
     sqlite3_bind_int64(find, 1, parent);
     BindText(find, 2, FoldRegistryName(name));

@@ -41,7 +41,8 @@ class RegistryHive {
   LONG ValueAt(KeyId key, DWORD index, std::string& name, DWORD& type, std::string& data);
   LONG SubKeyAt(KeyId key, DWORD index, std::string& name);
   LONG DeleteValue(KeyId key, std::string_view name);
-  // 5 when the key has sub-keys.
+  // Deletes the sub-key `name` of `parent`, or `parent` itself for an empty name;
+  // 5 when the key has sub-keys or is the root.
   LONG DeleteKey(KeyId parent, std::string_view name);
 
  private:

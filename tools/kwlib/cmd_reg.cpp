@@ -382,9 +382,14 @@ int Import(const std::string& file, std::ostream& err) {
         for (std::size_t b = 0; b < units.size(); ++b) {
           units[b] = static_cast<char16_t>(value.bytes[2 * b] | value.bytes[2 * b + 1] << 8);
         }
-        const std::wstring wide = kwfw::Utf16ToWide(units);
+        // Stored exactly as the file has it: the library adds a terminator that
+        // follows a text in memory and refuses a size that reads as counted at two
+        // bytes a character, so nothing after the text may read as a terminator.
+        std::wstring wide = kwfw::Utf16ToWide(units);
+        const std::size_t length = wide.size();
+        wide.append(length + 1, L'\xFFFF');
         code = kwplat::RegSetValueExW(key, value.name.c_str(), 0, value.type, reinterpret_cast<const BYTE*>(wide.data()),
-                                      static_cast<DWORD>(wide.size() * sizeof(wchar_t)));
+                                      static_cast<DWORD>(length * sizeof(wchar_t)));
       } else {
         code = kwplat::RegSetValueExW(key, value.name.c_str(), 0, value.type, value.bytes.data(),
                                       static_cast<DWORD>(value.bytes.size()));
