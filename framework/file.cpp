@@ -8,17 +8,19 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cwchar>
 
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/syscalls.h>
 
 IMPLEMENT_DYNAMIC(CFile, CObject)
 
 namespace {
+
+using kwplat::Sys;
 
 // The bytes that stand for the readers and the writers of a file.
 constexpr off_t kReadersByte = 0x7FFFFFFFFFFFFFF0LL;
@@ -107,27 +109,27 @@ BOOL CFile::Open(LPCTSTR path, UINT openFlags, CFileException* error) {
   if (path == nullptr || *path == 0 || access == 3) return fail(EINVAL);
   const std::string narrow = Narrow(path);
   // Share modes are checked before anything is truncated.
-  const int fd = open(narrow.c_str(), flags & ~O_TRUNC, 0666);
+  const int fd = Sys().open(narrow.c_str(), flags & ~O_TRUNC, 0666);
   if (fd < 0) return fail(errno);
   struct stat st;
   if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
-    close(fd);
+    Sys().close(fd);
     return fail(EISDIR);
   }
   // The locks live on a descriptor of their own, opened for reading and writing
   // where that is allowed, so that both kinds of lock can be taken whatever the
   // file is opened for.
-  int lockFd = open(narrow.c_str(), O_RDWR | O_CLOEXEC);
+  int lockFd = Sys().open(narrow.c_str(), O_RDWR | O_CLOEXEC, 0);
   if (lockFd < 0) lockFd = fcntl(fd, F_DUPFD_CLOEXEC, 0);
   if (lockFd < 0 || !TakeShareLocks(lockFd, openFlags)) {
-    if (lockFd >= 0) close(lockFd);
-    close(fd);
+    if (lockFd >= 0) Sys().close(lockFd);
+    Sys().close(fd);
     return fail(ETXTBSY);  // the sharing violation
   }
-  if ((flags & O_TRUNC) && ftruncate(fd, 0) != 0) {
+  if ((flags & O_TRUNC) && Sys().ftruncate(fd, 0) != 0) {
     const int err = errno;
-    close(lockFd);
-    close(fd);
+    Sys().close(lockFd);
+    Sys().close(fd);
     return fail(err);
   }
   m_hFile = fd;
@@ -145,7 +147,7 @@ UINT CFile::Read(void* buffer, UINT count) {
   if (buffer == nullptr) AfxThrowInvalidArgException();
   UINT done = 0;
   while (done < count) {
-    const ssize_t n = read(m_hFile, static_cast<char*>(buffer) + done, count - done);
+    const ssize_t n = Sys().read(m_hFile, static_cast<char*>(buffer) + done, count - done);
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) ThrowErrno(errno);
     if (n == 0) break;
@@ -157,19 +159,13 @@ UINT CFile::Read(void* buffer, UINT count) {
 void CFile::Write(const void* buffer, UINT count) {
   if (count == 0) return;
   if (buffer == nullptr) AfxThrowInvalidArgException();
-  UINT done = 0;
-  while (done < count) {
-    const ssize_t n = write(m_hFile, static_cast<const char*>(buffer) + done, count - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) ThrowErrno(errno);
-    done += static_cast<UINT>(n);
-  }
+  if (!kwplat::WriteAll(m_hFile, buffer, count)) ThrowErrno(errno);
 }
 
 unsigned long long CFile::Seek(long long offset, UINT from) {
   const int whence = from == begin ? SEEK_SET : from == current ? SEEK_CUR : from == end ? SEEK_END : -1;
   if (whence < 0) AfxThrowInvalidArgException();
-  const off_t at = lseek(m_hFile, static_cast<off_t>(offset), whence);
+  const off_t at = Sys().lseek(m_hFile, static_cast<off_t>(offset), whence);
   if (at < 0) {
     // A position before the start of the file is a bad seek.
     if (errno == EINVAL) AfxThrowFileException(CFileException::badSeek, static_cast<LONG>(ERROR_NEGATIVE_SEEK), m_strFileName);
@@ -179,7 +175,7 @@ unsigned long long CFile::Seek(long long offset, UINT from) {
 }
 
 unsigned long long CFile::GetPosition() const {
-  const off_t at = lseek(m_hFile, 0, SEEK_CUR);
+  const off_t at = Sys().lseek(m_hFile, 0, SEEK_CUR);
   if (at < 0) ThrowErrno(errno);
   return static_cast<unsigned long long>(at);
 }
@@ -191,7 +187,7 @@ unsigned long long CFile::GetLength() const {
 }
 
 void CFile::SetLength(unsigned long long length) {
-  if (ftruncate(m_hFile, static_cast<off_t>(length)) != 0) ThrowErrno(errno);
+  if (Sys().ftruncate(m_hFile, static_cast<off_t>(length)) != 0) ThrowErrno(errno);
 }
 
 void CFile::LockRange(unsigned long long position, unsigned long long count) {
@@ -205,7 +201,7 @@ void CFile::UnlockRange(unsigned long long position, unsigned long long count) {
 }
 
 void CFile::Flush() {
-  if (m_hFile != hFileNull && fsync(m_hFile) != 0 && errno != EINVAL) ThrowErrno(errno);
+  if (m_hFile != hFileNull && Sys().fsync(m_hFile) != 0 && errno != EINVAL) ThrowErrno(errno);
 }
 
 void CFile::Close() {
@@ -213,17 +209,17 @@ void CFile::Close() {
   const int fd = m_hFile;
   m_hFile = hFileNull;
   ReleaseLocks();
-  if (close(fd) != 0) ThrowErrno(errno);
+  if (Sys().close(fd) != 0) ThrowErrno(errno);
 }
 
 void CFile::Abort() {
-  if (m_hFile != hFileNull) close(m_hFile);
+  if (m_hFile != hFileNull) Sys().close(m_hFile);
   m_hFile = hFileNull;
   ReleaseLocks();
 }
 
 void CFile::ReleaseLocks() {
-  if (m_hLock != hFileNull) close(m_hLock);
+  if (m_hLock != hFileNull) Sys().close(m_hLock);
   m_hLock = hFileNull;
 }
 
@@ -250,9 +246,9 @@ BOOL CFile::GetStatus(LPCTSTR path, CFileStatus& status) {
 }
 
 void CFile::Rename(LPCTSTR oldName, LPCTSTR newName) {
-  if (std::rename(Narrow(oldName).c_str(), Narrow(newName).c_str()) != 0) ThrowErrnoFor(oldName);
+  if (Sys().rename(Narrow(oldName).c_str(), Narrow(newName).c_str()) != 0) ThrowErrnoFor(oldName);
 }
 
 void CFile::Remove(LPCTSTR path) {
-  if (unlink(Narrow(path).c_str()) != 0) ThrowErrnoFor(path);
+  if (Sys().unlink(Narrow(path).c_str()) != 0) ThrowErrnoFor(path);
 }

@@ -26,6 +26,7 @@ CFileBuffer::~CFileBuffer() {
 
 BOOL CFileBuffer::Open(LPCTSTR path, UINT openFlags, CFileException* error) {
   m_nFlags = openFlags;
+  m_nDroppedCause = CFileException::none;
   if (!CFile::Open(path, openFlags, error)) return FALSE;
   m_nPosition = 0;
   return TRUE;
@@ -96,9 +97,22 @@ int CFileBuffer::loadBuffer(unsigned long long pos) {
     }
     return 0;
   } catch (CException* e) {
+    // Write drops its data on this result without a word; the cause is kept so
+    // that the next Flush or Close tells the caller.
+    if (const auto* file = dynamic_cast<CFileException*>(e); file != nullptr && Writing()) {
+      m_nDroppedCause = file->m_cause;
+      m_lDroppedOsError = file->m_lOsError;
+    }
     e->Delete();
     return -7;
   }
+}
+
+void CFileBuffer::ReportDroppedWrite() {
+  if (m_nDroppedCause == CFileException::none) return;
+  const int cause = m_nDroppedCause;
+  m_nDroppedCause = CFileException::none;
+  AfxThrowFileException(cause, m_lDroppedOsError, m_strFileName);
 }
 
 UINT CFileBuffer::Read(void* buffer, UINT count) {
@@ -144,6 +158,7 @@ unsigned long long CFileBuffer::GetLength() const {
 void CFileBuffer::Flush() {
   flushBuffer();
   CFile::Flush();
+  ReportDroppedWrite();
 }
 
 void CFileBuffer::Close() {
@@ -151,4 +166,5 @@ void CFileBuffer::Close() {
   DeleteContents();
   m_nPosition = 0;
   CFile::Close();
+  ReportDroppedWrite();
 }

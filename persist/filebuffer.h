@@ -4,7 +4,8 @@
 // The logical position is the buffer's; the file's own is not kept in step.
 //
 // Reads report a short count; writes that cannot be buffered are dropped without
-// a word, as the original does. Opening errors raise CFileException.
+// a word, as the original does, except that a write dropped for a file error is
+// reported by the next Flush or Close. Opening errors raise CFileException.
 #pragma once
 
 #include <algorithm>
@@ -29,6 +30,8 @@ class CFileBuffer : public CFile {
   // In write mode with data not yet written: block start + end of that data (not
   // the larger of that and the file's length); else the file's length.
   unsigned long long GetLength() const override;
+  // Flush and Close raise CFileException for a failed write of the block, and for
+  // a write that Write dropped since the last report because of a file error.
   void Flush() override;
   void Close() override;
 
@@ -71,6 +74,8 @@ class CFileBuffer : public CFile {
   int flushBuffer();
   // Frees the block and forgets the state without writing anything.
   void DeleteContents();
+  // Raises the file error that made Write drop data, once.
+  void ReportDroppedWrite();
 
  private:
   bool Writing() const { return (m_nFlags & modeWrite) != 0; }
@@ -95,4 +100,6 @@ class CFileBuffer : public CFile {
   bool m_bDirty = false;       // write mode: [m_nDirtyStart, m_nDirtyEnd) must be written
   unsigned long m_nDirtyStart = 0;
   unsigned long m_nDirtyEnd = 0;
+  int m_nDroppedCause = 0;  // write mode: why data were last dropped (0, none, when not)
+  LONG m_lDroppedOsError = 0;
 };

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <vector>
 
+#include <kwlib63/platform/syscalls.h>
+
 namespace kwplat {
 
 std::string WriteTarget(const std::string& path) {
@@ -38,17 +40,10 @@ std::string FolderOf(const std::string& path) {
 bool ReplaceFile(const std::string& target, const std::string& bytes, const struct stat* old) {
   const std::string folder = FolderOf(target);
   std::string temp = folder + "/" + kTemporaryPrefix + "XXXXXX";
-  const int fd = mkstemp(temp.data());
+  const int fd = Sys().mkstemp(temp.data());
   if (fd < 0) return false;
-  bool ok = true;
-  for (std::size_t done = 0; ok && done < bytes.size();) {
-    const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0) {
-      ok = errno == EINTR;
-    } else {
-      done += static_cast<std::size_t>(n);
-    }
-  }
+  bool ok = WriteAll(fd, bytes.data(), bytes.size());
+  int failure = errno;  // the metadata calls below may change errno
   if (old != nullptr) {
     if (fchown(fd, old->st_uid, old->st_gid) != 0) {
       // Only the owner's own files can be given back their owner; the data matter more.
@@ -62,21 +57,35 @@ bool ReplaceFile(const std::string& target, const std::string& bytes, const stru
     umask(mask);
     fchmod(fd, 0666 & ~mask);
   }
-  ok = ok && fsync(fd) == 0;
-  const int error = errno;
-  ok = close(fd) == 0 && ok;
-  if (ok && rename(temp.c_str(), target.c_str()) == 0) {
-    const int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dir >= 0) {
-      fsync(dir);
-      close(dir);
-    }
-    return true;
+  // The data reach the disk before the rename makes them the file's, so that a
+  // crash or a full disk never leaves a renamed file with missing blocks.
+  if (ok && Sys().fsync(fd) != 0) {
+    ok = false;
+    failure = errno;
   }
-  const int failure = ok ? errno : error;
-  unlink(temp.c_str());
+  if (Sys().close(fd) != 0 && ok) {
+    ok = false;
+    failure = errno;
+  }
+  if (ok && Sys().rename(temp.c_str(), target.c_str()) != 0) {
+    ok = false;
+    failure = errno;
+  }
+  if (!ok) {
+    Sys().unlink(temp.c_str());
+    errno = failure;
+    return false;
+  }
+  // The folder's flush makes the rename last. When the flush fails the new content
+  // is in place but may not survive a crash, and the caller is told; a folder that
+  // cannot be opened, or a file system that cannot flush folders (EINVAL), is left as is.
+  const int dir = Sys().open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+  if (dir < 0) return true;
+  ok = Sys().fsync(dir) == 0 || errno == EINVAL;
+  failure = errno;
+  Sys().close(dir);
   errno = failure;
-  return false;
+  return ok;
 }
 
 }  // namespace kwplat

@@ -19,7 +19,9 @@ std::string WriteTarget(const std::string& path);
 std::string FolderOf(const std::string& path);
 // Replaces `target` by `bytes`, keeping the old file's mode, owner (when permitted)
 // and access list (`old` its status), or for a new file (`old` null) mode 0666 less
-// the umask. False with errno set on failure; `target` is then unchanged.
+// the umask. False with errno set on failure (ENOSPC, EIO, ...): `target` is then
+// unchanged, except when only the folder's flush after the rename failed, which
+// leaves the new content in place. Short writes and EINTR are retried.
 bool ReplaceFile(const std::string& target, const std::string& bytes, const struct stat* old);
 
 }  // namespace kwplat

@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/syscalls.h>
 
 namespace kwplat {
 namespace {
@@ -23,7 +24,9 @@ struct FileMapping : HandleObject {
         fd(descriptor),
         canWrite(writable),
         size(bytes) {}
-  ~FileMapping() override { close(fd); }
+  // The descriptor is a duplicate that nothing is written through: a failed close
+  // loses no data.
+  ~FileMapping() override { Sys().close(fd); }
   int fd;
   bool canWrite;  // the protection allows views that write through to the file
   unsigned long long size;
@@ -78,9 +81,9 @@ HANDLE CreateFileMappingW(HANDLE file, void*, DWORD protect, DWORD sizeHigh, DWO
   if (file == INVALID_HANDLE_VALUE) {
     if (size == 0) return Fail(ERROR_INVALID_PARAMETER);
     fd = memfd_create("kwlib63-mapping", MFD_CLOEXEC);
-    if (fd < 0 || ftruncate(fd, static_cast<off_t>(size)) != 0) {
+    if (fd < 0 || Sys().ftruncate(fd, static_cast<off_t>(size)) != 0) {
       SetLastErrorFromErrno();
-      if (fd >= 0) close(fd);
+      if (fd >= 0) Sys().close(fd);
       return nullptr;
     }
   } else {
@@ -97,7 +100,10 @@ HANDLE CreateFileMappingW(HANDLE file, void*, DWORD protect, DWORD sizeHigh, DWO
     if (size == 0 && length == 0) return Fail(ERROR_FILE_INVALID);
     if (size > length) {
       if (!writable) return Fail(ERROR_NOT_ENOUGH_MEMORY);
-      if (ftruncate(FdFromHandle(file), static_cast<off_t>(size)) != 0) {
+      // The blocks are taken now, so that a full disk fails here with
+      // ERROR_DISK_FULL rather than as a fault on a later store through a view.
+      if (const int error = Sys().fallocate(FdFromHandle(file), 0, static_cast<off_t>(size)); error != 0) {
+        errno = error;
         SetLastErrorFromErrno();
         return nullptr;
       }
@@ -129,7 +135,7 @@ LPVOID MapViewOfFile(HANDLE handle, DWORD access, DWORD offsetHigh, DWORD offset
   if ((access & FILE_MAP_EXECUTE) != 0) prot |= PROT_EXEC;
   // Shared unless a private copy was asked for: a read view sees later writes to the file.
   const int flags = copy ? MAP_PRIVATE : MAP_SHARED;
-  void* base = mmap(nullptr, bytes, prot, flags, mapping->fd, static_cast<off_t>(offset));
+  void* base = Sys().mmap(nullptr, bytes, prot, flags, mapping->fd, static_cast<off_t>(offset));
   if (base == MAP_FAILED) {
     SetLastErrorFromErrno();
     return nullptr;

@@ -23,6 +23,7 @@
 #include <kwlib63/platform/atomicfile.h>
 #include <kwlib63/platform/codepage.h>
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/syscalls.h>
 
 namespace kwplat {
 namespace {
@@ -267,19 +268,21 @@ Stamp StampOf(const struct stat& st) {
 }
 
 bool ReadBytes(const std::string& path, std::string& bytes, struct stat& st) {
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const int fd = Sys().open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
   if (fd < 0) return false;
   bool ok = fstat(fd, &st) == 0;
   bytes.clear();
   char block[65536];
-  for (ssize_t n; ok && (n = read(fd, block, sizeof block)) != 0;) {
+  for (ssize_t n; ok && (n = Sys().read(fd, block, sizeof block)) != 0;) {
     if (n < 0) {
       ok = errno == EINTR;
       continue;
     }
     bytes.append(block, static_cast<std::size_t>(n));
   }
-  close(fd);
+  const int error = errno;
+  Sys().close(fd);  // read only: nothing is lost when the close fails
+  errno = error;
   return ok;
 }
 
@@ -434,7 +437,7 @@ BOOL Modify(LPCWSTR path, Change&& change) {
   }
   const std::string given = Native(path);
   const std::string target = WriteTarget(given);
-  const int lockFd = open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int lockFd = Sys().open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
   if (lockFd >= 0) {
     flock(lockFd, LOCK_EX);
     RemoveStaleTemporaries(lockFd);
@@ -444,7 +447,7 @@ BOOL Modify(LPCWSTR path, Change&& change) {
   const bool exists = ReadBytes(target, bytes, st);
   if (!exists && errno != ENOENT) {
     SetLastErrorFromErrno();
-    if (lockFd >= 0) close(lockFd);
+    if (lockFd >= 0) Sys().close(lockFd);
     return FALSE;
   }
   IniFile file = exists ? Split(bytes) : IniFile{};
@@ -455,7 +458,7 @@ BOOL Modify(LPCWSTR path, Change&& change) {
   }
   g_cache.Forget(path);
   g_cache.Forget(kwfw::Utf8ToWide(target));
-  if (lockFd >= 0) close(lockFd);  // closing releases the lock
+  if (lockFd >= 0) Sys().close(lockFd);  // closing releases the lock
   return ok ? TRUE : FALSE;
 }
 

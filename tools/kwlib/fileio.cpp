@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include <kwlib63/platform/atomicfile.h>
+
 namespace kwlib {
 
 bool ReadAll(const std::string& path, std::vector<unsigned char>& data, std::string& error) {
@@ -25,17 +27,17 @@ bool ReadAll(const std::string& path, std::vector<unsigned char>& data, std::str
 }
 
 bool WriteAll(const std::string& path, const unsigned char* data, std::size_t size, std::string& error) {
-  std::FILE* f = path == "-" ? stdout : std::fopen(path.c_str(), "wb");
-  if (f == nullptr) {
-    error = std::strerror(errno);
-    return false;
+  bool ok = false;
+  if (path == "-") {
+    ok = std::fwrite(data, 1, size, stdout) == size && std::fflush(stdout) == 0;
+  } else {
+    // Replaced whole, so that a failed write leaves the file as it was.
+    const std::string target = kwplat::WriteTarget(path);
+    struct stat old {};
+    const bool exists = stat(target.c_str(), &old) == 0;
+    ok = kwplat::ReplaceFile(target, std::string(reinterpret_cast<const char*>(data), size), exists ? &old : nullptr);
   }
-  const bool ok = std::fwrite(data, 1, size, f) == size && std::fflush(f) == 0;
   if (!ok) error = std::strerror(errno);
-  if (f != stdout && std::fclose(f) != 0 && ok) {
-    error = std::strerror(errno);
-    return false;
-  }
   return ok;
 }
 

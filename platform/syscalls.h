@@ -1,0 +1,40 @@
+// The system calls that write files, read them back for a rewrite and map them,
+// reached through one table so that tests can make the disk fail at any call.
+// Every file write path of the library (atomic replacement, CFile, mappings) uses
+// Sys(); nothing else is changed by replacing an entry.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+
+namespace kwplat {
+
+// Each entry has the contract of the call it is named after (-1 or MAP_FAILED with
+// errno set on failure); fallocate has posix_fallocate's (the error number returned).
+struct Syscalls {
+  int (*open)(const char* path, int flags, mode_t mode);
+  int (*mkstemp)(char* pattern);
+  ssize_t (*read)(int fd, void* buffer, std::size_t count);
+  ssize_t (*write)(int fd, const void* buffer, std::size_t count);
+  off_t (*lseek)(int fd, off_t offset, int whence);
+  int (*ftruncate)(int fd, off_t length);
+  int (*fallocate)(int fd, off_t offset, off_t length);
+  int (*fsync)(int fd);
+  int (*close)(int fd);
+  int (*rename)(const char* from, const char* to);
+  int (*unlink)(const char* path);
+  void* (*mmap)(void* address, std::size_t length, int protection, int flags, int fd, off_t offset);
+};
+
+// The table in use, the real calls until a test replaces entries. Replace entries
+// only while no other thread is using files.
+Syscalls& Sys();
+// The real calls, for putting the table back.
+const Syscalls& RealSyscalls();
+
+// Writes all `count` bytes at the descriptor's position, writing again after a
+// short write and retrying after EINTR. False with errno set on failure.
+bool WriteAll(int fd, const void* buffer, std::size_t count);
+
+}  // namespace kwplat
