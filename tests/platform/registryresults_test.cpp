@@ -3,17 +3,24 @@
 // tests of the registry calls, dlls/advapi32/tests/registry.c, which pass on
 // Windows (the test function is named in each comment). Sizes here count
 // sizeof(wchar_t) = 4 bytes a character where Windows counts 2.
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/registry.h>
 
 #include "support/privatehive.h"
+#include "support/tempdir.h"
 
 namespace {
 
@@ -242,6 +249,86 @@ TEST_F(RegistryResults, CreateAndDeleteThroughAKey) {
 TEST_F(RegistryResults, DeleteAMissingValue) {
   EXPECT_EQ(RegDeleteValueW(m_key, L"missing"), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(RegDeleteValueW(m_key, std::wstring(400, L'x').c_str()), ERROR_FILE_NOT_FOUND);
+}
+
+}  // namespace
+
+namespace {
+
+// test_reg_create_key: a lasting key below a volatile one is
+// ERROR_CHILD_MUST_BE_VOLATILE (1021); a volatile one is made; a create without
+// the option of a volatile key that exists opens it.
+TEST_F(RegistryResults, VolatileKeysHoldOnlyVolatileKeys) {
+  HKEY fleeting = nullptr, child = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(m_key, L"Fleeting", 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &fleeting,
+                            nullptr),
+            ERROR_SUCCESS);
+  EXPECT_EQ(RegCreateKeyExW(fleeting, L"Lasting", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &child, nullptr),
+            ERROR_CHILD_MUST_BE_VOLATILE);
+  EXPECT_EQ(RegCreateKeyExW(m_key, L"Fleeting\\A\\B", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &child, nullptr),
+            ERROR_CHILD_MUST_BE_VOLATILE);
+  EXPECT_EQ(RegOpenKeyExW(fleeting, L"A", 0, KEY_READ, &child), ERROR_FILE_NOT_FOUND) << "a refused path left a key";
+  ASSERT_EQ(RegCreateKeyExW(fleeting, L"Child", 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &child,
+                            nullptr),
+            ERROR_SUCCESS);
+  RegCloseKey(child);
+  DWORD disposition = 0;
+  ASSERT_EQ(RegCreateKeyExW(fleeting, L"Child", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &child, &disposition),
+            ERROR_SUCCESS);
+  EXPECT_EQ(disposition, REG_OPENED_EXISTING_KEY);
+  RegCloseKey(child);
+  RegCloseKey(fleeting);
+}
+
+// Volatile keys last until the machine restarts: a hive opened in the same boot
+// keeps them, the first open after another boot drops them and keeps the rest.
+// Each open is a process of its own, as each process keeps its connection.
+TEST(RegistryVolatile, KeysGoWithTheBootTheyWereMadeIn) {
+  kwtest::TempDir dir("kwlib-volatile");
+  const std::string file = dir.At("HKCU.db");
+  const auto inChild = [&file](const std::function<bool()>& body) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+      RegSetHiveFile(HKEY_CURRENT_USER, kwfw::Utf8ToWide(file).c_str());
+      _exit(body() ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  };
+  const auto exists = [](const wchar_t* path) {
+    HKEY key = nullptr;
+    const LONG result = RegOpenKeyExW(HKEY_CURRENT_USER, path, 0, KEY_READ, &key);
+    RegCloseKey(key);
+    return result == ERROR_SUCCESS;
+  };
+  ASSERT_TRUE(inChild([] {
+    HKEY key = nullptr;
+    const DWORD value = 1;
+    return RegCreateKeyExW(HKEY_CURRENT_USER, L"Lasting", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr) == 0 &&
+           RegCreateKeyExW(HKEY_CURRENT_USER, L"Fleeting\\Deep", 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS,
+                           nullptr, &key, nullptr) == 0 &&
+           RegSetValueExW(key, L"v", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), 4) == 0;
+  }));
+  EXPECT_TRUE(inChild([&] { return exists(L"Fleeting\\Deep") && exists(L"Lasting"); })) << "lost within the boot";
+  // Another boot: the hive remembers the boot it last saw.
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(db, "UPDATE boot SET id = 'an-earlier-boot'", nullptr, nullptr, nullptr), SQLITE_OK);
+  EXPECT_EQ(sqlite3_changes(db), 1);
+  sqlite3_close(db);
+  EXPECT_TRUE(inChild([&] { return !exists(L"Fleeting") && !exists(L"Fleeting\\Deep") && exists(L"Lasting"); }));
+  ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+  int values = -1;
+  sqlite3_exec(
+      db, "SELECT count(*) FROM vals",
+      [](void* count, int, char** row, char**) {
+        *static_cast<int*>(count) = std::atoi(row[0]);
+        return 0;
+      },
+      &values, nullptr);
+  sqlite3_close(db);
+  EXPECT_EQ(values, 0) << "the volatile key's value outlived it";
 }
 
 }  // namespace
