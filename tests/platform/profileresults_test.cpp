@@ -132,3 +132,47 @@ TEST_F(ProfileResults, WriteErrorsAndDeletionsFromNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+// test_GetPrivateProfileString, test_profile_string: values cut to the buffer (a
+// size of 0 writes nothing; "val1" into 4 gives "val", 3); quotes removed; the
+// default's trailing blanks removed and a null default read as ""; an empty key
+// name finds a line "=value"; an empty section name finds "[]"; an empty or null
+// file name gives the default.
+TEST_F(ProfileResults, ValuesDefaultsAndEmptyNames) {
+  Write("[section1]\r\nname1=val1\r\nname2=\"val2\"\r\n=val_no_key\r\n[]\r\nkey=val_e_section\r\n");
+  wchar_t buffer[64];
+  std::fill(std::begin(buffer), std::end(buffer), L'#');
+  EXPECT_EQ(GetPrivateProfileStringW(L"section1", L"name1", L"default", buffer, 0, m_file.c_str()), 0u);
+  EXPECT_EQ(buffer[0], L'#');
+  EXPECT_EQ(GetPrivateProfileStringW(L"section1", L"name1", L"default", buffer, 4, m_file.c_str()), 3u);
+  EXPECT_EQ(std::wstring(buffer), L"val");
+  EXPECT_EQ(GetPrivateProfileStringW(L"section1", L"name1", L"default", buffer, 1, m_file.c_str()), 0u);
+  EXPECT_EQ(std::wstring(buffer), L"");
+  EXPECT_EQ(GetPrivateProfileStringW(L"section1", L"name2", L"default", buffer, 64, m_file.c_str()), 4u);
+  EXPECT_EQ(std::wstring(buffer), L"val2");
+  EXPECT_EQ(GetPrivateProfileStringW(L"section1", L"notakey", L"default  ", buffer, 64, m_file.c_str()), 7u);
+  EXPECT_EQ(GetPrivateProfileStringW(L"section1", L"notakey", nullptr, buffer, 64, m_file.c_str()), 0u);
+  EXPECT_EQ(std::wstring(buffer), L"");
+  EXPECT_EQ(GetPrivateProfileStringW(L"section1", L"", L"default", buffer, 64, m_file.c_str()), 10u);
+  EXPECT_EQ(std::wstring(buffer), L"val_no_key");
+  EXPECT_EQ(GetPrivateProfileStringW(L"", L"key", L"default", buffer, 64, m_file.c_str()), 13u);
+  EXPECT_EQ(std::wstring(buffer), L"val_e_section");
+  EXPECT_EQ(GetPrivateProfileStringW(L"section1", L"name1", L"default", buffer, 64, L""), 7u);
+  EXPECT_EQ(GetPrivateProfileStringW(L"section1", L"name1", L"default", buffer, 64, nullptr), 7u);
+}
+
+// test_WritePrivateProfileString: an empty value writes "key="; a null key deletes
+// the section whatever the value; deleting a section's last key leaves its header;
+// a new section goes at the end as "[S]\r\nk=v\r\n".
+TEST_F(ProfileResults, WritesAndDeletions) {
+  Write("[App1]\r\nkey1=string1\r\n[App2]\r\nkey2=string2\r\n[App3]\r\nkey3=string3\r\n");
+  ASSERT_TRUE(WritePrivateProfileStringW(L"App1", L"key1", L"", m_file.c_str()));
+  ASSERT_TRUE(WritePrivateProfileStringW(L"App2", nullptr, L"ignored", m_file.c_str()));
+  ASSERT_TRUE(WritePrivateProfileStringW(L"App3", L"key3", nullptr, m_file.c_str()));
+  ASSERT_TRUE(WritePrivateProfileStringW(L"App4", L"key4", L"string4", m_file.c_str()));
+  EXPECT_EQ(Bytes(), "[App1]\r\nkey1=\r\n[App3]\r\n[App4]\r\nkey4=string4\r\n");
+}
+
+}  // namespace
