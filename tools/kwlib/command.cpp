@@ -1,9 +1,11 @@
 #include "command.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <ostream>
+#include <string_view>
 
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/sysmessage.h>
@@ -57,10 +59,15 @@ unsigned long ParseNumber(const std::string& text, unsigned long max, const char
     throw UsageError(std::string("invalid ") + what + " '" + text + "'");
   }
   const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  // Digits only: strtoul alone would also take blanks, a sign and a second "0x".
+  const auto digits = std::string_view(text).substr(hex ? 2 : 0);
+  const bool onlyDigits = std::all_of(digits.begin(), digits.end(), [hex](char c) {
+    return hex ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : c >= '0' && c <= '9';
+  });
   errno = 0;
   char* end = nullptr;
   const unsigned long value = std::strtoul(text.c_str() + (hex ? 2 : 0), &end, hex ? 16 : 10);
-  if (errno != 0 || end == nullptr || *end != 0 || end == text.c_str() + (hex ? 2 : 0)) {
+  if (!onlyDigits || errno != 0 || end == nullptr || *end != 0 || end == text.c_str() + (hex ? 2 : 0)) {
     throw UsageError(std::string("invalid ") + what + " '" + text + "'");
   }
   if (value > max) throw UsageError(std::string(what) + " '" + text + "' is out of range");
