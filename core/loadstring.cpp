@@ -27,13 +27,15 @@ class GlobalsLock {
 // Looks up entry `index` of string block `block` of `module` in exactly `lang`.
 // Returns 1 and sets `dest` when found.
 int LoadStringLang(UINT block, UINT index, LANGID lang, HMODULE module, CString& dest) {
-  wchar_t fileName[MAX_PATH];
-  fileName[0] = 0;
-  kwplat::GetModuleFileNameW(module, fileName, MAX_PATH);
   const HRSRC resource = kwplat::FindResourceExW(module, RT_STRING, MAKEINTRESOURCEW(static_cast<WORD>(block)), lang);
   if (resource == nullptr) return 0;
   const HGLOBAL data = kwplat::LoadResource(module, resource);
   if (data == nullptr) {
+    // The module's name only for the message: finding it costs a symbol search,
+    // far more than the look-up itself.
+    wchar_t fileName[MAX_PATH];
+    fileName[0] = 0;
+    kwplat::GetModuleFileNameW(module, fileName, MAX_PATH);
     AfxFormatDebugString(L"[_loadStringLang] Error: no s'ha pogut accedir al recurs demanat (mòdul: %s)\n", fileName);
     return 0;
   }

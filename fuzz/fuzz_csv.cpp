@@ -3,12 +3,16 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include <kwlib63/persist/csv_parser.h>
 
+#include "scratch.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2) return 0;
-  std::FILE* f = std::tmpfile();
+  static const std::string path = kwfuzz::ScratchDir() + "/f.csv";
+  std::FILE* f = std::fopen(path.c_str(), "w+b");
   if (f == nullptr) std::abort();
   std::fwrite(data + 2, 1, size - 2, f);
   csv_parser parser;

@@ -10,22 +10,11 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/profile.h>
 
-namespace {
-
-const std::string& Folder() {
-  static const std::string dir = [] {
-    char d[] = "/tmp/kwlib-fuzz-ini-XXXXXX";
-    if (mkdtemp(d) == nullptr) std::abort();
-    return std::string(d);
-  }();
-  return dir;
-}
-
-}  // namespace
+#include "scratch.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
-  const std::string path = Folder() + "/f.ini";
+  const std::string path = kwfuzz::ScratchDir() + "/f.ini";
   std::FILE* f = std::fopen(path.c_str(), "wb");
   if (f == nullptr) std::abort();
   std::fwrite(data + 1, 1, size - 1, f);

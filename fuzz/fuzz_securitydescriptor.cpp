@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -10,12 +11,13 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/security.h>
 
+#include "scratch.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::wstring file = [] {
-    char path[] = "/tmp/kwlib-fuzz-sd-XXXXXX";
-    const int fd = mkstemp(path);
-    if (fd < 0) std::abort();
-    close(fd);
+    const std::string path = kwfuzz::ScratchDir() + "/f";
+    std::FILE* f = std::fopen(path.c_str(), "wb");
+    if (f == nullptr || std::fclose(f) != 0) std::abort();
     return kwfw::Utf8ToWide(path);
   }();
   // An aligned copy, as a descriptor in a caller's buffer would be.

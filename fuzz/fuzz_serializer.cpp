@@ -10,14 +10,12 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/persist/serializer.h>
 
+#include "scratch.h"
+
 namespace {
 
 const std::wstring& FilePath() {
-  static const std::wstring path = [] {
-    char dir[] = "/tmp/kwlib-fuzz-ser-XXXXXX";
-    if (mkdtemp(dir) == nullptr) std::abort();
-    return kwfw::Utf8ToWide(std::string(dir) + "/f.rec");
-  }();
+  static const std::wstring path = kwfw::Utf8ToWide(kwfuzz::ScratchDir() + "/f.rec");
   return path;
 }
 

@@ -12,14 +12,12 @@
 #include <kwlib63/settings/blocopcions.h>
 #include <kwlib63/settings/fitxersettingsxml.h>
 
+#include "scratch.h"
+
 namespace {
 
 const std::string& Path() {
-  static const std::string path = [] {
-    char d[] = "/tmp/kwlib-fuzz-xml-XXXXXX";
-    if (mkdtemp(d) == nullptr) std::abort();
-    return std::string(d) + "/s.xml";
-  }();
+  static const std::string path = kwfuzz::ScratchDir() + "/s.xml";
   return path;
 }
 

@@ -26,6 +26,45 @@ def packbits(data):
     return out
 
 
+def version_note(strings, language=0x0409, code_page=1200):
+    """The version note: the fixed block's 13 words, the translation, the strings."""
+    words = [0xFEEF04BD, 0x00010000, 0x00020001, 0x00030007, 0x00040005, 0, 0x3F, 0, 0x40004, 1, 0, 0, 0,
+             language | code_page << 16]
+    desc = struct.pack("<14I", *words) + strings
+    desc += b"\0" * (-len(desc) % 4)
+    return struct.pack("<III", 8, 14 * 4 + len(strings), 0x4B575649) + b"KWLIB63\0" + desc
+
+
+def elf(note, wide=True, sections=True, segments=False):
+    """A little-endian ELF file holding `note` behind a note section and/or segment."""
+    header = 64 if wide else 52
+    out = bytearray(header) + note
+    shoff = phoff = 0
+    if sections:
+        shoff = len(out)
+        ent = 64 if wide else 40
+        null = bytes(ent)
+        if wide:
+            sec = struct.pack("<IIQQQQIIQQ", 0, 7, 0, 0, header, len(note), 0, 0, 4, 0)
+        else:
+            sec = struct.pack("<IIIIIIIIII", 0, 7, 0, 0, header, len(note), 0, 0, 4, 0)
+        out += null + sec
+    if segments:
+        phoff = len(out)
+        if wide:
+            out += struct.pack("<IIQQQQQQ", 4, 4, header, 0, 0, len(note), len(note), 4)
+        else:
+            out += struct.pack("<IIIIIIII", 4, header, 0, 0, len(note), len(note), 4, 4)
+    out[0:7] = b"\x7fELF" + bytes([2 if wide else 1, 1, 1])
+    if wide:
+        struct.pack_into("<QQ", out, 32, phoff, shoff)
+        struct.pack_into("<HHHH", out, 54, 56, 1 if segments else 0, 64, 2 if sections else 0)
+    else:
+        struct.pack_into("<II", out, 28, phoff, shoff)
+        struct.pack_into("<HHHH", out, 42, 32, 1 if segments else 0, 40, 2 if sections else 0)
+    return bytes(out)
+
+
 def seeds():
     tree = [(1, 1, b"r"), (2, 2, b"a"), (3, 3, b"bb"), (4, 2, b""), (5, 1, b"d")]
     yield "serializer", "tree", record_file(tree)
@@ -88,6 +127,40 @@ def seeds():
     yield "securitydescriptor", "dacl", struct.pack("<BBHIIII", 1, 0, 0x8004, 0, 0, 0, 20) + acl
     yield "securitydescriptor", "owner-dacl", (struct.pack("<BBHIIII", 1, 0, 0x9404, 20, 0, 0, 36)
                                                + sid(22, 1, 0) + acl)
+
+
+    strings = b"CompanyName\0Tormel\0ProductName\0kwlib63\0FileVersion\x001.2.3\0"
+    yield "versioninfo", "elf64-section", elf(version_note(strings))
+    yield "versioninfo", "elf32-segment", elf(version_note(b"K\0V\0"), wide=False, sections=False, segments=True)
+    yield "versioninfo", "elf64-both", elf(version_note(b"K\0\xc3\xa0\0", 0x040C, 1252), segments=True)
+    yield "versioninfo", "elf64-no-note", elf(struct.pack("<III", 4, 4, 1) + b"GNU\0abcd")
+
+    yield "textconv", "ascii", b"plain text, 123"
+    yield "textconv", "utf8", "gr\u00fc\u00df \u20ac \U0001F600 \u4e00".encode("utf-8")
+    yield "textconv", "utf8-bom", b"\xef\xbb\xbf" + "\u00e0b".encode("utf-8")
+    yield "textconv", "utf16-bom", b"\xfe\xff" + "ab\u00e9".encode("utf-16-le")
+    yield "textconv", "high-bytes", bytes(range(128, 256))
+    yield "textconv", "broken-utf8", b"a\xc3\x28\xe2\x82\xf0\x9f\x98\xed\xa0\x80z"
+
+    for name, text in (("cm", "12.5 cm"), ("fraction", "1 3/4 in"), ("bare-fraction", "3/8"), ("points", "72 pt"),
+                       ("metres", "0.25m"), ("feet", "2 ft"), ("yards", "1yd"), ("rep", "10 rep"), ("plain", " 42 "),
+                       ("inch-mark", '3"'), ("junk", "abc")):
+        yield "units", name, text.encode("utf-8")
+
+    for name, text in (("absolute", "/usr/lib/x.so.6"), ("relative", "a/b/c.txt"), ("folder", "/a/b/"),
+                       ("root", "/"), ("quoted", '"/tmp/q r.txt"'), ("join", "/base\tfile.ext"),
+                       ("up", "/a/b/c\t.."), ("dots", "/a.b/c"), ("odd", "a<b>:c|d?*e.f")):
+        yield "pathstring", name, text.encode("utf-8")
+
+    yield "multistring", "three", b"one\0two\0three\0\0"
+    yield "multistring", "empty-first", b"\0rest\0\0"
+    yield "multistring", "unterminated", b"a\0bb\0ccc"
+    yield "multistring", "repeats", b"x\0y\0x\0\0"
+
+    yield "kwlibargs", "numbers", b"\x05" + b"\0".join([b"42", b"0x1F", b"0XfF", b"007", b"18446744073709551615"])
+    yield "kwlibargs", "bad-numbers", b"\x03" + b"\0".join([b"-1", b"+2", b" 3", b"0x", b"12ab", b"70000"])
+    yield "kwlibargs", "flags", b"\x02" + b"\0".join([b"--json", b"file", b"-", b"-r", b"--all", b"-5"])
+    yield "kwlibargs", "unknown-flag", b"\x01" + b"\0".join([b"--nope", b"x"])
 
 
 def main():

@@ -8,6 +8,11 @@
 
 IMPLEMENT_DYNAMIC(CFileBuffer, CFile)
 
+namespace {
+// The first memory a block gets; it doubles from there as the data needs.
+constexpr unsigned long kFirstBlockBytes = 4096;
+}  // namespace
+
 CFileBuffer::CFileBuffer(LPCTSTR path, UINT openFlags, unsigned long bufferSize) : m_nBufferSize(bufferSize) {
   CFileException error;
   if (!Open(path, openFlags, &error)) AfxThrowFileException(error.m_cause, error.m_lOsError, error.m_strFileName);
@@ -39,7 +44,21 @@ int CFileBuffer::IsBuffered(unsigned long long pos) const {
 }
 
 unsigned char* CFileBuffer::getActualBufferPosition() {
-  return IsBuffered() ? m_pBuffer + (m_nPosition - m_nBlockStart) : nullptr;
+  if (!IsBuffered() || !Reserve(m_nBufferSize)) return nullptr;
+  return m_pBuffer + (m_nPosition - m_nBlockStart);
+}
+
+bool CFileBuffer::Reserve(unsigned long n) {
+  if (n <= m_nCapacity && m_pBuffer != nullptr) return true;
+  // Doubling keeps a writer's many small growths linear in the bytes written.
+  unsigned long want = std::max({n, kFirstBlockBytes, m_nCapacity < m_nBufferSize / 2 ? m_nCapacity * 2 : m_nBufferSize});
+  want = std::min(want, m_nBufferSize);
+  auto* grown = static_cast<unsigned char*>(std::realloc(m_pBuffer, want));
+  if (grown == nullptr) return false;
+  std::memset(grown + m_nCapacity, 0, want - m_nCapacity);
+  m_pBuffer = grown;
+  m_nCapacity = want;
+  return true;
 }
 
 int CFileBuffer::updateBuffer() { return IsBuffered() ? 0 : loadBuffer(m_nPosition); }
@@ -47,7 +66,9 @@ int CFileBuffer::updateBuffer() { return IsBuffered() ? 0 : loadBuffer(m_nPositi
 void CFileBuffer::updateWriteBlockLimits(unsigned int n) {
   if (!IsBuffered()) return;
   const auto o = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
-  MarkDirty(o, static_cast<unsigned long>(std::min<unsigned long long>(static_cast<unsigned long long>(o) + n, m_nBufferSize)));
+  const auto to = static_cast<unsigned long>(std::min<unsigned long long>(static_cast<unsigned long long>(o) + n, m_nBufferSize));
+  if (!Reserve(to)) return;  // never mark bytes the block has no memory for
+  MarkDirty(o, to);
 }
 
 int CFileBuffer::flushBuffer() {
@@ -65,6 +86,7 @@ int CFileBuffer::flushBuffer() {
 void CFileBuffer::DeleteContents() {
   std::free(m_pBuffer);
   m_pBuffer = nullptr;
+  m_nCapacity = 0;
   m_nBlockStart = 0;
   m_nValid = 0;
   m_bDirty = false;
@@ -76,7 +98,7 @@ int CFileBuffer::loadBuffer(unsigned long long pos) {
   try {
     if (m_pBuffer != nullptr) {
       flushBuffer();
-    } else if ((m_pBuffer = static_cast<unsigned char*>(std::malloc(m_nBufferSize))) == nullptr) {
+    } else if (!Reserve(std::min(m_nBufferSize, kFirstBlockBytes))) {
       return -1;
     }
     const unsigned long long length = CFile::GetLength();
@@ -86,13 +108,15 @@ int CFileBuffer::loadBuffer(unsigned long long pos) {
       m_nBlockStart = pos >= length && pos - length < m_nBufferSize ? length : pos;
       if (pos >= length) CFile::Seek(0, end);
       m_nValid = 0;
-      std::memset(m_pBuffer, 0, m_nBufferSize);
+      std::memset(m_pBuffer, 0, m_nCapacity);
     } else {
       if (pos >= length) return -7;
+      // The block needs no more memory than the file has left from `pos`.
+      if (!Reserve(static_cast<unsigned long>(std::min<unsigned long long>(m_nBufferSize, length - pos)))) return -1;
       m_nBlockStart = pos;
       CFile::Seek(static_cast<long long>(pos), begin);
-      m_nValid = CFile::Read(m_pBuffer, m_nBufferSize);
-      std::memset(m_pBuffer + m_nValid, 0, m_nBufferSize - m_nValid);
+      m_nValid = CFile::Read(m_pBuffer, m_nCapacity);
+      std::memset(m_pBuffer + m_nValid, 0, m_nCapacity - m_nValid);
       CFile::Seek(static_cast<long long>(pos), begin);
     }
     return 0;
@@ -135,6 +159,7 @@ void CFileBuffer::Write(const void* buffer, UINT count) {
     if (!IsBuffered() && (loadBuffer(m_nPosition) != 0 || !IsBuffered())) return;  // dropped, as before
     const auto offset = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
     const UINT n = std::min<UINT>(count - done, m_nBufferSize - offset);
+    if (!Reserve(offset + n)) return;  // no memory: dropped, as a block that cannot load
     updateWriteBlockLimits(n);
     std::memcpy(m_pBuffer + offset, static_cast<const unsigned char*>(buffer) + done, n);
     done += n;

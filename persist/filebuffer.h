@@ -2,6 +2,9 @@
 // files opened either for reading or for writing (not both): a sequential reader
 // reads the disk once per block, a sequential writer writes it once per block.
 // The logical position is the buffer's; the file's own is not kept in step.
+// The block size sets where blocks start and end; the memory behind a block grows
+// to what the file needs (its rest when reading, the bytes written so far when
+// writing), up to the block size, so small files cost little to open.
 //
 // Reads report a short count; writes that cannot be buffered are dropped without
 // a word, as the original does, except that a write dropped for a file error is
@@ -17,7 +20,7 @@ class CFileBuffer : public CFile {
   DECLARE_DYNAMIC(CFileBuffer)
  public:
   // Opens the file; raises CFileException on failure. The block is allocated on
-  // first use.
+  // first use, and only as large as the data in it needs.
   CFileBuffer(LPCTSTR path, UINT openFlags, unsigned long bufferSize);
   ~CFileBuffer() override;
 
@@ -37,8 +40,11 @@ class CFileBuffer : public CFile {
 
   int IsBuffered() const { return IsBuffered(m_nPosition); }
   int IsBuffered(unsigned long long pos) const;
-  // The block's byte at the logical position, or null when it is not buffered.
+  // The block's byte at the logical position, or null when it is not buffered;
+  // the whole block behind it is allocated, so callers may use it to the block's end.
   unsigned char* getActualBufferPosition();
+  // Bytes of memory the block holds now (at most the block size).
+  unsigned long AllocatedBlockSize() const { return m_nCapacity; }
   // 0 when the position is buffered, else loadBuffer's result.
   int updateBuffer();
   // Marks `n` bytes from the position as data to write (up to the block's end).
@@ -60,6 +66,7 @@ class CFileBuffer : public CFile {
       return false;
     }
     const auto o = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
+    if (o + n > m_nCapacity && !Reserve(o + n)) return false;
     MarkDirty(o, o + n);
     std::memcpy(m_pBuffer + o, buffer, n);
     m_nPosition += n;
@@ -79,6 +86,9 @@ class CFileBuffer : public CFile {
 
  private:
   bool Writing() const { return (m_nFlags & modeWrite) != 0; }
+  // Makes the first `n` bytes of the block (n <= the block size) memory, zeros
+  // where new; false, with the block as it was, when there is no memory.
+  bool Reserve(unsigned long n);
   // Extends the stretch to write to cover [from, to) of the block.
   void MarkDirty(unsigned long from, unsigned long to) {
     if (m_bDirty) {
@@ -94,6 +104,7 @@ class CFileBuffer : public CFile {
   UINT m_nFlags = 0;
   unsigned char* m_pBuffer = nullptr;
   unsigned long m_nBufferSize;
+  unsigned long m_nCapacity = 0;  // bytes of the block m_pBuffer holds
   unsigned long long m_nBlockStart = 0;
   unsigned long long m_nPosition = 0;
   unsigned long m_nValid = 0;  // read mode: bytes of the block that hold file data

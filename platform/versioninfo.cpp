@@ -3,8 +3,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +21,12 @@ namespace {
 constexpr unsigned kSectionNote = 7;   // SHT_NOTE
 constexpr unsigned kSegmentNote = 4;   // PT_NOTE
 constexpr std::size_t kMaxNoteArea = 1 << 20;
+// Bounds on the work a hostile file can ask for: entries of each header table
+// visited, note areas read, and bytes read in all. Linked files have a few dozen
+// sections and a handful of notes, far inside these.
+constexpr std::uint64_t kMaxTableEntries = 4096;
+constexpr std::size_t kMaxNoteAreas = 64;
+constexpr std::uint64_t kMaxBytesRead = 8u << 20;
 
 // The version data of a file: its fixed block, translation and strings.
 struct VersionData {
@@ -53,7 +61,11 @@ class ElfFile {
   ElfFile& operator=(const ElfFile&) = delete;
   bool IsOpen() const { return m_fd >= 0; }
 
-  bool Read(std::uint64_t offset, std::size_t size, std::vector<unsigned char>& out) const {
+  // Reads `size` bytes at `offset`; false at the end of the file, on an error, or
+  // when the bytes would take the file past its read budget.
+  bool Read(std::uint64_t offset, std::size_t size, std::vector<unsigned char>& out) {
+    if (size > kMaxBytesRead - m_nRead) return false;
+    m_nRead += size;
     out.resize(size);
     std::size_t done = 0;
     while (done < size) {
@@ -66,6 +78,7 @@ class ElfFile {
 
  private:
   int m_fd;
+  std::uint64_t m_nRead = 0;  // bytes asked for so far, against kMaxBytesRead
 };
 
 // The descriptor of our note inside an area of notes, if it is there.
@@ -87,7 +100,7 @@ bool FindInNotes(const std::vector<unsigned char>& area, std::vector<unsigned ch
 // Little-endian ELF files of either class; the note sections first, then the note
 // segments of files whose section table is gone.
 bool FindNote(const std::string& path, std::vector<unsigned char>& desc) {
-  const ElfFile file(path);
+  ElfFile file(path);
   std::vector<unsigned char> ident;
   if (!file.IsOpen() || !file.Read(0, 64, ident) || std::memcmp(ident.data(), "\x7F" "ELF", 4) != 0 || ident[5] != 1) {
     return false;
@@ -100,16 +113,23 @@ bool FindNote(const std::string& path, std::vector<unsigned char>& desc) {
   const std::uint64_t phentsize = Get(&ident[tail], 2), phnum = Get(&ident[tail + 2], 2);
   const std::uint64_t shentsize = Get(&ident[tail + 4], 2), shnum = Get(&ident[tail + 6], 2);
   std::vector<unsigned char> entry, area;
+  // Each distinct area is read once, however many headers point at it.
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> tried;
   const auto tryArea = [&](std::uint64_t offset, std::uint64_t size) {
-    return size <= kMaxNoteArea && file.Read(offset, static_cast<std::size_t>(size), area) && FindInNotes(area, desc);
+    if (size > kMaxNoteArea || tried.size() >= kMaxNoteAreas) return false;
+    for (const auto& t : tried) {
+      if (t.first == offset && t.second == size) return false;
+    }
+    tried.emplace_back(offset, size);
+    return file.Read(offset, static_cast<std::size_t>(size), area) && FindInNotes(area, desc);
   };
   const std::size_t shMin = wide ? 64 : 40, phMin = wide ? 56 : 32;
-  for (std::uint64_t i = 0; shoff != 0 && shentsize >= shMin && i < shnum; ++i) {
+  for (std::uint64_t i = 0; shoff != 0 && shentsize >= shMin && i < std::min(shnum, kMaxTableEntries); ++i) {
     if (!file.Read(shoff + i * shentsize, shMin, entry)) break;
     if (Get(&entry[4], 4) != kSectionNote) continue;
     if (tryArea(Get(&entry[wide ? 24 : 16], addr), Get(&entry[wide ? 32 : 20], addr))) return true;
   }
-  for (std::uint64_t i = 0; phoff != 0 && phentsize >= phMin && i < phnum; ++i) {
+  for (std::uint64_t i = 0; phoff != 0 && phentsize >= phMin && i < std::min(phnum, kMaxTableEntries); ++i) {
     if (!file.Read(phoff + i * phentsize, phMin, entry)) break;
     if (Get(&entry[0], 4) != kSegmentNote) continue;
     if (tryArea(Get(&entry[wide ? 8 : 4], addr), Get(&entry[wide ? 32 : 16], addr))) return true;
@@ -153,21 +173,56 @@ std::size_t BlockSize(const VersionData& data) {
   return size;
 }
 
+// The data of the last size query, kept so that the read which follows it does not
+// parse the file again; the handle the query gave out names it.
+struct PendingRead {
+  std::mutex lock;  // guards the members below
+  DWORD handle = 0;
+  std::wstring path;
+  VersionData data;
+  DWORD lastHandle = 0;
+};
+PendingRead& Pending() {
+  static PendingRead pending;
+  return pending;
+}
+
 }  // namespace
 
 DWORD GetFileVersionInfoSizeW(LPCWSTR path, DWORD* handle) {
   if (handle != nullptr) *handle = 0;
   VersionData data;
-  return ReadVersion(path, data) ? static_cast<DWORD>(BlockSize(data)) : 0;
+  if (!ReadVersion(path, data)) return 0;
+  const auto size = static_cast<DWORD>(BlockSize(data));
+  if (handle != nullptr) {
+    PendingRead& pending = Pending();
+    const std::lock_guard<std::mutex> guard(pending.lock);
+    pending.handle = pending.lastHandle = pending.lastHandle % 0xFFFFFFFEu + 1;  // never 0
+    pending.path = path;
+    pending.data = std::move(data);
+    *handle = pending.handle;
+  }
+  return size;
 }
 
-BOOL GetFileVersionInfoW(LPCWSTR path, DWORD, DWORD size, void* block) {
+BOOL GetFileVersionInfoW(LPCWSTR path, DWORD handle, DWORD size, void* block) {
   VersionData data;
   if (block == nullptr) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return FALSE;
   }
-  if (!ReadVersion(path, data)) return FALSE;
+  bool known = false;
+  if (handle != 0 && path != nullptr) {
+    PendingRead& pending = Pending();
+    const std::lock_guard<std::mutex> guard(pending.lock);
+    if (pending.handle == handle && pending.path == path) {
+      data = std::move(pending.data);
+      pending.handle = 0;
+      pending.data = VersionData{};
+      known = true;
+    }
+  }
+  if (!known && !ReadVersion(path, data)) return FALSE;
   if (BlockSize(data) > size) {
     SetLastError(ERROR_INSUFFICIENT_BUFFER);
     return FALSE;

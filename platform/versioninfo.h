@@ -88,8 +88,14 @@ constexpr Note<N> MakeNote(Version file, Version product, std::uint32_t flags, s
 namespace kwplat {
 
 // The size of the block GetFileVersionInfoW fills, or 0 with the last error:
-// ERROR_RESOURCE_TYPE_NOT_FOUND for a file without the note (or not ELF).
+// ERROR_RESOURCE_TYPE_NOT_FOUND for a file without the note (or not ELF, or one
+// whose headers would take more than a bounded amount of reading to search).
+// `handle` gets 0 on failure, else a value naming the data just read: passed to
+// GetFileVersionInfoW for the same path, that call uses the data instead of
+// reading the file again (only the latest query's handle is kept, and once).
 DWORD GetFileVersionInfoSizeW(LPCWSTR path, DWORD* handle);
+// Fills `block` (of `size` bytes) with the file's version data; with 0 or a stale
+// `handle` the file is read now.
 BOOL GetFileVersionInfoW(LPCWSTR path, DWORD handle, DWORD size, void* block);
 // "\\" gives the VS_FIXEDFILEINFO, "\\VarFileInfo\\Translation" the translation
 // word (language in the low half, code page in the high), and

@@ -30,9 +30,9 @@ CString WithoutOneSlash(const CString& s) { return EndsWithSlash(s) ? s.Left(s.G
 struct Parts {
   std::wstring drive, dir, name, ext;
   explicit Parts(const wchar_t* path) { kwplat::_wsplitpath(path, &drive, &dir, &name, &ext); }
-  CPathString Make() const {
-    return CPathString(kwplat::_wmakepath(drive.c_str(), dir.c_str(), name.c_str(), ext.c_str()).c_str(), nullptr);
-  }
+  // Joined as they stand: these come from a path, so a quote at either end
+  // belongs to a name; it is not one around the whole.
+  CPathString Make() const { return CPathString(drive.c_str(), dir.c_str(), name.c_str(), ext.c_str()); }
 };
 
 CString CurrentDirectory() {

@@ -1,10 +1,12 @@
 // CFileBuffer on real files: lengths before a flush, short reads, the refused
 // read-write mode, and data crossing many small blocks.
 #include <unistd.h>
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <random>
 #include <string>
+#include <vector>
 #include <gtest/gtest.h>
 
 #include <kwlib63/framework/exception.h>
@@ -83,6 +85,74 @@ TEST_F(FileBufferTest, ManySmallWritesThroughSmallBlocks) {
   std::string back(expected.size(), '\0');
   EXPECT_EQ(f.Read(back.data(), static_cast<UINT>(back.size())), expected.size());
   EXPECT_EQ(back, expected);
+}
+
+TEST_F(FileBufferTest, MemoryFollowsTheDataUpToTheBlockSize) {
+  constexpr unsigned long kBlock = 8388608;
+  {
+    CFileBuffer f(m_path.c_str(), kWrite, kBlock);
+    f.Write("0123456789", 10);
+    EXPECT_LE(f.AllocatedBlockSize(), 4096u);
+    const std::string big(20000, 'b');
+    f.Write(big.data(), static_cast<UINT>(big.size()));
+    EXPECT_GE(f.AllocatedBlockSize(), 20010u);
+    EXPECT_LE(f.AllocatedBlockSize(), 65536u);
+  }
+  CFileBuffer f(m_path.c_str(), kRead, kBlock);
+  char buf[16] = {};
+  EXPECT_EQ(f.Read(buf, 10), 10u);
+  EXPECT_EQ(std::string(buf, 10), "0123456789");
+  EXPECT_LE(f.AllocatedBlockSize(), 32768u);  // the file's 20010 bytes, rounded up
+  // A caller given the block's address may use all of it.
+  ASSERT_NE(f.getActualBufferPosition(), nullptr);
+  EXPECT_EQ(f.AllocatedBlockSize(), kBlock);
+}
+
+// Writes of all sizes with seeks to the end of the data or past it (gaps read as
+// zeros), against a string holding what the file must hold; then reads at random
+// places against it. Seeking back into a block and writing is left out: the block
+// is not read in write mode, so the stretch it writes back may cover older bytes
+// with zeros, and that is kept as it is.
+TEST_F(FileBufferTest, BehavesLikeAPlainFile) {
+  for (unsigned seed = 1; seed <= 40; ++seed) {
+    std::mt19937 rng(seed);
+    const unsigned long block = std::vector<unsigned long>{5, 64, 5000, 1 << 20}[seed % 4];
+    std::string model;
+    {
+      CFileBuffer f(m_path.c_str(), kWrite, block);
+      unsigned long long pos = 0;
+      for (int step = 0; step < 60; ++step) {
+        if (rng() % 5 == 0) {
+          pos = model.size() + rng() % 9000;
+          ASSERT_EQ(f.Seek(static_cast<long long>(pos), CFile::begin), pos) << "seed " << seed << " step " << step;
+          continue;
+        }
+        std::string piece(rng() % 3 == 0 ? rng() % 12000 : rng() % 20, '\0');
+        for (char& c : piece) c = static_cast<char>('a' + rng() % 26);
+        f.Write(piece.data(), static_cast<UINT>(piece.size()));
+        if (!piece.empty()) {
+          if (model.size() < pos + piece.size()) model.resize(pos + piece.size(), '\0');
+          model.replace(pos, piece.size(), piece);
+        }
+        pos += piece.size();
+        ASSERT_EQ(f.GetPosition(), pos) << "seed " << seed << " step " << step;
+      }
+    }
+    const std::string written = Contents();
+    const auto differ = std::mismatch(written.begin(), written.end(), model.begin(), model.end());
+    ASSERT_TRUE(written == model) << "seed " << seed << ": " << written.size() << " bytes written, " << model.size()
+                                  << " expected, first difference at " << (differ.first - written.begin());
+    CFileBuffer f(m_path.c_str(), kRead, block);
+    for (int step = 0; step < 40; ++step) {
+      const unsigned long long at = rng() % (model.size() + 10);
+      const UINT want = rng() % 2 ? rng() % 16 : rng() % 20000;
+      ASSERT_EQ(f.Seek(static_cast<long long>(at), CFile::begin), at);
+      std::string got(want, '#');
+      const UINT n = f.Read(got.data(), want);
+      const std::string expected = at < model.size() ? model.substr(at, want) : "";
+      ASSERT_EQ(got.substr(0, n), expected) << "seed " << seed << " step " << step;
+    }
+  }
 }
 
 TEST_F(FileBufferTest, OpenFailureRaises) {

@@ -90,6 +90,22 @@ TEST(PathString, CdAndPurify) {
   EXPECT_EQ(CPathString::purify(L" <a> "), S(L"a"));
 }
 
+// Quotes around a whole path go when it is made; a quote left at either end of the
+// text afterwards belongs to a name, and moving the file keeps it.
+TEST(PathString, CdKeepsQuotesThatBelongToTheName) {
+  const struct {
+    const wchar_t* path;
+    const wchar_t* to;
+    const wchar_t* moved;
+  } cases[] = {{L"/a/\"\"b\"\"", L"c", L"/a/c/\"\"b\"\""}, {L"/=/\"\"\"", L".r", L"/=/.r/\"\"\""},
+               {L"\"f\"", L"d", L"d/\"f\""},                {L"/a/b/x.\"", L"..", L"/a/x.\""}};
+  for (const auto& c : cases) {
+    CPathString p;
+    p = c.path;  // as it stands, quotes and all
+    EXPECT_EQ(p.Cd(c.to), S(c.moved)) << kwfw::WideToUtf8(c.path) << " " << kwfw::WideToUtf8(c.to);
+  }
+}
+
 class PathStringFiles : public ::testing::Test {
  protected:
   void SetUp() override {

@@ -2,6 +2,7 @@
 // text forms with their suffixes, from small ELF files written here; and files
 // without a note or not ELF at all.
 #include <unistd.h>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -153,6 +154,70 @@ TEST_F(VersionTest, FilesWithoutANote) {
   EXPECT_EQ(kwplat::GetFileVersionInfoSizeW(kwfw::Utf8ToWide(WriteElf(m_dir, "bad", note)).c_str(), &handle), 0u);
   CInfoVersio v;
   EXPECT_EQ(CPathString::GetFileVersion(kwfw::Utf8ToWide(text).c_str(), v), 0);
+}
+
+// The data a size query read is handed to the read that follows with its handle,
+// so the file is parsed once: gone in between, it still answers through the handle.
+TEST_F(VersionTest, TheReadAfterASizeQueryUsesItsData) {
+  const auto note = kwver::MakeNote(KW_VERSION(3, 2, 0, 0), KW_VERSION(3, 2, 0, 0), 0, 0x0409, 1200, "Key\0once\0");
+  const std::string path = WriteElf(m_dir, "once", note);
+  const std::wstring wide = kwfw::Utf8ToWide(path);
+  DWORD handle = 0;
+  const DWORD size = kwplat::GetFileVersionInfoSizeW(wide.c_str(), &handle);
+  ASSERT_GT(size, 0u);
+  EXPECT_NE(handle, 0u);
+  ASSERT_EQ(std::remove(path.c_str()), 0);
+  std::vector<unsigned char> block(size, 0xCD);
+  EXPECT_FALSE(kwplat::GetFileVersionInfoW(wide.c_str(), 0, size, block.data()));  // no handle: read now
+  ASSERT_TRUE(kwplat::GetFileVersionInfoW(wide.c_str(), handle, size, block.data()));
+  void* value = nullptr;
+  UINT length = 0;
+  ASSERT_TRUE(kwplat::VerQueryValueW(block.data(), L"\\StringFileInfo\\040904b0\\Key", &value, &length));
+  EXPECT_EQ(std::wstring(static_cast<const wchar_t*>(value)), L"once");
+  // The handle serves one read.
+  EXPECT_FALSE(kwplat::GetFileVersionInfoW(wide.c_str(), handle, size, block.data()));
+}
+
+// A 10 MB file whose 65535 section headers and 65535 program headers all name
+// different 1 MiB stretches of empty notes: the search stops at its bounds instead
+// of scanning some hundred gigabytes. The note it would find last is not reached.
+TEST_F(VersionTest, HostileHeadersCostBoundedWork) {
+  constexpr std::size_t kEntries = 65535, kArea = 1 << 20, kNotes = 64, kNotesBytes = 2 * kArea;
+  const std::size_t shoff = kNotes + kNotesBytes, phoff = shoff + kEntries * 64, noteAt = phoff + kEntries * 56;
+  const auto note = kwver::MakeNote(KW_VERSION(1, 0, 0, 0), KW_VERSION(1, 0, 0, 0), 0, 0x0409, 1200, "K\0V\0");
+  std::vector<unsigned char> file(noteAt + sizeof note, 0);  // zeros are empty notes
+  std::memcpy(file.data(), "\x7F" "ELF\x02\x01\x01", 7);
+  Put(file, 32, phoff, 8);
+  Put(file, 40, shoff, 8);
+  Put(file, 54, 56, 2);
+  Put(file, 56, kEntries, 2);
+  Put(file, 58, 64, 2);
+  Put(file, 60, kEntries, 2);
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    Put(file, shoff + i * 64 + 4, 7, 4);  // SHT_NOTE
+    Put(file, shoff + i * 64 + 24, kNotes + 12 * (i % 80000), 8);
+    Put(file, shoff + i * 64 + 32, kArea, 8);
+    Put(file, phoff + i * 56, 4, 4);  // PT_NOTE
+    Put(file, phoff + i * 56 + 8, kNotes + 12 * ((i + 7) % 80000), 8);
+    Put(file, phoff + i * 56 + 32, i + 1 < kEntries ? kArea : sizeof note, 8);
+  }
+  Put(file, phoff + (kEntries - 1) * 56 + 8, noteAt, 8);
+  std::memcpy(&file[noteAt], &note, sizeof note);
+  const std::string path = m_dir + "/hostile";
+  std::FILE* f = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(f, nullptr);
+  ASSERT_EQ(std::fwrite(file.data(), 1, file.size(), f), file.size());
+  ASSERT_EQ(std::fclose(f), 0);
+
+  const auto start = std::chrono::steady_clock::now();
+  DWORD handle = 1;
+  EXPECT_EQ(kwplat::GetFileVersionInfoSizeW(kwfw::Utf8ToWide(path).c_str(), &handle), 0u);
+  const auto elapsed = std::chrono::steady_clock::now() - start;
+  EXPECT_EQ(kwplat::GetLastError(), ERROR_RESOURCE_TYPE_NOT_FOUND);
+  EXPECT_EQ(handle, 0u);
+  // The bounded search takes some 50 ms here under the sanitizers (the unbounded one
+  // was still running after two minutes); the guard is about a hundred times that.
+  EXPECT_LT(elapsed, std::chrono::seconds(5)) << std::chrono::duration<double>(elapsed).count() << " s";
 }
 
 }  // namespace

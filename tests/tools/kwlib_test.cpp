@@ -50,7 +50,10 @@ TEST(KwlibStrings, JsonOutputMarksMissingStrings) {
 
 TEST(Kwlib, UsageErrorsExitWithTwo) {
   for (const char* args : {"", "nosuch", "strings", "strings --lang", "strings --lang xx 1", "strings 5-3",
-                           "strings 70000", "strings -1", "strings --frob 1", "strings 12abc"}) {
+                           "strings 70000", "strings -1", "strings --frob 1", "strings 12abc",
+                           // blanks, signs and a second prefix after what the check at the front sees
+                           "strings '\t5'", "strings ' 5'", "strings '0x 5'", "strings 0x-1", "strings 0x+5",
+                           "strings 0x0x5"}) {
     const Result r = Kwlib(args);
     EXPECT_EQ(r.status, 2) << args;
     EXPECT_FALSE(r.err.empty()) << args;
