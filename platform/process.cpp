@@ -42,13 +42,18 @@ struct Pipe : HandleObject {
   int fd;
   int wake;      // an eventfd, readable once the handle is closed
   bool reading;  // the reading end (ReadFile only), else the writing end (WriteFile only)
+  pid_t owner;   // the process that made the pipe
 
-  Pipe(int pipeFd, int wakeFd, bool readEnd) : HandleObject(kKind), fd(pipeFd), wake(wakeFd), reading(readEnd) {}
+  Pipe(int pipeFd, int wakeFd, bool readEnd)
+      : HandleObject(kKind), fd(pipeFd), wake(wakeFd), reading(readEnd), owner(getpid()) {}
   ~Pipe() override {
     close(fd);
     close(wake);
   }
   void Closed() override {
+    // A forked child shares the eventfd, but none of the calls it would wake: the
+    // fork copied no other thread. Its close must not fail the parent's calls.
+    if (getpid() != owner) return;
     const std::uint64_t one = 1;
     (void)!write(wake, &one, sizeof one);
   }

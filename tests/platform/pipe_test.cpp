@@ -126,6 +126,42 @@ TEST(Pipes, EachEndRefusesTheOtherDirection) {
   kwplat::CloseHandle(writeEnd);
 }
 
+// A forked child that closes its copies of a pipe's handles leaves the pipe as it
+// was for the parent: a read still waits for the byte the parent writes.
+TEST(Pipes, ClosingCopiesInAForkedChildLeavesThePipe) {
+  HANDLE readEnd = nullptr, writeEnd = nullptr;
+  ASSERT_TRUE(kwplat::CreatePipe(&readEnd, &writeEnd, nullptr, 0));
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    kwplat::CloseHandle(readEnd);
+    kwplat::CloseHandle(writeEnd);
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  std::atomic<pid_t> tid{0};
+  std::atomic<bool> done{false};
+  BOOL result = FALSE;
+  DWORD error = 0;
+  char byte = 0;
+  std::thread reader([&] {
+    tid = gettid();
+    DWORD read = 0;
+    result = kwplat::ReadFile(readEnd, &byte, 1, &read, nullptr);
+    error = kwplat::GetLastError();
+    done = true;
+  });
+  ASSERT_TRUE(kwtest::Eventually([&] { return done || (tid != 0 && SleepsIn(tid, kReadWaits)); }));
+  DWORD written = 0;
+  EXPECT_TRUE(kwplat::WriteFile(writeEnd, "k", 1, &written, nullptr));
+  reader.join();
+  EXPECT_TRUE(result) << "the read failed at once with error " << error;
+  EXPECT_EQ(byte, 'k');
+  kwplat::CloseHandle(readEnd);
+  kwplat::CloseHandle(writeEnd);
+}
+
 // Starts `command` with this process's streams: its process handle, or null;
 // `pid`, when given, receives the child's id.
 HANDLE StartChild(const wchar_t* command, DWORD* pid = nullptr) {
