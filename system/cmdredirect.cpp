@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <latch>
 #include <string_view>
 #include <vector>
 
@@ -36,6 +37,16 @@ bool Active(HANDLE process) {
 }
 
 }  // namespace
+
+// The threads wait for `ready` before anything else: a callback that stops its
+// object must find the start's three threads stored, and the start stores each
+// only once it runs. The stop sets `stopped`, which a thread let go by its own
+// callback checks when the callback returns, the object being a new start's by
+// then.
+struct CCmdRedirect::Run {
+  std::latch ready{1};
+  std::atomic<bool> stopped{false};
+};
 
 std::atomic<int> CCmdRedirect::m_bRunThread{0};
 
@@ -114,10 +125,11 @@ int CCmdRedirect::StartChildProcess(const wchar_t* cmdLine, int bShowChildWindow
   m_bRunThread = 1;
   m_hStopEvent = kwplat::CreateEventW(nullptr, TRUE, FALSE, nullptr);
   m_hWatchedProcess = m_hChildProcess;
-  m_stopped = std::make_shared<std::atomic<bool>>(false);
+  m_run = std::make_shared<Run>();
   m_hStdOutThread = std::thread(staticStdOutThread, this);
   m_hStdErrThread = std::thread(staticStdErrThread, this);
   m_hProcessThread = std::thread(staticProcessThread, this);
+  m_run->ready.count_down();
   OnChildStarted(cmdLine);
   return 1;
 }
@@ -168,7 +180,7 @@ void CCmdRedirect::TerminateChildProcess() {
     if (started) kwplat::Sleep(static_cast<DWORD>(milliseconds));
   };
   m_bRunThread = 0;
-  if (m_stopped != nullptr) *m_stopped = true;
+  if (m_run != nullptr) m_run->stopped = true;
   if (started) kwplat::SetEvent(m_hStopEvent);
   pause(500);
   Finish(m_hProcessThread);
@@ -190,7 +202,7 @@ void CCmdRedirect::TerminateChildProcess() {
   }
   Close(m_hWatchedProcess);
   Close(m_hStopEvent);
-  m_stopped = nullptr;
+  m_run = nullptr;
 }
 
 int CCmdRedirect::staticStdOutThread(CCmdRedirect* redirect) { return redirect->StdOutThread(redirect->m_hStdOutRead); }
@@ -201,7 +213,8 @@ int CCmdRedirect::StdOutThread(HANDLE hRead) { return ReadLoop(hRead, true); }
 int CCmdRedirect::StdErrThread(HANDLE hRead) { return ReadLoop(hRead, false); }
 
 int CCmdRedirect::ReadLoop(HANDLE hRead, bool parseProgress) {
-  const std::shared_ptr<std::atomic<bool>> stopped = m_stopped;
+  const std::shared_ptr<Run> run = m_run;
+  run->ready.wait();
   std::string& pending = parseProgress ? m_pendingOut : m_pendingErr;
   char buffer[kChunk + 1];
   for (;;) {
@@ -221,7 +234,7 @@ int CCmdRedirect::ReadLoop(HANDLE hRead, bool parseProgress) {
       else OnChildStdErrWrite(text.c_str());
       // Stopped meanwhile, perhaps by the callback itself, which may have started
       // the object again: nothing of it is this thread's any more.
-      if (*stopped) return 0;
+      if (run->stopped) return 0;
     }
     if (parseProgress) ParseProgress(buffer);
   }
@@ -248,6 +261,7 @@ void CCmdRedirect::ParseProgress(const char* chunk) {
 }
 
 int CCmdRedirect::ProcessThread() {
+  m_run->ready.wait();
   // The child this start made, even when a callback has killed it already.
   const HANDLE handles[] = {m_hStopEvent, m_hWatchedProcess};
   while (m_bRunThread) {

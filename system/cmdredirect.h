@@ -108,8 +108,8 @@ class CCmdRedirect {
   // m_hChildProcess it stays through a kill, and the stop closes it once the
   // watcher is done.
   HANDLE m_hWatchedProcess = nullptr;
-  // Set when the running start is stopped. Each of its threads holds it, so that
-  // a thread let go by a stop from its own callback sees it when the callback
-  // returns and leaves, the object being a new start's by then.
-  std::shared_ptr<std::atomic<bool>> m_stopped;
+  // What the running start shares with its threads (see cmdredirect.cpp); each
+  // thread holds it, so that it outlives the start for a thread let go.
+  struct Run;
+  std::shared_ptr<Run> m_run;
 };
