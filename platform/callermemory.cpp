@@ -38,6 +38,13 @@ bool Copy(void* to, const void* from, std::size_t size, bool intoCaller) {
 
 bool ReadCallerMemory(void* to, const void* from, std::size_t size) { return Copy(to, from, size, false); }
 
-bool WriteCallerMemory(void* to, const void* from, std::size_t size) { return Copy(to, from, size, true); }
+bool WriteCallerMemory(void* to, const void* from, std::size_t size) {
+  if (!Copy(to, from, size, true)) return false;
+  // A copy by the kernel is invisible to memory checkers (valgrind, MemorySanitizer),
+  // which would take the bytes for unset; the same copy again, now known to be
+  // safe, shows them.
+  if (size > 0) std::memcpy(to, from, size);
+  return true;
+}
 
 }  // namespace kwplat

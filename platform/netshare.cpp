@@ -1,8 +1,13 @@
 #include <kwlib63/platform/netshare.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <cwchar>
 #include <string>
@@ -76,15 +81,59 @@ Result Run(const std::vector<std::wstring>& line) {
   return result;
 }
 
-// Runs `net [-s CONF] usershare WORDS...`.
-Result Net(const std::vector<std::wstring>& words) {
+// Runs `net [-s CONF] usershare COMMAND... -- OPERANDS...`. After "--" net reads
+// no option, so a name, path or remark that begins with '-' stays what it is.
+Result Net(const std::vector<std::wstring>& command, const std::vector<std::wstring>& operands) {
   const std::wstring config = kwfw::Utf8ToWide(g_config.Get());
   std::vector<std::wstring> line = {L"net"};
   if (!config.empty()) line.insert(line.end(), {L"-s", config});
   line.push_back(L"usershare");
-  line.insert(line.end(), words.begin(), words.end());
+  line.insert(line.end(), command.begin(), command.end());
+  line.push_back(L"--");
+  line.insert(line.end(), operands.begin(), operands.end());
   return Run(line);
 }
+
+// Runs `testparm -s OPTIONS... [CONF]`, which reads smb.conf as Samba does.
+Result Testparm(const std::vector<std::wstring>& options) {
+  const std::wstring config = kwfw::Utf8ToWide(g_config.Get());
+  std::vector<std::wstring> line = {L"testparm", L"-s", L"--suppress-prompt"};
+  line.insert(line.end(), options.begin(), options.end());
+  if (!config.empty()) line.push_back(config);
+  return Run(line);
+}
+
+// The folder Samba keeps user shares in, as smb.conf sets it; empty when unknown.
+std::string UsershareFolder() {
+  const Result r = Testparm({L"--parameter-name=usershare path"});
+  if (r.exitCode != 0) return {};
+  const std::size_t end = r.out.find('\n');
+  return r.out.substr(0, end);
+}
+
+// An exclusive flock(2) on the usershare folder itself, held while the object
+// lives. flock excludes every other open description of the folder, so each
+// process of the machine, and each thread, that adds through this library to
+// that folder waits for the others; `net` itself takes no lock. When the folder
+// cannot be opened nothing is held: `net` then fails on the folder anyway.
+class UsershareLock {
+ public:
+  explicit UsershareLock(const std::string& folder)
+      : m_fd(folder.empty() ? -1 : open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (m_fd >= 0) {
+      while (flock(m_fd, LOCK_EX) != 0 && errno == EINTR) {
+      }
+    }
+  }
+  ~UsershareLock() {
+    if (m_fd >= 0) close(m_fd);  // closing releases the lock
+  }
+  UsershareLock(const UsershareLock&) = delete;
+  UsershareLock& operator=(const UsershareLock&) = delete;
+
+ private:
+  const int m_fd;
+};
 
 bool Contains(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
 
@@ -143,10 +192,7 @@ std::vector<Share> Parse(const std::string& text) {
 // The shares smb.conf defines (user shares are not among them), as Samba reads
 // the file; none when it cannot be read.
 std::vector<Share> ConfiguredShares() {
-  const std::wstring config = kwfw::Utf8ToWide(g_config.Get());
-  std::vector<std::wstring> line = {L"testparm", L"-s", L"--suppress-prompt"};
-  if (!config.empty()) line.push_back(config);
-  const Result r = Run(line);
+  const Result r = Testparm({});
   if (r.exitCode != 0) return {};
   std::vector<Share> shares = Parse(r.out);
   std::erase_if(shares, [](const Share& s) { return s.name == L"global"; });
@@ -163,10 +209,14 @@ bool Local(LPWSTR server) { return server == nullptr || *server == L'\0'; }
 // regard to case), or all of them for null, then the shares of its configuration:
 // they take names and folders too.
 std::vector<Share> SambaShares(const wchar_t* name, NET_API_STATUS& status) {
-  std::vector<std::wstring> words = {L"info", L"--long"};
-  if (name != nullptr) words.push_back(name);
-  const Result r = Net(words);
-  status = r.exitCode == 0 ? NERR_Success : Failure(r);
+  std::vector<std::wstring> names;
+  if (name != nullptr) names.push_back(name);
+  const Result r = Net({L"info", L"--long"}, names);
+  // A user share Samba cannot read back (made outside this library, say with a
+  // line feed in its name) fails the command when it is the last one read; the
+  // shares it could read are listed all the same.
+  const bool unreadableSkipped = Contains(r.err, "not a well formed usershare file");
+  status = r.exitCode == 0 || unreadableSkipped ? NERR_Success : Failure(r);
   std::vector<Share> shares = Parse(r.out);
   if (status == NERR_Success) {
     std::vector<Share> configured = ConfiguredShares();
@@ -184,9 +234,30 @@ std::vector<Share> Find(const wchar_t* name, NET_API_STATUS& status) {
   return shares;
 }
 
-// Characters neither Windows nor Samba takes in a share name ('%' is Samba's,
-// the brackets Windows').
-bool ValidName(std::wstring_view name) { return name.find_first_of(L"%<>*?|/\\+=;:\",[]") == std::wstring_view::npos; }
+// Windows' limit on a share name (NNLEN), in UTF-16 units. 80 units are at most
+// 240 bytes of UTF-8, so such a name also fits the file Samba keeps a share in.
+inline constexpr std::size_t kMaxNameUnits = 80;
+
+// NERR_Success for a name a share may take. ERROR_INVALID_NAME for one that
+// Windows or Samba cannot take: characters either side refuses ('%' is Samba's,
+// the brackets Windows'); control characters (a line feed splits the name in
+// Samba's record and lists, so the share could not be found again); more than
+// kMaxNameUnits; "." and ".." (a user share is a file named by the share); and
+// the sections smb.conf reads as no share of a folder (global, homes, printers).
+// NERR_DuplicateShare for IPC$, which Samba always serves.
+NET_API_STATUS CheckName(std::wstring_view name) {
+  if (name.find_first_of(L"%<>*?|/\\+=;:\",[]") != std::wstring_view::npos) return ERROR_INVALID_NAME;
+  std::size_t units = 0;
+  for (const wchar_t c : name) {
+    if (c < 0x20 || (c >= 0x7F && c <= 0x9F)) return ERROR_INVALID_NAME;
+    units += static_cast<std::uint32_t>(c) > 0xFFFF ? 2 : 1;
+  }
+  if (units > kMaxNameUnits || name == L"." || name == L"..") return ERROR_INVALID_NAME;
+  for (const wchar_t* section : {L"global", L"homes", L"printers"}) {
+    if (kwfw::EqualNoCase(name, section)) return ERROR_INVALID_NAME;
+  }
+  return kwfw::EqualNoCase(name, L"IPC$") ? NERR_DuplicateShare : NERR_Success;
+}
 
 // One block holding the records and, after them, their texts.
 LPBYTE Pack(const std::vector<Share>& shares, DWORD level) {
@@ -232,12 +303,15 @@ NET_API_STATUS NetShareAdd(LPWSTR server, DWORD level, LPBYTE buffer, LPDWORD pa
   if (info->shi2_netname == nullptr || *info->shi2_netname == L'\0' || info->shi2_path == nullptr) {
     return ERROR_INVALID_PARAMETER;
   }
-  if (!ValidName(info->shi2_netname)) return ERROR_INVALID_NAME;
+  const NET_API_STATUS named = CheckName(info->shi2_netname);
+  if (named != NERR_Success) return named;
   struct stat st {};
   if (stat(kwfw::WideToUtf8(info->shi2_path).c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return NERR_UnknownDevDir;
   // Samba would replace a user share it takes for the same name, by its rules or
   // ours; Windows refuses it. The name has no pattern characters, so every user
-  // share Samba matches is one.
+  // share Samba matches is one. The check and the add are one step under the
+  // folder's lock, so of two adds of one name, from any processes, one is refused.
+  const UsershareLock lock(UsershareFolder());
   NET_API_STATUS status = NERR_Success;
   std::vector<Share> taken = SambaShares(info->shi2_netname, status);
   if (std::any_of(taken.begin(), taken.end(), [info](const Share& s) {
@@ -247,14 +321,14 @@ NET_API_STATUS NetShareAdd(LPWSTR server, DWORD level, LPBYTE buffer, LPDWORD pa
   }
   const bool writable = (info->shi2_permissions & (ACCESS_WRITE | ACCESS_CREATE | ACCESS_DELETE)) != 0 ||
                         info->shi2_permissions == 0;
-  std::vector<std::wstring> words = {L"add", info->shi2_netname, info->shi2_path,
+  std::vector<std::wstring> words = {info->shi2_netname, info->shi2_path,
                                      info->shi2_remark != nullptr ? info->shi2_remark : L"",
                                      writable ? L"S-1-1-0:F" : L"S-1-1-0:R", L"guest_ok=y"};
-  Result r = Net(words);
+  Result r = Net({L"add"}, words);
   // Guests are let in only where Samba allows them.
   if (r.exitCode != 0 && Contains(r.err, "guest_ok=y requested")) {
     words.back() = L"guest_ok=n";
-    r = Net(words);
+    r = Net({L"add"}, words);
   }
   return r.exitCode == 0 ? NERR_Success : Failure(r);
 }
@@ -268,7 +342,7 @@ NET_API_STATUS NetShareDel(LPWSTR server, LPWSTR name, DWORD) {
   if (found.empty()) return NERR_NetNameNotFound;
   // A share of smb.conf is the administrator's: only user shares are removed here.
   if (found.front().configured) return ERROR_ACCESS_DENIED;
-  const Result r = Net({L"delete", found.front().name});
+  const Result r = Net({L"delete"}, {found.front().name});
   return r.exitCode == 0 ? NERR_Success : Failure(r);
 }
 

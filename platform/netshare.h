@@ -48,7 +48,11 @@ namespace kwplat {
 // for a path that is not a folder; NERR_NetNameNotFound for no such share;
 // ERROR_ACCESS_DENIED when the user may not share; NERR_ServerNotStarted when user
 // shares are disabled on this machine (no usershare path, or none allowed);
-// ERROR_TOO_MANY_NAMES when the machine's limit of shares is reached. Only the
+// ERROR_TOO_MANY_NAMES when the machine's limit of shares is reached;
+// ERROR_INVALID_NAME for a name no share may take (control characters, more than
+// 80 UTF-16 units, characters Windows or Samba refuses, ".", "..", global, homes,
+// printers). NetShareAdd checks the name and adds the share as one step for
+// every process that adds to the same usershare folder through it. Only the
 // local machine (a null or empty server) is served; another is
 // ERROR_BAD_NETPATH. Buffers are freed with NetApiBufferFree.
 NET_API_STATUS NetShareAdd(LPWSTR server, DWORD level, LPBYTE buffer, LPDWORD parameterError);

@@ -59,7 +59,9 @@ std::wstring Trim(std::wstring_view s) {
 
 Parsed Parse(const std::wstring& text) {
   Parsed p;
-  const std::wstring t = Trim(text);
+  // A line's text ends at a NUL, as Windows reads it: a file written with its C
+  // terminator ends in one, which makes no entry.
+  const std::wstring t = Trim(std::wstring_view(text).substr(0, text.find(L'\0')));
   if (t.empty()) return p;
   if (t[0] == L';') {
     p.kind = Parsed::kComment;
@@ -432,7 +434,7 @@ void RemoveStaleTemporaries(int folderFd) {
 template <typename Change>
 BOOL Modify(LPCWSTR path, Change&& change) {
   if (path == nullptr || *path == 0) {
-    SetLastError(ERROR_INVALID_PARAMETER);
+    SetLastError(path == nullptr ? ERROR_INVALID_PARAMETER : ERROR_ACCESS_DENIED);
     return FALSE;
   }
   const std::string given = Native(path);
@@ -452,7 +454,9 @@ BOOL Modify(LPCWSTR path, Change&& change) {
   }
   IniFile file = exists ? Split(bytes) : IniFile{};
   bool ok = true;
-  if (change(file)) {
+  // A missing file is made even when nothing changes (a deletion from it), as
+  // Windows makes it.
+  if (change(file) || !exists) {
     ok = ReplaceFile(target, Join(file), exists ? &st : nullptr);
     if (!ok) SetLastErrorFromErrno();
   }
@@ -472,7 +476,10 @@ DWORD CopyValue(const std::wstring& value, LPWSTR buffer, DWORD size) {
   return static_cast<DWORD>(n);
 }
 
-DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR buffer, DWORD size) {
+// A list of items, each with its zero, and a closing zero. `spare` asks for one
+// character more than the list needs before it counts as fitting, as Windows'
+// list of section names does.
+DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR buffer, DWORD size, DWORD spare = 0) {
   if (buffer == nullptr || size == 0) return 0;
   if (size == 1) {
     buffer[0] = 0;
@@ -480,7 +487,7 @@ DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR buffer, DWORD size
   }
   std::wstring list;
   for (const std::wstring& item : items) list += item + L'\0';
-  if (list.size() + 1 <= size) {
+  if (list.size() + 1 + spare <= size) {
     std::wmemcpy(buffer, list.c_str(), list.size());
     buffer[list.size()] = 0;
     if (list.empty()) buffer[1] = 0;
@@ -498,11 +505,7 @@ DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR buffer, DWORD size
 DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue, LPWSTR buffer, DWORD size,
                                LPCWSTR file) {
   const std::shared_ptr<const FileIndex> index = g_cache.Load(file != nullptr ? file : L"");
-  if (section == nullptr) {
-    std::vector<std::wstring> names;
-    for (std::size_t i = 0; index && i < index->sections.size(); ++i) names.push_back(index->sections[i].name);
-    return CopyList(names, buffer, size);
-  }
+  if (section == nullptr) return GetPrivateProfileSectionNamesW(buffer, size, file);
   const SectionIndex* found = index ? index->Find(Trim(section)) : nullptr;
   if (key == nullptr) return CopyList(found != nullptr ? found->keys : std::vector<std::wstring>(), buffer, size);
   if (found != nullptr) {
@@ -516,11 +519,22 @@ DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValu
 }
 
 DWORD GetPrivateProfileSectionNamesW(LPWSTR buffer, DWORD size, LPCWSTR file) {
-  return GetPrivateProfileStringW(nullptr, nullptr, nullptr, buffer, size, file);
+  const std::shared_ptr<const FileIndex> index = g_cache.Load(file != nullptr ? file : L"");
+  // A missing file gives an empty string, not an empty list: the second character
+  // stays as it was.
+  if (index == nullptr) return CopyValue(L"", buffer, size);
+  std::vector<std::wstring> names;
+  for (const SectionIndex& s : index->sections) names.push_back(s.name);
+  return CopyList(names, buffer, size, 1);
 }
 
 DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCWSTR file) {
-  const std::shared_ptr<const FileIndex> index = section != nullptr ? g_cache.Load(file != nullptr ? file : L"") : nullptr;
+  if (section == nullptr || buffer == nullptr || size == 0) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return 0;
+  }
+  const std::shared_ptr<const FileIndex> index = file != nullptr ? g_cache.Load(file) : nullptr;
+  SetLastError(index != nullptr ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
   const SectionIndex* found = index ? index->Find(Trim(section)) : nullptr;
   return CopyList(found != nullptr ? found->lines : std::vector<std::wstring>(), buffer, size);
 }
@@ -528,7 +542,7 @@ DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCW
 BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file) {
   if (section == nullptr) {
     if (key == nullptr && value == nullptr) return TRUE;  // a request to flush: every write is already on disk
-    SetLastError(ERROR_INVALID_PARAMETER);
+    SetLastError(ERROR_FILE_NOT_FOUND);
     return FALSE;
   }
   // Names are matched and written without their surrounding blanks, as they are read.

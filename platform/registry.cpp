@@ -232,7 +232,7 @@ LONG CopyName(const std::string& utf8, LPWSTR name, LPDWORD length) {
   return ERROR_SUCCESS;
 }
 
-LONG OpenPath(HKEY key, LPCWSTR subKey, REGSAM sam, PHKEY result, bool create, LPDWORD disposition) {
+LONG OpenPath(HKEY key, LPCWSTR subKey, REGSAM sam, PHKEY result, bool create, DWORD options, LPDWORD disposition) {
   if (result == nullptr) return ERROR_INVALID_PARAMETER;
   *result = nullptr;
   Place place;
@@ -249,7 +249,9 @@ LONG OpenPath(HKEY key, LPCWSTR subKey, REGSAM sam, PHKEY result, bool create, L
   LONG error = place.hive->FindKey(place.id, names, id);
   // The parent's rights are not asked for: Windows creates through a parent opened
   // for any right.
-  if (error == ERROR_FILE_NOT_FOUND && create) error = place.hive->CreateKey(place.id, names, id, created);
+  if (error == ERROR_FILE_NOT_FOUND && create) {
+    error = place.hive->CreateKey(place.id, names, (options & REG_OPTION_VOLATILE) != 0, id, created);
+  }
   if (error != ERROR_SUCCESS) return error;
   if ((sam & kWriteAccess) != 0 && !place.hive->Writable()) return ERROR_ACCESS_DENIED;
   if (disposition != nullptr) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
@@ -266,12 +268,12 @@ LONG KeyFor(HKEY key, REGSAM right, Place& place) {
 }  // namespace
 
 LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD /*options*/, REGSAM sam, PHKEY result) {
-  return OpenPath(key, subKey, sam, result, false, nullptr);
+  return OpenPath(key, subKey, sam, result, false, 0, nullptr);
 }
 
-LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD /*reserved*/, LPWSTR /*keyClass*/, DWORD /*options*/,
+LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD /*reserved*/, LPWSTR /*keyClass*/, DWORD options,
                      REGSAM sam, const SECURITY_ATTRIBUTES* /*security*/, PHKEY result, LPDWORD disposition) {
-  return OpenPath(key, subKey, sam, result, true, disposition);
+  return OpenPath(key, subKey, sam, result, true, options, disposition);
 }
 
 LONG RegCloseKey(HKEY key) {

@@ -32,6 +32,7 @@ inline constexpr REGSAM KEY_WRITE = 0x20006;
 inline constexpr REGSAM KEY_ALL_ACCESS = 0xF003F;
 
 inline constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
+inline constexpr DWORD REG_OPTION_VOLATILE = 1;
 inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
 inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 
@@ -46,6 +47,7 @@ inline constexpr DWORD REG_QWORD = 11;
 inline constexpr DWORD ERROR_BAD_PATHNAME = 161;
 inline constexpr DWORD ERROR_BADDB = 1009;
 inline constexpr DWORD ERROR_KEY_DELETED = 1018;
+inline constexpr DWORD ERROR_CHILD_MUST_BE_VOLATILE = 1021;
 
 namespace kwplat {
 
@@ -56,7 +58,9 @@ namespace kwplat {
 // written.
 LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM sam, PHKEY result);
 // Opens `subKey`, creating the keys of its path that are missing; `disposition`
-// (may be null) says which. The class and security attributes are not kept.
+// (may be null) says which. The class and security attributes are not kept. Keys
+// made with REG_OPTION_VOLATILE last until the machine restarts; a lasting key
+// below a volatile one is ERROR_CHILD_MUST_BE_VOLATILE.
 LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM sam,
                      const SECURITY_ATTRIBUTES* security, PHKEY result, LPDWORD disposition);
 LONG RegCloseKey(HKEY key);

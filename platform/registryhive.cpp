@@ -13,6 +13,7 @@
 
 #include <kwlib63/framework/casefold.h>
 #include <kwlib63/platform/atomicfile.h>
+#include <kwlib63/platform/registry.h>
 
 namespace kwplat {
 
@@ -22,7 +23,8 @@ namespace kwplat {
 // needs, so they do without the cost of AUTOINCREMENT.
 constexpr char kSchema[] =
     "CREATE TABLE IF NOT EXISTS keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL,"
-    " name TEXT NOT NULL, folded TEXT NOT NULL, UNIQUE(parent, folded));"
+    " name TEXT NOT NULL, folded TEXT NOT NULL, volatile INTEGER NOT NULL DEFAULT 0, UNIQUE(parent, folded));"
+    "CREATE TABLE IF NOT EXISTS boot(id TEXT NOT NULL);"
     "CREATE TABLE IF NOT EXISTS vals(id INTEGER PRIMARY KEY, key INTEGER NOT NULL,"
     " name TEXT NOT NULL, folded TEXT NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));";
 
@@ -108,7 +110,7 @@ RegistryHive::RegistryHive(const std::string& file) {
   // A committed change is in the write-ahead log before the call returns, which
   // a crash of the process cannot undo; only the log's flush waits for checkpoints.
   bool ready = !m_writable || (Setup("PRAGMA journal_mode=WAL") && Setup("PRAGMA synchronous=NORMAL") && Setup(kSchema) &&
-                               Refold());
+                               Refold() && ForgetVolatileKeys());
   if (!ready || !Prepare()) {
     for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
     m_statements.clear();
@@ -164,6 +166,67 @@ bool RegistryHive::Refold() {
   return done;
 }
 
+namespace {
+
+// This boot of the machine, as the kernel names it (a UUID); empty when unknown.
+std::string BootId() {
+  gchar* text = nullptr;
+  if (!g_file_get_contents("/proc/sys/kernel/random/boot_id", &text, nullptr, nullptr)) return {};
+  std::string id = g_strstrip(text);
+  g_free(text);
+  return id.find_first_not_of("0123456789abcdef-") == std::string::npos ? id : std::string();
+}
+
+int UserVersion(sqlite3* db) {
+  sqlite3_stmt* version = nullptr;
+  if (sqlite3_prepare_v2(db, "PRAGMA user_version", -1, &version, nullptr) != SQLITE_OK) return -1;
+  const int value = sqlite3_step(version) == SQLITE_ROW ? sqlite3_column_int(version, 0) : -1;
+  sqlite3_finalize(version);
+  return value;
+}
+
+}  // namespace
+
+bool RegistryHive::ForgetVolatileKeys() {
+  // Volatile keys last until the machine restarts: the first writable open after a
+  // boot removes those of the boot before (a volatile key's sub-keys are volatile
+  // too, so whole branches go). A key of an older hive has no mark and lasts.
+  if (UserVersion(m_db) < kVolatileVersion) {
+    bool marked = false;
+    sqlite3_stmt* columns = nullptr;
+    if (sqlite3_prepare_v2(m_db, "SELECT 1 FROM pragma_table_info('keys') WHERE name = 'volatile'", -1, &columns,
+                           nullptr) != SQLITE_OK) {
+      return false;
+    }
+    marked = sqlite3_step(columns) == SQLITE_ROW;
+    sqlite3_finalize(columns);
+    const std::string sql = std::string("BEGIN IMMEDIATE;") +
+                            (marked ? "" : "ALTER TABLE keys ADD COLUMN volatile INTEGER NOT NULL DEFAULT 0;") +
+                            "PRAGMA user_version = " + std::to_string(kVolatileVersion) + ";COMMIT;";
+    if (!Setup(sql.c_str())) {
+      sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+      return false;
+    }
+  }
+  const std::string boot = BootId();
+  if (boot.empty()) return true;
+  sqlite3_stmt* same = nullptr;
+  if (sqlite3_prepare_v2(m_db, "SELECT 1 FROM boot WHERE id = ?1", -1, &same, nullptr) != SQLITE_OK) return false;
+  BindText(same, 1, boot);
+  const bool current = sqlite3_step(same) == SQLITE_ROW;
+  sqlite3_finalize(same);
+  if (current) return true;
+  const std::string sql = "BEGIN IMMEDIATE;"
+                          "DELETE FROM vals WHERE key IN (SELECT id FROM keys WHERE volatile <> 0);"
+                          "DELETE FROM keys WHERE volatile <> 0;"
+                          "DELETE FROM boot; INSERT INTO boot(id) VALUES('" + boot + "');COMMIT;";
+  if (!Setup(sql.c_str())) {
+    sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+    return false;
+  }
+  return true;
+}
+
 RegistryHive::~RegistryHive() {
   for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
   sqlite3_close(m_db);
@@ -171,9 +234,9 @@ RegistryHive::~RegistryHive() {
 
 bool RegistryHive::Prepare() {
   static constexpr const char* kText[] = {
-      "SELECT id FROM keys WHERE parent = ?1 AND folded = ?2",
-      "INSERT INTO keys(parent, name, folded) VALUES(?1, ?2, ?3)",
-      "SELECT 1 FROM keys WHERE id = ?1",
+      "SELECT id, volatile FROM keys WHERE parent = ?1 AND folded = ?2",
+      "INSERT INTO keys(parent, name, folded, volatile) VALUES(?1, ?2, ?3, ?4)",
+      "SELECT volatile FROM keys WHERE id = ?1",
       "UPDATE vals SET type = ?4, data = ?5 WHERE key = ?1 AND folded = ?3",
       "INSERT INTO vals(key, name, folded, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
       " WHERE ?1 = 0 OR EXISTS(SELECT 1 FROM keys WHERE id = ?1)"
@@ -261,12 +324,20 @@ LONG RegistryHive::FindKey(KeyId parent, const std::vector<std::string>& path, K
   return ERROR_SUCCESS;
 }
 
-LONG RegistryHive::CreateKey(KeyId parent, const std::vector<std::string>& path, KeyId& id, bool& created) {
+LONG RegistryHive::CreateKey(KeyId parent, const std::vector<std::string>& path, bool isVolatile, KeyId& id,
+                             bool& created) {
   std::lock_guard guard(m_lock);
   if (!m_writable) return ERROR_ACCESS_DENIED;
   if (LONG began = Begin(); began != ERROR_SUCCESS) return began;
   int code = SQLITE_OK;
-  LONG result = parent == kRoot ? ERROR_SUCCESS : KeyGone(parent) == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : 1018;
+  LONG result = ERROR_SUCCESS;
+  bool volatileParent = false;
+  if (parent != kRoot) {
+    ResetOnExit exists(Stmt(kKeyExists));
+    sqlite3_bind_int64(exists, 1, parent);
+    if (sqlite3_step(exists) == SQLITE_ROW) volatileParent = sqlite3_column_int(exists, 0) != 0;
+    else result = 1018;
+  }
   created = false;
   id = parent;
   for (std::size_t i = 0; i < path.size() && result == ERROR_SUCCESS; ++i) {
@@ -277,16 +348,24 @@ LONG RegistryHive::CreateKey(KeyId parent, const std::vector<std::string>& path,
     code = sqlite3_step(find);
     if (code == SQLITE_ROW) {
       id = sqlite3_column_int64(find, 0);
+      volatileParent = sqlite3_column_int(find, 1) != 0;
       continue;
     }
     if (code != SQLITE_DONE) {
       result = Failure(code);
       break;
     }
+    // A key that lasts cannot hang below one that goes with the next boot.
+    if (volatileParent && !isVolatile) {
+      result = ERROR_CHILD_MUST_BE_VOLATILE;
+      break;
+    }
+    volatileParent = isVolatile;
     ResetOnExit insert(Stmt(kInsertKey));
     sqlite3_bind_int64(insert, 1, id);
     BindText(insert, 2, path[i]);
     BindText(insert, 3, folded);
+    sqlite3_bind_int(insert, 4, isVolatile ? 1 : 0);
     code = sqlite3_step(insert);
     if (code != SQLITE_DONE) result = Failure(code);
     id = sqlite3_last_insert_rowid(m_db);

@@ -34,7 +34,9 @@ class RegistryHive {
   // Each returns a Win32 code: 0, 2 (no such key or value), 1018 (the key was
   // deleted), 5 (the hive cannot be written) or 1009 (the database failed).
   LONG FindKey(KeyId parent, const std::vector<std::string>& path, KeyId& id);
-  LONG CreateKey(KeyId parent, const std::vector<std::string>& path, KeyId& id, bool& created);
+  // Creates the missing keys of `path`, volatile ones when `isVolatile`: 1021
+  // (ERROR_CHILD_MUST_BE_VOLATILE) for a lasting key below a volatile one.
+  LONG CreateKey(KeyId parent, const std::vector<std::string>& path, bool isVolatile, KeyId& id, bool& created);
   LONG SetValue(KeyId key, std::string_view name, DWORD type, std::string_view data);
   LONG GetValue(KeyId key, std::string_view name, DWORD& type, std::string& data);
   // 259 past the last one.
@@ -63,6 +65,9 @@ class RegistryHive {
   // Brings the folded names of an older hive to FoldRegistryName, once per hive
   // file (its user_version); false when that cannot be done.
   bool Refold();
+  // Gives an older hive the volatile mark of keys, and removes the volatile keys
+  // of an earlier boot of the machine; false when that cannot be done.
+  bool ForgetVolatileKeys();
 
   std::mutex m_lock;
   sqlite3* m_db = nullptr;
@@ -70,8 +75,10 @@ class RegistryHive {
   std::vector<sqlite3_stmt*> m_statements;
 };
 
-// The hive version whose folded names are FoldRegistryName's.
+// The hive version whose folded names are FoldRegistryName's, and the one whose
+// keys carry their volatile mark.
 inline constexpr int kFoldVersion = 1;
+inline constexpr int kVolatileVersion = 2;
 
 // The case-folded form under which a name is found: the library's simple case
 // folding (kwfw::FoldCase) of the UTF-8 name.

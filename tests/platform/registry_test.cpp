@@ -175,6 +175,12 @@ TEST_F(RegistryTest, HiveWithFullyFoldedNamesIsStillRead) {
   EXPECT_EQ(Text(key, L"STRA\u1E9EE"), L"1");
   DWORD size = 0;
   EXPECT_EQ(RegQueryValueExW(key, L"STRASSE", nullptr, nullptr, nullptr, &size), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
+  // Its keys have no volatile mark and last; new ones can carry it.
+  HKEY sub = nullptr;
+  EXPECT_EQ(RegCreateKeyExW(key, L"Fleeting", 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &sub, nullptr), 0);
+  m_open.push_back(sub);
+  EXPECT_EQ(RegCreateKeyExW(sub, L"Lasting", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &sub, nullptr),
+            static_cast<LONG>(ERROR_CHILD_MUST_BE_VOLATILE));
 }
 
 TEST_F(RegistryTest, EnumerationOrdersAndBuffers) {
