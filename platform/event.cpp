@@ -1,7 +1,8 @@
 // Events as eventfds: the descriptor is readable exactly while the event is
 // signalled, and every change of state happens under the event's mutex, so a
 // wait polls the descriptors and then takes the event under its lock. Waits also
-// take process handles, polled through their pidfd.
+// take process handles, polled through their pidfd (looked at every 10 ms when
+// the child was made with no descriptor left for one).
 #include <kwlib63/platform/event.h>
 
 #include <sys/eventfd.h>
@@ -24,6 +25,9 @@
 
 namespace kwplat {
 namespace {
+
+// How often a wait looks at a process that has no descriptor to poll.
+constexpr int kUnwatchedProcessMs = 10;
 
 struct Event : HandleObject {
   static constexpr HandleKind kKind = HandleKind::kEvent;
@@ -154,9 +158,15 @@ DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
     }
     fds.clear();
     // With waitAll, an object already signalled is not polled: it would wake every time.
+    bool unwatched = false;
     for (DWORD i = 0; i < count; ++i) {
-      if (!waitAll || !items[i].Signalled()) fds.push_back({items[i].Fd(), POLLIN, 0});
+      if (waitAll && items[i].Signalled()) continue;
+      const int fd = items[i].Fd();
+      if (fd >= 0) fds.push_back({fd, POLLIN, 0});
+      else unwatched = true;
     }
+    // A process without a descriptor is looked at again after a while instead.
+    if (unwatched && (timeout < 0 || timeout > kUnwatchedProcessMs)) timeout = kUnwatchedProcessMs;
     if (queue) queue->Query(fds, timeout);
     const int n = poll(fds.data(), fds.size(), timeout);
     if (n < 0 && errno != EINTR) {

@@ -18,7 +18,9 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/fileapi.h>
@@ -30,31 +32,50 @@ extern char** environ;
 namespace kwplat {
 namespace {
 
-// A pipe end. Closing it wakes a read or write in progress on another thread, which
-// then fails with ERROR_BROKEN_PIPE; the descriptor is closed with the object, when
-// the last such call has left, so it can never be reused under a reader.
+// A pipe end. Its descriptor does not block, so that every read and write waits
+// in a poll beside the wake descriptor: closing the handle wakes each call in
+// progress on another thread, which then fails with ERROR_BROKEN_PIPE. The
+// descriptor is closed with the object, when the last such call has left, so it
+// can never be reused under a reader.
 struct Pipe : HandleObject {
   static constexpr HandleKind kKind = HandleKind::kPipe;
   int fd;
-  int wake;  // an eventfd, readable once the handle is closed
+  int wake;      // an eventfd, readable once the handle is closed
+  bool reading;  // the reading end (ReadFile only), else the writing end (WriteFile only)
+  pid_t owner;   // the process that made the pipe
 
-  Pipe(int pipeFd, int wakeFd) : HandleObject(kKind), fd(pipeFd), wake(wakeFd) {}
+  Pipe(int pipeFd, int wakeFd, bool readEnd)
+      : HandleObject(kKind), fd(pipeFd), wake(wakeFd), reading(readEnd), owner(getpid()) {}
   ~Pipe() override {
     close(fd);
     close(wake);
   }
   void Closed() override {
+    // A forked child shares the eventfd, but none of the calls it would wake: the
+    // fork copied no other thread. Its close must not fail the parent's calls.
+    if (getpid() != owner) return;
     const std::uint64_t one = 1;
     (void)!write(wake, &one, sizeof one);
   }
-  // Waits until the pipe can be read (POLLIN) or written (POLLOUT); false when the
-  // handle was closed meanwhile.
+  // Waits until the pipe can be read (POLLIN) or written (POLLOUT), or its other
+  // side has gone; false when the handle was closed meanwhile.
   bool Ready(short events) const {
     pollfd fds[2] = {{fd, events, 0}, {wake, POLLIN, 0}};
     while (poll(fds, 2, -1) < 0 && errno == EINTR) {}
     return (fds[1].revents & POLLIN) == 0;
   }
 };
+
+// A descriptor of `pipe`'s end for a child's standard stream, close-on-exec, or -1
+// with errno. The child gets an open file description of its own, opened again
+// through /proc: the flags of a description are shared by every descriptor of it,
+// so a copy of ours would hand the child a stream that does not block. Opening an
+// anonymous pipe's end this way never waits for the other end, nor fails when it
+// has gone.
+int ChildEnd(const Pipe& pipe) {
+  const std::string path = "/proc/self/fd/" + std::to_string(pipe.fd);
+  return open(path.c_str(), (pipe.reading ? O_RDONLY : O_WRONLY) | O_CLOEXEC);
+}
 
 struct Process : HandleObject {
   static constexpr HandleKind kKind = HandleKind::kProcess;
@@ -79,12 +100,17 @@ struct Process : HandleObject {
   // Records the end of the child if it has come; true once it has.
   bool Poll() {
     std::lock_guard guard(lock);
+    return PollLocked();
+  }
+  bool PollLocked() {
     if (ended) return true;
     int status = 0;
     const pid_t r = waitpid(pid, &status, WNOHANG);
     if (r == 0) return false;
     ended = true;
-    if (terminatedWith) exitCode = *terminatedWith;
+    // A child that exited by itself between TerminateProcess's look and its kill
+    // keeps its own code: only a kill makes the code the one asked for.
+    if (terminatedWith && (r != pid || WIFSIGNALED(status))) exitCode = *terminatedWith;
     else if (r == pid && WIFEXITED(status)) exitCode = static_cast<DWORD>(WEXITSTATUS(status));
     else if (r == pid && WIFSIGNALED(status)) exitCode = 128 + static_cast<DWORD>(WTERMSIG(status));
     else exitCode = 0;  // reaped by someone else: the code is lost
@@ -243,12 +269,25 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES
   posix_spawnattr_t attributes;
   posix_spawn_file_actions_init(&actions);
   posix_spawnattr_init(&attributes);
+  std::vector<int> childEnds;  // ours, closed once the child has its copies
+  const auto closeChildEnds = [&childEnds] {
+    for (int fd : childEnds) close(fd);
+  };
   if (startup != nullptr && (startup->dwFlags & STARTF_USESTDHANDLES) != 0) {
     const HANDLE streams[] = {startup->hStdInput, startup->hStdOutput, startup->hStdError};
     for (int target = 0; target < 3; ++target) {
-      if (const std::shared_ptr<Pipe> pipe = FindHandle<Pipe>(streams[target])) {
-        posix_spawn_file_actions_adddup2(&actions, pipe->fd, target);
+      const std::shared_ptr<Pipe> pipe = FindHandle<Pipe>(streams[target]);
+      if (pipe == nullptr) continue;
+      const int fd = ChildEnd(*pipe);
+      if (fd < 0) {
+        SetLastErrorFromErrno();
+        closeChildEnds();
+        posix_spawn_file_actions_destroy(&actions);
+        posix_spawnattr_destroy(&attributes);
+        return FALSE;
       }
+      childEnds.push_back(fd);
+      posix_spawn_file_actions_adddup2(&actions, fd, target);
     }
   }
   // Nothing of the parent's but the three standard streams reaches the child.
@@ -265,11 +304,14 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES
   const int error = posix_spawn(&pid, program->c_str(), &actions, &attributes, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
+  closeChildEnds();
   if (error != 0) {
     errno = error;
     SetLastErrorFromErrno();
     return FALSE;
   }
+  // With no descriptor left the pidfd is -1, and the waits look at the child now
+  // and then instead (processwait.h).
   const int pidfd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
   HANDLE process = OpenHandle(std::make_shared<Process>(pid, pidfd));
   if (process == nullptr) return FALSE;
@@ -290,7 +332,8 @@ BOOL TerminateProcess(HANDLE process, UINT exitCode) {
   const std::shared_ptr<Process> p = CheckedHandle<Process>(process);
   if (p == nullptr) return FALSE;
   std::lock_guard guard(p->lock);
-  if (p->ended) {
+  // A child that has exited is gone, though no call has looked at its end yet.
+  if (p->PollLocked()) {
     SetLastError(ERROR_ACCESS_DENIED);
     return FALSE;
   }
@@ -307,15 +350,15 @@ BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES*, DWORD) 
   }
   int fds[2];
   const int wakeRead = eventfd(0, EFD_CLOEXEC), wakeWrite = eventfd(0, EFD_CLOEXEC);
-  if (wakeRead < 0 || wakeWrite < 0 || pipe2(fds, O_CLOEXEC) != 0) {
+  if (wakeRead < 0 || wakeWrite < 0 || pipe2(fds, O_CLOEXEC | O_NONBLOCK) != 0) {
     SetLastErrorFromErrno();
     if (wakeRead >= 0) close(wakeRead);
     if (wakeWrite >= 0) close(wakeWrite);
     return FALSE;
   }
   // The objects own the descriptors from here on, so a failure closes them.
-  auto reader = std::make_shared<Pipe>(fds[0], wakeRead);
-  auto writer = std::make_shared<Pipe>(fds[1], wakeWrite);
+  auto reader = std::make_shared<Pipe>(fds[0], wakeRead, true);
+  auto writer = std::make_shared<Pipe>(fds[1], wakeWrite, false);
   HANDLE readHandle = OpenHandle(std::move(reader));
   HANDLE writeHandle = readHandle != nullptr ? OpenHandle(std::move(writer)) : nullptr;
   if (writeHandle == nullptr) {
@@ -331,15 +374,20 @@ BOOL ReadFile(HANDLE pipe, LPVOID buffer, DWORD size, LPDWORD read, LPVOID) {
   const std::shared_ptr<Pipe> p = CheckedHandle<Pipe>(pipe);
   if (read != nullptr) *read = 0;
   if (p == nullptr) return FALSE;
-  ssize_t n = -1;
-  if (p->Ready(POLLIN)) {
-    while ((n = ::read(p->fd, buffer, size)) < 0 && errno == EINTR) {}
-  } else {
-    n = 0;  // closed under the read: as if the other end had gone
+  if (!p->reading) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
   }
-  const int error = errno;
+  ssize_t n;
+  for (;;) {
+    n = ::read(p->fd, buffer, size);
+    if (n >= 0 || (errno != EAGAIN && errno != EINTR)) break;
+    if (errno == EAGAIN && !p->Ready(POLLIN)) {
+      SetLastError(ERROR_BROKEN_PIPE);  // closed under the read: as if the other end had gone
+      return FALSE;
+    }
+  }
   if (n < 0) {
-    errno = error;
     SetLastErrorFromErrno();
     return FALSE;
   }
@@ -355,6 +403,10 @@ BOOL WriteFile(HANDLE pipe, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID)
   const std::shared_ptr<Pipe> p = CheckedHandle<Pipe>(pipe);
   if (written != nullptr) *written = 0;
   if (p == nullptr) return FALSE;
+  if (p->reading) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+  }
   // A closed reading end must fail the write, not kill the process with SIGPIPE:
   // the signal is held for this thread and a pending one taken away.
   sigset_t pipeSignal, previous;
@@ -364,18 +416,20 @@ BOOL WriteFile(HANDLE pipe, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID)
   const auto* bytes = static_cast<const char*>(buffer);
   DWORD done = 0;
   int error = 0;
+  bool closed = false;
   while (done < size) {
-    if (!p->Ready(POLLOUT)) {
-      error = EPIPE;
-      break;
-    }
     const ssize_t n = ::write(p->fd, bytes + done, size - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
+    if (n >= 0) {
+      done += static_cast<DWORD>(n);
+    } else if (errno == EAGAIN) {
+      if (!p->Ready(POLLOUT)) {
+        closed = true;
+        break;
+      }
+    } else if (errno != EINTR) {
       error = errno;
       break;
     }
-    done += static_cast<DWORD>(n);
   }
   if (error == EPIPE) {
     const timespec now{0, 0};
@@ -383,6 +437,10 @@ BOOL WriteFile(HANDLE pipe, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID)
   }
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   if (written != nullptr) *written = done;
+  if (closed) {
+    SetLastError(ERROR_BROKEN_PIPE);
+    return FALSE;
+  }
   if (error == EPIPE) {
     SetLastError(ERROR_NO_DATA);
     return FALSE;

@@ -54,7 +54,7 @@ std::wstring JoinCommandLine(const std::vector<std::wstring>& words);
 
 // Starts `commandLine` (the program from `application` when given). With
 // STARTF_USESTDHANDLES the child's standard streams are the given pipe ends (a
-// null one is the parent's stream); the window, console and security arguments
+// null one is the parent's stream), blocking ones whatever ours are; the window, console and security arguments
 // have no meaning here and are accepted. ERROR_FILE_NOT_FOUND when the program is
 // not found, ERROR_DIRECTORY for a working folder that is not one.
 BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES* processAttributes,
@@ -71,9 +71,12 @@ BOOL TerminateProcess(HANDLE process, UINT exitCode);
 // The size is a hint, as on Windows.
 BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES* attributes, DWORD size);
 // Reads what is there (waiting for something); 0 bytes and ERROR_BROKEN_PIPE when
-// every write end is closed. Only pipe ends are accepted.
+// every write end is closed, or when `pipe` is closed during the wait. Only
+// reading ends are accepted: ERROR_ACCESS_DENIED for a writing end.
 BOOL ReadFile(HANDLE pipe, LPVOID buffer, DWORD size, LPDWORD read, LPVOID overlapped);
-// Writes all of `size`; ERROR_NO_DATA when the reading end is closed.
+// Writes all of `size`; ERROR_NO_DATA when the reading end is closed,
+// ERROR_BROKEN_PIPE when `pipe` is closed during the wait, with `written` what
+// went before. Only writing ends are accepted: ERROR_ACCESS_DENIED for a reading end.
 BOOL WriteFile(HANDLE pipe, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID overlapped);
 
 }  // namespace kwplat

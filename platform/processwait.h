@@ -5,7 +5,9 @@
 
 namespace kwplat::detail {
 
-// The descriptor of a process object that becomes readable when it ends, or -1.
+// The descriptor of a process object that becomes readable when it ends, or -1
+// when none could be made for it (the descriptors had run out): a wait then looks
+// at the process now and then.
 int ProcessPollFd(const HandleObject& process);
 // Whether the process has ended (its end is recorded when it has).
 bool ProcessEnded(HandleObject& process);

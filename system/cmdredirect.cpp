@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <latch>
 #include <string_view>
 #include <vector>
 
@@ -36,6 +37,16 @@ bool Active(HANDLE process) {
 }
 
 }  // namespace
+
+// The threads wait for `ready` before anything else: a callback that stops its
+// object must find the start's three threads stored, and the start stores each
+// only once it runs. The stop sets `stopped`, which a thread let go by its own
+// callback checks when the callback returns, the object being a new start's by
+// then.
+struct CCmdRedirect::Run {
+  std::latch ready{1};
+  std::atomic<bool> stopped{false};
+};
 
 std::atomic<int> CCmdRedirect::m_bRunThread{0};
 
@@ -74,14 +85,16 @@ void CCmdRedirect::Close(HANDLE& handle) {
 }
 
 void CCmdRedirect::Finish(std::thread& thread) {
-  if (thread.joinable()) thread.join();
+  if (!thread.joinable()) return;
+  if (thread.get_id() == std::this_thread::get_id()) thread.detach();
+  else thread.join();
 }
 
 int CCmdRedirect::StartChildProcess(const wchar_t* cmdLine, int bShowChildWindow, int bRedirect,
                                     const wchar_t* workingDir) {
   // An earlier child's threads would share this object's state with the new start:
   // they are stopped first.
-  if (m_hStopEvent != nullptr || m_pendingProcess != nullptr) {
+  if (m_hStopEvent != nullptr || m_hStdInWrite != nullptr || m_hStdOutRead != nullptr || m_hStdErrRead != nullptr) {
     TerminateChildProcess();
     TerminateChildProcess();
   }
@@ -111,9 +124,12 @@ int CCmdRedirect::StartChildProcess(const wchar_t* cmdLine, int bShowChildWindow
   }
   m_bRunThread = 1;
   m_hStopEvent = kwplat::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  m_hWatchedProcess = m_hChildProcess;
+  m_run = std::make_shared<Run>();
   m_hStdOutThread = std::thread(staticStdOutThread, this);
   m_hStdErrThread = std::thread(staticStdErrThread, this);
   m_hProcessThread = std::thread(staticProcessThread, this);
+  m_run->ready.count_down();
   OnChildStarted(cmdLine);
   return 1;
 }
@@ -153,10 +169,8 @@ void CCmdRedirect::TerminateChildProcess() {
   // does the rest.
   if (HANDLE process = m_hChildProcess; Active(process)) {
     kwplat::TerminateProcess(process, 1);
+    // The watcher waits on m_hWatchedProcess, closed once it has finished, below.
     m_hChildProcess = nullptr;
-    // The watcher reads the process through its own copy taken at its start; the
-    // handle is closed once the watcher has finished, below.
-    m_pendingProcess = process;
     return;
   }
   // The pauses give the threads and the child their time, as the class always has;
@@ -166,6 +180,7 @@ void CCmdRedirect::TerminateChildProcess() {
     if (started) kwplat::Sleep(static_cast<DWORD>(milliseconds));
   };
   m_bRunThread = 0;
+  if (m_run != nullptr) m_run->stopped = true;
   if (started) kwplat::SetEvent(m_hStopEvent);
   pause(500);
   Finish(m_hProcessThread);
@@ -180,15 +195,14 @@ void CCmdRedirect::TerminateChildProcess() {
   Finish(m_hStdOutThread);
   Finish(m_hStdErrThread);
   pause(100);
-  if (HANDLE process = m_hChildProcess.exchange(nullptr)) {
-    if (Active(process)) {
-      kwplat::TerminateProcess(process, 1);
-      kwplat::WaitForSingleObject(process, 1000);
-    }
-    kwplat::CloseHandle(process);
+  m_hChildProcess = nullptr;
+  if (Active(m_hWatchedProcess)) {
+    kwplat::TerminateProcess(m_hWatchedProcess, 1);
+    kwplat::WaitForSingleObject(m_hWatchedProcess, 1000);
   }
-  Close(m_pendingProcess);
+  Close(m_hWatchedProcess);
   Close(m_hStopEvent);
+  m_run = nullptr;
 }
 
 int CCmdRedirect::staticStdOutThread(CCmdRedirect* redirect) { return redirect->StdOutThread(redirect->m_hStdOutRead); }
@@ -199,6 +213,8 @@ int CCmdRedirect::StdOutThread(HANDLE hRead) { return ReadLoop(hRead, true); }
 int CCmdRedirect::StdErrThread(HANDLE hRead) { return ReadLoop(hRead, false); }
 
 int CCmdRedirect::ReadLoop(HANDLE hRead, bool parseProgress) {
+  const std::shared_ptr<Run> run = m_run;
+  run->ready.wait();
   std::string& pending = parseProgress ? m_pendingOut : m_pendingErr;
   char buffer[kChunk + 1];
   for (;;) {
@@ -216,6 +232,9 @@ int CCmdRedirect::ReadLoop(HANDLE hRead, bool parseProgress) {
     if (!text.empty()) {
       if (parseProgress) OnChildStdOutWrite(text.c_str());
       else OnChildStdErrWrite(text.c_str());
+      // Stopped meanwhile, perhaps by the callback itself, which may have started
+      // the object again: nothing of it is this thread's any more.
+      if (run->stopped) return 0;
     }
     if (parseProgress) ParseProgress(buffer);
   }
@@ -242,13 +261,18 @@ void CCmdRedirect::ParseProgress(const char* chunk) {
 }
 
 int CCmdRedirect::ProcessThread() {
-  const HANDLE handles[] = {m_hStopEvent, m_hChildProcess};
+  m_run->ready.wait();
+  // The child this start made, even when a callback has killed it already.
+  const HANDLE handles[] = {m_hStopEvent, m_hWatchedProcess};
   while (m_bRunThread) {
     // The stop event does not end the watch by itself: termination clears the flag first.
-    if (kwplat::WaitForMultipleObjects(2, handles, FALSE, 1) == WAIT_OBJECT_0 + 1) {
+    const DWORD waited = kwplat::WaitForMultipleObjects(2, handles, FALSE, 1);
+    if (waited == WAIT_OBJECT_0 + 1) {
       m_bRunThread = 0;
       break;
     }
+    // A wait that cannot be made fails at once, every time: the watch ends there.
+    if (waited == WAIT_FAILED) break;
   }
   DWORD code = 0;
   // Through the handle as it is now: after a kill the member is null and the code stays.

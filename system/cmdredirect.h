@@ -9,13 +9,17 @@
 // error reader, OnChildTerminate on the watcher, OnChildStarted on the caller's
 // thread. A derived class stops the threads in its own destructor, so that none
 // calls into it while it is going: TerminateChildProcess twice (the first call only
-// kills a running child). The threads never outlive the object.
+// kills a running child). The threads never outlive the object, but for one: a
+// callback may stop or restart its own object, and the thread running it is then
+// let go rather than waited for. It touches nothing of the object once the
+// callback returns, but the object must outlive that callback.
 //
 // The readers end only through TerminateChildProcess: the parent keeps the child's
 // ends of the pipes open, so the end of the child is not the end of its streams.
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -34,9 +38,10 @@ class CCmdRedirect {
   // started, reported as "Unable to start ", the command line and a line feed to
   // OnChildStdOutWrite. Not redirected: the child shares this process's streams and
   // current folder, nothing is kept or reported, and the result is 1.
-  // A start on an object that still holds an earlier redirected child first stops
-  // it as TerminateChildProcess does when called twice (a child still running is
-  // killed, and its threads are joined), since an object watches one child.
+  // A start on an object that still holds an earlier redirected child, or the
+  // ends of a failed start, first stops it as TerminateChildProcess does when
+  // called twice (a child still running is killed, and its threads are joined),
+  // since an object watches one child.
   int StartChildProcess(const wchar_t* cmdLine, int bShowChildWindow, int bRedirect, const wchar_t* workingDir);
   // 1 while the child's exit status reads as still active (259).
   int IsChildRunning() const;
@@ -93,11 +98,18 @@ class CCmdRedirect {
   void ParseProgress(const char* chunk);
   // Closes a handle member and nulls it.
   static void Close(HANDLE& handle);
-  // Waits for a thread to end and forgets it.
+  // Waits for a thread to end and forgets it; the calling thread itself, stopping
+  // its own object from a callback, is let go instead.
   static void Finish(std::thread& thread);
 
   // Text split in a multi-byte sequence at a chunk's end, kept for the next chunk.
   std::string m_pendingOut, m_pendingErr;
-  // A child killed while running: its handle is closed once the watcher is done.
-  HANDLE m_pendingProcess = nullptr;
+  // The child of the running start, which the watcher waits for; unlike
+  // m_hChildProcess it stays through a kill, and the stop closes it once the
+  // watcher is done.
+  HANDLE m_hWatchedProcess = nullptr;
+  // What the running start shares with its threads (see cmdredirect.cpp); each
+  // thread holds it, so that it outlives the start for a thread let go.
+  struct Run;
+  std::shared_ptr<Run> m_run;
 };

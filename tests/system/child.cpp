@@ -3,10 +3,12 @@
 // out TEXT, err TEXT: write TEXT to standard output or error; raw TEXT: write it
 // without a line end; sleep MS; echo-stdin: copy one line of standard input to
 // standard output; wait: read one line of standard input and go on; args: print each argument after "args" in brackets; cwd: print
-// the current folder; fds: print the open descriptors; split-e: write the two bytes
+// the current folder; fds: print the open descriptors; blocking: print, for
+// descriptors 0, 1 and 2, b when it blocks and n when it does not; split-e: write the two bytes
 // of "é" in two writes, the second once a line has come on standard input; exit N. Every write is
 // flushed at once so that the parent sees it as a chunk of its own.
 #include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -61,6 +63,10 @@ int main(int argc, char** argv) {
       }
       if (dir != nullptr) closedir(dir);
       Write(stdout, fds + "\n");
+    } else if (action == "blocking") {
+      std::string modes;
+      for (int fd = 0; fd < 3; ++fd) modes += (fcntl(fd, F_GETFL) & O_NONBLOCK) != 0 ? "n" : "b";
+      Write(stdout, modes + "\n");
     } else if (action == "split-e") {
       Write(stdout, "\xC3");
       char line[256];

@@ -138,6 +138,13 @@ TEST(CmdRedirect, InputArgumentsFolderAndDescriptors) {
   ASSERT_EQ(Start(fds, L"fds"), 1);
   ASSERT_TRUE(fds.WaitFor(L"\n"));
   EXPECT_EQ(fds.Out(), L"0 1 2 \n");  // nothing of the parent's leaks in
+
+  // The caller's ends wait without blocking; the child's streams block, as a
+  // program expects of them.
+  Recorder modes;
+  ASSERT_EQ(Start(modes, L"blocking"), 1);
+  ASSERT_TRUE(modes.WaitFor(L"\n"));
+  EXPECT_EQ(modes.Out(), L"bbb\n");
 }
 
 TEST(CmdRedirect, CommandLinesSplitAndJoinByTheWindowsRules) {
@@ -164,6 +171,19 @@ int Entries(const char* folder) {
   int n = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) n += entry.path().empty() ? 0 : 1;
   return n;
+}
+
+// A failed start keeps the caller's ends until termination; a later start on the
+// same object ends them first.
+TEST(CmdRedirect, FailedStartsLeaveNothingToALaterStart) {
+  const int fds = Entries("/proc/self/fd");
+  {
+    Recorder r;
+    for (int i = 0; i < 5; ++i) ASSERT_EQ(r.StartChildProcess(L"/nonexistent/program", FALSE, TRUE, nullptr), 0) << i;
+    ASSERT_EQ(Start(r, L"out ran exit 0"), 1);
+    ASSERT_TRUE(r.WaitFor(L"ran\n"));
+  }
+  EXPECT_LE(Entries("/proc/self/fd"), fds);
 }
 
 // A second start stops the earlier child first (a running one is killed), so that
@@ -254,6 +274,83 @@ TEST(CmdRedirect, TerminatingDuringASlowCallbackWhileAGrandchildKeepsThePipeBusy
   EXPECT_EQ(kwplat::GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
   kwplat::CloseHandle(read);
   kwplat::CloseHandle(write);
+}
+
+// Stops or restarts itself once, from one of its own callbacks, and counts the
+// ends it is told of.
+class SelfStopping : public Recorder {
+ public:
+  enum class Act { kStopFromOutput, kStopFromTerminate, kRestartFromOutput, kRestartFromTerminate };
+  explicit SelfStopping(Act act) : m_act(act) {}
+
+  void OnChildStdOutWrite(const wchar_t* text) override {
+    Recorder::OnChildStdOutWrite(text);
+    if (m_act == Act::kStopFromOutput || m_act == Act::kRestartFromOutput) ActOnce();
+  }
+  void OnChildTerminate() override {
+    ++m_ends;
+    if (m_act == Act::kStopFromTerminate || m_act == Act::kRestartFromTerminate) ActOnce();
+  }
+  void ActOnce() {
+    if (m_acting.exchange(true)) return;
+    if (m_act == Act::kRestartFromOutput || m_act == Act::kRestartFromTerminate) {
+      m_restarted = Start(*this, L"out 7% exit 6");
+    } else {
+      TerminateChildProcess();
+      TerminateChildProcess();
+    }
+    m_acted = true;
+  }
+
+  const Act m_act;
+  std::atomic<bool> m_acting{false}, m_acted{false};
+  std::atomic<int> m_ends{0}, m_restarted{-1};
+};
+
+// The thread that runs the callback is let go rather than joined; once the
+// callback returns it leaves without touching the object, which the next start
+// owns: the first child's 50% must not reach the second child's progress.
+TEST(CmdRedirect, ACallbackStopsOrRestartsItsOwnObject) {
+  const struct {
+    SelfStopping::Act act;
+    const wchar_t* first;
+    const char* name;
+  } cases[] = {
+      {SelfStopping::Act::kStopFromOutput, L"out 50% sleep 20000", "stop from the output"},
+      {SelfStopping::Act::kStopFromTerminate, L"out 50% exit 0", "stop from the end"},
+      {SelfStopping::Act::kRestartFromOutput, L"out 50% sleep 20000", "restart from the output"},
+      {SelfStopping::Act::kRestartFromTerminate, L"out 50% exit 0", "restart from the end"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    SelfStopping r(c.act);
+    ASSERT_EQ(Start(r, c.first), 1);
+    ASSERT_TRUE(kwtest::Eventually([&] { return r.m_acted.load(); }));
+    if (r.m_restarted == -1) ASSERT_EQ(Start(r, L"out 7% exit 6"), 1);
+    else EXPECT_EQ(r.m_restarted.load(), 1);
+    ASSERT_TRUE(kwtest::Eventually([&] { return r.m_ends == 2 && r.Out().find(L"7%\n") != std::wstring::npos; }));
+    EXPECT_EQ(r.GetExitCode(), 6u);
+    EXPECT_EQ(r.GetCurrentProgress(), 7);
+  }
+}
+
+// Killed from its first output, often before the watcher has started: the
+// watcher still sees the end it was started to watch.
+TEST(CmdRedirect, AChildKilledFromItsFirstOutputIsSeenToEnd) {
+  class Killer : public Recorder {
+   public:
+    void OnChildStdOutWrite(const wchar_t* text) override {
+      Recorder::OnChildStdOutWrite(text);
+      if (!m_killed.exchange(true)) TerminateChildProcess();
+    }
+    std::atomic<bool> m_killed{false};
+  };
+  for (int round = 0; round < 10; ++round) {
+    Killer r;
+    ASSERT_EQ(r.StartChildProcess(L"/bin/sh -c \"echo hi; exec sleep 600\"", FALSE, TRUE, nullptr), 1);
+    ASSERT_TRUE(kwtest::Eventually([&] { return r.m_terminated.load(); })) << "round " << round;
+    EXPECT_EQ(r.IsChildRunning(), 0) << "round " << round;
+  }
 }
 
 TEST(CmdRedirect, TerminatingAndDestroyingARunningChild) {
