@@ -121,15 +121,19 @@ int CFileBuffer::loadBuffer(unsigned long long pos) {
     }
     return 0;
   } catch (CException* e) {
-    // Write drops its data on this result without a word; the cause is kept so
-    // that the next Flush or Close tells the caller.
-    if (const auto* file = dynamic_cast<CFileException*>(e); file != nullptr && Writing()) {
-      m_nDroppedCause = file->m_cause;
-      m_lDroppedOsError = file->m_lOsError;
-    }
-    e->Delete();
+    KeepDropped(e);
     return -7;
   }
+}
+
+void CFileBuffer::KeepDropped(CException* e) {
+  // Write drops its data on such an error without a word; the cause is kept so
+  // that the next Flush or Close tells the caller.
+  if (const auto* file = dynamic_cast<CFileException*>(e); file != nullptr && Writing()) {
+    m_nDroppedCause = file->m_cause;
+    m_lDroppedOsError = file->m_lOsError;
+  }
+  e->Delete();
 }
 
 void CFileBuffer::ReportDroppedWrite() {
@@ -159,6 +163,14 @@ void CFileBuffer::Write(const void* buffer, UINT count) {
     if (!IsBuffered() && (loadBuffer(m_nPosition) != 0 || !IsBuffered())) return;  // dropped, as before
     const auto offset = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
     const UINT n = std::min<UINT>(count - done, m_nBufferSize - offset);
+    if (Apart(offset, offset + n)) {
+      try {
+        flushBuffer();
+      } catch (CException* e) {
+        KeepDropped(e);
+        return;
+      }
+    }
     if (!Reserve(offset + n)) return;  // no memory: dropped, as a block that cannot load
     updateWriteBlockLimits(n);
     std::memcpy(m_pBuffer + offset, static_cast<const unsigned char*>(buffer) + done, n);

@@ -4,7 +4,10 @@
 // The logical position is the buffer's; the file's own is not kept in step.
 // The block size sets where blocks start and end; the memory behind a block grows
 // to what the file needs (its rest when reading, the bytes written so far when
-// writing), up to the block size, so small files cost little to open.
+// writing), up to the block size, so small files cost little to open. A writer's
+// block is not read from the disk: a write that neither touches nor overlaps the
+// stretch already to be written sends that stretch first, so the bytes between
+// them on the disk are never written over.
 //
 // Reads report a short count; writes that cannot be buffered are dropped without
 // a word, as the original does, except that a write dropped for a file error is
@@ -15,6 +18,8 @@
 #include <cstring>
 
 #include <kwlib63/framework/file.h>
+
+class CException;
 
 class CFileBuffer : public CFile {
   DECLARE_DYNAMIC(CFileBuffer)
@@ -66,7 +71,7 @@ class CFileBuffer : public CFile {
       return false;
     }
     const auto o = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
-    if (o + n > m_nCapacity && !Reserve(o + n)) return false;
+    if (Apart(o, o + n) || (o + n > m_nCapacity && !Reserve(o + n))) return false;
     MarkDirty(o, o + n);
     std::memcpy(m_pBuffer + o, buffer, n);
     m_nPosition += n;
@@ -83,12 +88,21 @@ class CFileBuffer : public CFile {
   void DeleteContents();
   // Raises the file error that made Write drop data, once.
   void ReportDroppedWrite();
+  // Keeps the cause of a file error that makes Write drop data, for the next
+  // Flush or Close; deletes the exception.
+  void KeepDropped(CException* e);
 
  private:
   bool Writing() const { return (m_nFlags & modeWrite) != 0; }
   // Makes the first `n` bytes of the block (n <= the block size) memory, zeros
   // where new; false, with the block as it was, when there is no memory.
   bool Reserve(unsigned long n);
+  // Whether [from, to) of the block neither touches nor overlaps the stretch to
+  // write. A writer's block is not read from the disk, so the bytes between two
+  // such stretches are not the file's: they are written separately.
+  bool Apart(unsigned long from, unsigned long to) const {
+    return m_bDirty && (from > m_nDirtyEnd || to < m_nDirtyStart);
+  }
   // Extends the stretch to write to cover [from, to) of the block.
   void MarkDirty(unsigned long from, unsigned long to) {
     if (m_bDirty) {
