@@ -1,10 +1,14 @@
 #include <kwlib63/system/cmdredirect.h>
 
+#include <chrono>
 #include <climits>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <latch>
+#include <mutex>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <kwlib63/framework/textconv.h>
@@ -40,12 +44,17 @@ bool Active(HANDLE process) {
 
 // The threads wait for `ready` before anything else: a callback that stops its
 // object must find the start's three threads stored, and the start stores each
-// only once it runs. The stop sets `stopped`, which a thread let go by its own
-// callback checks when the callback returns, the object being a new start's by
-// then.
+// only once it runs. The stop sets `stopped` once it has closed the pipes, which a
+// thread let go by its own callback checks when the callback returns, the object
+// being a new start's by then.
 struct CCmdRedirect::Run {
   std::latch ready{1};
   std::atomic<bool> stopped{false};
+  // The readers still reading, so that a stop lets them take what the child left
+  // in its pipes before it closes them.
+  std::mutex lock;
+  std::condition_variable readerLeft;
+  int readers = 2;
 };
 
 std::atomic<int> CCmdRedirect::m_bRunThread{0};
@@ -180,7 +189,6 @@ void CCmdRedirect::TerminateChildProcess() {
     if (started) kwplat::Sleep(static_cast<DWORD>(milliseconds));
   };
   m_bRunThread = 0;
-  if (m_run != nullptr) m_run->stopped = true;
   if (started) kwplat::SetEvent(m_hStopEvent);
   pause(500);
   Finish(m_hProcessThread);
@@ -188,9 +196,18 @@ void CCmdRedirect::TerminateChildProcess() {
   Close(m_hChildStdOutWrite);
   Close(m_hChildStdErrWrite);
   pause(100);
+  // With the child's ends closed, the readers reach the end of what the child
+  // wrote and leave; a pipe a grandchild still holds is closed under its reader
+  // after a second. A reader that is stopping its own object is not waited for.
+  const std::thread::id self = std::this_thread::get_id();
+  if (m_run != nullptr && self != m_hStdOutThread.get_id() && self != m_hStdErrThread.get_id()) {
+    std::unique_lock guard(m_run->lock);
+    m_run->readerLeft.wait_for(guard, std::chrono::seconds(1), [this] { return m_run->readers == 0; });
+  }
   Close(m_hStdInWrite);
   Close(m_hStdOutRead);
   Close(m_hStdErrRead);
+  if (m_run != nullptr) m_run->stopped = true;
   pause(100);
   Finish(m_hStdOutThread);
   Finish(m_hStdErrThread);
@@ -215,6 +232,15 @@ int CCmdRedirect::StdErrThread(HANDLE hRead) { return ReadLoop(hRead, false); }
 int CCmdRedirect::ReadLoop(HANDLE hRead, bool parseProgress) {
   const std::shared_ptr<Run> run = m_run;
   run->ready.wait();
+  // Told on every way out, after the last use of the object's state.
+  struct Leave {
+    Run& run;
+    ~Leave() {
+      std::lock_guard guard(run.lock);
+      --run.readers;
+      run.readerLeft.notify_all();
+    }
+  } leave{*run};
   std::string& pending = parseProgress ? m_pendingOut : m_pendingErr;
   char buffer[kChunk + 1];
   for (;;) {

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/event.h>
 #include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/process.h>
@@ -351,6 +352,32 @@ TEST(CmdRedirect, AChildKilledFromItsFirstOutputIsSeenToEnd) {
     ASSERT_TRUE(kwtest::Eventually([&] { return r.m_terminated.load(); })) << "round " << round;
     EXPECT_EQ(r.IsChildRunning(), 0) << "round " << round;
   }
+}
+
+// Holds its first output until the stop has begun (its event is set), as a slow
+// callback would.
+class HeldAtFirstOutput : public Recorder {
+ public:
+  void OnChildStdOutWrite(const wchar_t* text) override {
+    Recorder::OnChildStdOutWrite(text);
+    if (m_held.exchange(true)) return;
+    m_inside.set_value();
+    kwplat::WaitForSingleObject(m_hStopEvent, 60000);
+  }
+  std::atomic<bool> m_held{false};
+  std::promise<void> m_inside;
+};
+
+// A stop takes what the child wrote before it ended, even while a callback is
+// still busy with earlier output.
+TEST(CmdRedirect, StoppingTakesWhatAnEndedChildLeftInItsPipe) {
+  HeldAtFirstOutput r;
+  ASSERT_EQ(Start(r, L"out a wait out b"), 1);
+  ASSERT_EQ(r.m_inside.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  r.WriteChildStdIn("\n");
+  ASSERT_TRUE(kwtest::Eventually([&] { return r.IsChildRunning() == 0; }));
+  r.TerminateChildProcess();
+  EXPECT_EQ(r.Out(), L"a\nb\n");
 }
 
 TEST(CmdRedirect, TerminatingAndDestroyingARunningChild) {
