@@ -30,7 +30,8 @@ namespace kwtest {
 // activating, in two steps; two that need it, in a chain; one that ignores SIGTERM
 // until its stop time-out; one whose start fails before it begins; one that ignores
 // SIGTERM without a stop time-out, so that its stop never ends, and a plain one that
-// it needs.
+// it needs. The two that ignore SIGTERM report ready once they do: active before
+// that, a stop on a loaded machine could still end them at once.
 inline std::map<std::string, std::string> TestUnits() {
   return {
       {"kwsimple.service", "[Unit]\nDescription=Plain\n[Service]\nExecStart=/bin/sleep 1000\n"},
@@ -44,11 +45,12 @@ inline std::map<std::string, std::string> TestUnits() {
        "[Unit]\nDescription=Needs dep\nRequires=kwdep.service\nAfter=kwdep.service\n"
        "[Service]\nExecStart=/bin/sleep 1000\n"},
       {"kwstubborn.service",
-       "[Unit]\nDescription=Stubborn\n[Service]\nTimeoutStopSec=20\n"
-       "ExecStart=/bin/sh -c 'trap \"\" TERM; while :; do sleep 0.2; done'\n"},
+       "[Unit]\nDescription=Stubborn\n[Service]\nType=notify\nNotifyAccess=all\nTimeoutStopSec=20\n"
+       "ExecStart=/bin/sh -c 'trap \"\" TERM; systemd-notify --ready; while :; do sleep 0.2; done'\n"},
       {"kwhung.service",
-       "[Unit]\nDescription=Hung\nRequires=kwbase.service\n[Service]\nTimeoutStopSec=infinity\n"
-       "ExecStart=/bin/sh -c 'trap \"\" TERM; while :; do sleep 0.2; done'\n"},
+       "[Unit]\nDescription=Hung\nRequires=kwbase.service\n[Service]\nType=notify\nNotifyAccess=all\n"
+       "TimeoutStopSec=infinity\n"
+       "ExecStart=/bin/sh -c 'trap \"\" TERM; systemd-notify --ready; while :; do sleep 0.2; done'\n"},
       {"kwbase.service", "[Unit]\nDescription=Needed by hung\n[Service]\nExecStart=/bin/sleep 1000\n"},
       {"kwfail.service",
        "[Unit]\nDescription=Fails\nAssertPathExists=/nonexistent/kwlib63\n[Service]\nExecStart=/bin/sleep 1000\n"},
