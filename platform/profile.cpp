@@ -504,8 +504,8 @@ DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR buffer, DWORD size
 
 DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue, LPWSTR buffer, DWORD size,
                                LPCWSTR file) {
-  const std::shared_ptr<const FileIndex> index = g_cache.Load(file != nullptr ? file : L"");
   if (section == nullptr) return GetPrivateProfileSectionNamesW(buffer, size, file);
+  const std::shared_ptr<const FileIndex> index = g_cache.Load(file != nullptr ? file : L"");
   const SectionIndex* found = index ? index->Find(Trim(section)) : nullptr;
   if (key == nullptr) return CopyList(found != nullptr ? found->keys : std::vector<std::wstring>(), buffer, size);
   if (found != nullptr) {
