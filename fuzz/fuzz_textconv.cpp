@@ -65,22 +65,31 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::wstring fromUnits = kwfw::Utf16ToWide(units);
   Check(kwfw::Utf16ToWide(kwfw::WideToUtf16(fromUnits)) == fromUnits);
 
-  // The mark-stripping reader reads up to the terminator: a UTF-8 mark changes
-  // nothing for text that does not itself start with a mark.
+  // The mark-stripping reader reads up to the terminator, a zero byte for text
+  // and a zero unit after the UTF-16 mark; each is given an exact heap copy that
+  // ends with its terminator, so that a read past it is caught.
   const std::string text = bytes.substr(0, bytes.find('\0'));
-  // An exact heap copy, so that a read past the terminator is caught. After the
-  // UTF-16 mark the terminator is a zero where a unit begins: an odd count of bytes
-  // after the mark needs a zero unit to close it.
-  const bool oddUnits = CStringEx::DetectBOMEncoding(text.c_str()) == 5 && text.size() % 2 == 1;
-  const std::size_t closing = oddUnits ? 2 : 1;
-  const std::unique_ptr<char[]> exact(new char[text.size() + closing]);
-  std::memcpy(exact.get(), text.data(), text.size());
-  std::memset(exact.get() + text.size(), 0, closing);
-  const CString plain = CStringEx::RemoveBOMEncoding(exact.get());
-  if (text.size() >= 3 && text.compare(0, 3, "\xEF\xBB\xBF") == 0 && CStringEx::DetectBOMEncoding(text.c_str() + 3) == 0) {
-    Check(plain == CStringEx::RemoveBOMEncoding(text.c_str() + 3));
+  const std::unique_ptr<char[]> exact(new char[text.size() + 1]);
+  std::memcpy(exact.get(), text.c_str(), text.size() + 1);
+  if (CStringEx::DetectBOMEncoding(text.c_str()) != 5) {
+    const CString plain = CStringEx::RemoveBOMEncoding(exact.get());
+    if (text.size() >= 3 && text.compare(0, 3, "\xEF\xBB\xBF") == 0 && CStringEx::DetectBOMEncoding(text.c_str() + 3) == 0) {
+      Check(plain == CStringEx::RemoveBOMEncoding(text.c_str() + 3));
+    }
+    if (CStringEx::DetectBOMEncoding(text.c_str()) == 0) Check(plain == CString(kwfw::Utf8ToWide(text).c_str()));
+  } else {
+    std::u16string marked = u"\uFFFE";  // FE FF as a little-endian unit
+    for (std::size_t i = 2; i + 1 < size && (data[i] | data[i + 1]) != 0; i += 2) {
+      marked += static_cast<char16_t>(data[i] | data[i + 1] << 8);
+    }
+    const std::unique_ptr<char[]> units(new char[2 * marked.size() + 2]);
+    for (std::size_t i = 0; i < marked.size(); ++i) {
+      units[2 * i] = static_cast<char>(marked[i] & 0xFF);
+      units[2 * i + 1] = static_cast<char>(marked[i] >> 8);
+    }
+    units[2 * marked.size()] = units[2 * marked.size() + 1] = 0;
+    Check(CStringEx::RemoveBOMEncoding(units.get()) == CString(kwfw::Utf16ToWide(marked.substr(1)).c_str()));
   }
-  if (CStringEx::DetectBOMEncoding(text.c_str()) == 0) Check(plain == CString(kwfw::Utf8ToWide(text).c_str()));
 
   // Mac Roman through the caller-buffer forms: every byte is a character.
   std::vector<wchar_t> mac(text.size() + 1, L'\x7777');

@@ -77,11 +77,10 @@ CString CStringEx::RemoveBOMEncoding(const char* s) {
   switch (DetectBOMEncoding(s)) {
     case 4: return CString(kwfw::Utf8ToWide(s + 3).c_str());
     case 5: {
-      // The rest taken as the UTF-16 it stands for, little-endian units. A zero
-      // byte where a unit begins ends the input, and the byte after it may lie
-      // past the caller's buffer: it is not read.
+      // The rest is UTF-16 as it stands (little-endian units), so it ends where
+      // UTF-16 ends: at a zero unit. A zero low byte alone is a character (U+4E00).
       std::u16string units;
-      for (const auto* p = reinterpret_cast<const unsigned char*>(s + 2); p[0] != 0; p += 2) {
+      for (const auto* p = reinterpret_cast<const unsigned char*>(s + 2); (p[0] | p[1]) != 0; p += 2) {
         units += static_cast<char16_t>(p[0] | p[1] << 8);
       }
       return CString(kwfw::Utf16ToWide(units).c_str());

@@ -18,11 +18,9 @@ class CStringEx : public CString {
   // 4 for the UTF-8 mark EF BB BF, 5 for FE FF, else 0.
   static int DetectBOMEncoding(const char* s);
   // The text after its mark: UTF-8 after EF BB BF, UTF-16 as it stands after FE FF,
-  // UTF-8 without a mark; null gives an empty string. `s` is read up to its
-  // terminator and never past it: after FE FF the units (low byte first) run up to
-  // a unit whose first byte is zero, so one zero byte there closes the text (a
-  // zero unit does too, its second byte unread), and a character whose low byte
-  // is zero (U+0100, U+4E00, ...) ends it as well.
+  // UTF-8 without a mark; null gives an empty string. After FE FF the units (low
+  // byte first) run up to a zero unit, the terminator of UTF-16 text, which the
+  // buffer must hold; a unit whose low byte alone is zero (U+4E00) is a character.
   static CString RemoveBOMEncoding(const char* s);
   // U+FEFF and `s`; an empty or null `s` gives an empty string.
   static CString AddBOMEncoding(const wchar_t* s);

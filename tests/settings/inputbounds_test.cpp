@@ -58,21 +58,24 @@ TEST(InputBounds, NarrowTextDecoders) {
   }
 }
 
-// FE FF then units, closed by a single zero byte where a unit begins (even
-// lengths) or by a zero unit (odd ones); below two bytes, plain text.
+// FE FF then UTF-16 units closed by a zero unit, the buffer ending right after it.
+// Units whose low byte is zero (U+4E00, U+3000, U+0100) are characters like any
+// other: only the zero unit ends the text.
 TEST(InputBounds, Utf16AfterTheMark) {
+  const char16_t kUnits[] = {u'A', u'\u4E00', u'\u3000', u'z', u'\u0100', u'\u00E9'};
   for (std::size_t n = 0; n <= kLongest; ++n) {
-    std::string bytes = n >= 2 ? "\xFE\xFF" : std::string(n, 'x');
-    std::wstring expected = n >= 2 ? L"" : std::wstring(n, L'x');
-    while (n >= 2 && bytes.size() + 2 <= n) {
-      const char c = static_cast<char>('A' + expected.size() % 26);
-      bytes += c;
-      bytes += '\0';
-      expected += static_cast<wchar_t>(c);
+    std::string bytes = "\xFE\xFF";
+    std::u16string expected;
+    for (std::size_t i = 0; i < n; ++i) {
+      const char16_t unit = kUnits[i % std::size(kUnits)];
+      bytes += static_cast<char>(unit & 0xFF);
+      bytes += static_cast<char>(unit >> 8);
+      expected += unit;
     }
-    bytes.resize(n + 1, '\0');
+    bytes += std::string(2, '\0');
     const kwtest::GuardedBuffer input(bytes.data(), bytes.size());
-    EXPECT_EQ(std::wstring(CStringEx::RemoveBOMEncoding(input.As<char>()).GetString()), expected) << n;
+    EXPECT_EQ(std::wstring(CStringEx::RemoveBOMEncoding(input.As<char>()).GetString()), kwfw::Utf16ToWide(expected))
+        << n;
   }
 }
 
