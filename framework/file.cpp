@@ -20,6 +20,7 @@ IMPLEMENT_DYNAMIC(CFile, CObject)
 
 namespace {
 
+using kwplat::Retried;
 using kwplat::Sys;
 
 // The bytes that stand for the readers and the writers of a file.
@@ -109,7 +110,7 @@ BOOL CFile::Open(LPCTSTR path, UINT openFlags, CFileException* error) {
   if (path == nullptr || *path == 0 || access == 3) return fail(EINVAL);
   const std::string narrow = Narrow(path);
   // Share modes are checked before anything is truncated.
-  const int fd = Sys().open(narrow.c_str(), flags & ~O_TRUNC, 0666);
+  const int fd = Retried(Sys().open, narrow.c_str(), flags & ~O_TRUNC, 0666);
   if (fd < 0) return fail(errno);
   struct stat st;
   if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
@@ -119,14 +120,14 @@ BOOL CFile::Open(LPCTSTR path, UINT openFlags, CFileException* error) {
   // The locks live on a descriptor of their own, opened for reading and writing
   // where that is allowed, so that both kinds of lock can be taken whatever the
   // file is opened for.
-  int lockFd = Sys().open(narrow.c_str(), O_RDWR | O_CLOEXEC, 0);
+  int lockFd = Retried(Sys().open, narrow.c_str(), O_RDWR | O_CLOEXEC, 0);
   if (lockFd < 0) lockFd = fcntl(fd, F_DUPFD_CLOEXEC, 0);
   if (lockFd < 0 || !TakeShareLocks(lockFd, openFlags)) {
     if (lockFd >= 0) Sys().close(lockFd);
     Sys().close(fd);
     return fail(ETXTBSY);  // the sharing violation
   }
-  if ((flags & O_TRUNC) && Sys().ftruncate(fd, 0) != 0) {
+  if ((flags & O_TRUNC) && Retried(Sys().ftruncate, fd, 0) != 0) {
     const int err = errno;
     Sys().close(lockFd);
     Sys().close(fd);
@@ -187,7 +188,7 @@ unsigned long long CFile::GetLength() const {
 }
 
 void CFile::SetLength(unsigned long long length) {
-  if (Sys().ftruncate(m_hFile, static_cast<off_t>(length)) != 0) ThrowErrno(errno);
+  if (Retried(Sys().ftruncate, m_hFile, static_cast<off_t>(length)) != 0) ThrowErrno(errno);
 }
 
 void CFile::LockRange(unsigned long long position, unsigned long long count) {
@@ -201,7 +202,7 @@ void CFile::UnlockRange(unsigned long long position, unsigned long long count) {
 }
 
 void CFile::Flush() {
-  if (m_hFile != hFileNull && Sys().fsync(m_hFile) != 0 && errno != EINVAL) ThrowErrno(errno);
+  if (m_hFile != hFileNull && Retried(Sys().fsync, m_hFile) != 0 && errno != EINVAL) ThrowErrno(errno);
 }
 
 void CFile::Close() {
@@ -209,7 +210,7 @@ void CFile::Close() {
   const int fd = m_hFile;
   m_hFile = hFileNull;
   ReleaseLocks();
-  if (Sys().close(fd) != 0) ThrowErrno(errno);
+  if (kwplat::CloseFd(fd) != 0) ThrowErrno(errno);
 }
 
 void CFile::Abort() {

@@ -39,8 +39,12 @@ std::string FolderOf(const std::string& path) {
 
 bool ReplaceFile(const std::string& target, const std::string& bytes, const struct stat* old) {
   const std::string folder = FolderOf(target);
-  std::string temp = folder + "/" + kTemporaryPrefix + "XXXXXX";
-  const int fd = Sys().mkstemp(temp.data());
+  std::string temp;
+  int fd;
+  do {
+    temp = folder + "/" + kTemporaryPrefix + "XXXXXX";  // an interrupted try may have filled in the X's
+    fd = Sys().mkstemp(temp.data());
+  } while (fd < 0 && errno == EINTR);
   if (fd < 0) return false;
   bool ok = WriteAll(fd, bytes.data(), bytes.size());
   int failure = errno;  // the metadata calls below may change errno
@@ -59,11 +63,11 @@ bool ReplaceFile(const std::string& target, const std::string& bytes, const stru
   }
   // The data reach the disk before the rename makes them the file's, so that a
   // crash or a full disk never leaves a renamed file with missing blocks.
-  if (ok && Sys().fsync(fd) != 0) {
+  if (ok && Retried(Sys().fsync, fd) != 0) {
     ok = false;
     failure = errno;
   }
-  if (Sys().close(fd) != 0 && ok) {
+  if (CloseFd(fd) != 0 && ok) {
     ok = false;
     failure = errno;
   }
@@ -79,9 +83,9 @@ bool ReplaceFile(const std::string& target, const std::string& bytes, const stru
   // The folder's flush makes the rename last. When the flush fails the new content
   // is in place but may not survive a crash, and the caller is told; a folder that
   // cannot be opened, or a file system that cannot flush folders (EINVAL), is left as is.
-  const int dir = Sys().open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+  const int dir = Retried(Sys().open, folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
   if (dir < 0) return true;
-  ok = Sys().fsync(dir) == 0 || errno == EINVAL;
+  ok = Retried(Sys().fsync, dir) == 0 || errno == EINVAL;
   failure = errno;
   Sys().close(dir);
   errno = failure;

@@ -81,7 +81,7 @@ HANDLE CreateFileMappingW(HANDLE file, void*, DWORD protect, DWORD sizeHigh, DWO
   if (file == INVALID_HANDLE_VALUE) {
     if (size == 0) return Fail(ERROR_INVALID_PARAMETER);
     fd = memfd_create("kwlib63-mapping", MFD_CLOEXEC);
-    if (fd < 0 || Sys().ftruncate(fd, static_cast<off_t>(size)) != 0) {
+    if (fd < 0 || Retried(Sys().ftruncate, fd, static_cast<off_t>(size)) != 0) {
       SetLastErrorFromErrno();
       if (fd >= 0) Sys().close(fd);
       return nullptr;
@@ -102,7 +102,11 @@ HANDLE CreateFileMappingW(HANDLE file, void*, DWORD protect, DWORD sizeHigh, DWO
       if (!writable) return Fail(ERROR_NOT_ENOUGH_MEMORY);
       // The blocks are taken now, so that a full disk fails here with
       // ERROR_DISK_FULL rather than as a fault on a later store through a view.
-      if (const int error = Sys().fallocate(FdFromHandle(file), 0, static_cast<off_t>(size)); error != 0) {
+      int error;
+      do {
+        error = Sys().fallocate(FdFromHandle(file), 0, static_cast<off_t>(size));
+      } while (error == EINTR);
+      if (error != 0) {
         errno = error;
         SetLastErrorFromErrno();
         return nullptr;

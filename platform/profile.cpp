@@ -270,7 +270,7 @@ Stamp StampOf(const struct stat& st) {
 }
 
 bool ReadBytes(const std::string& path, std::string& bytes, struct stat& st) {
-  const int fd = Sys().open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
+  const int fd = Retried(Sys().open, path.c_str(), O_RDONLY | O_CLOEXEC, 0);
   if (fd < 0) return false;
   bool ok = fstat(fd, &st) == 0;
   bytes.clear();
@@ -439,7 +439,7 @@ BOOL Modify(LPCWSTR path, Change&& change) {
   }
   const std::string given = Native(path);
   const std::string target = WriteTarget(given);
-  const int lockFd = Sys().open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+  const int lockFd = Retried(Sys().open, FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
   if (lockFd >= 0) {
     flock(lockFd, LOCK_EX);
     RemoveStaleTemporaries(lockFd);

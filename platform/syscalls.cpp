@@ -46,4 +46,9 @@ bool WriteAll(int fd, const void* buffer, std::size_t count) {
   return true;
 }
 
+int CloseFd(int fd) {
+  if (Sys().close(fd) == 0 || errno == EINTR) return 0;
+  return -1;
+}
+
 }  // namespace kwplat

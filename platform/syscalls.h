@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <cerrno>
 #include <cstddef>
 
 namespace kwplat {
@@ -36,5 +37,21 @@ const Syscalls& RealSyscalls();
 // Writes all `count` bytes at the descriptor's position, writing again after a
 // short write and retrying after EINTR. False with errno set on failure.
 bool WriteAll(int fd, const void* buffer, std::size_t count);
+
+// `call(args...)` made again for as long as a signal interrupts it (-1 with
+// EINTR): an interrupted open, truncate or flush did nothing, so repeating it is
+// the call itself. Not for close, which has CloseFd.
+template <typename Result, typename... Params, typename... Args>
+Result Retried(Result (*call)(Params...), Args... args) {
+  for (;;) {
+    const Result result = call(args...);
+    if (result != -1 || errno != EINTR) return result;
+  }
+}
+
+// Closes `fd`: 0, or -1 with errno set. On Linux the descriptor is released even
+// when a signal interrupts the close, so EINTR is no failure and is never retried
+// (a retry could close a descriptor another thread has just been given).
+int CloseFd(int fd);
 
 }  // namespace kwplat

@@ -22,9 +22,6 @@ inline void PutBytes(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-// A transient fault (EINTR, a short write) is retried and must not fail anything.
-inline bool Transient(const Fault& fault) { return fault.error == EINTR || fault.error == 0; }
-
 // The cause and system error a CFileException carries for the injected error.
 inline int CauseOf(const Fault& fault) { return fault.error == ENOSPC ? CFileException::diskFull : CFileException::hardIO; }
 inline LONG OsErrorOf(const Fault& fault) { return fault.error == ENOSPC ? 112 : 1117; }

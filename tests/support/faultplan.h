@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cerrno>
 #include <functional>
 #include <optional>
 #include <string>
@@ -54,9 +55,12 @@ class FaultPlan {
   CallCounts m_before{};
 };
 
-// ENOSPC and EIO at every counted call, EINTR at every read and write, and a short
-// write at every write.
+// ENOSPC and EIO at every counted call, EINTR at every call a signal can
+// interrupt, and a short write at every write.
 std::vector<Fault> EveryFault(const CallCounts& counts);
+
+// A transient fault (EINTR, a short write) is retried and must not fail anything.
+inline bool Transient(const Fault& fault) { return fault.error == EINTR || fault.error == 0; }
 
 // The contract of a file replaced whole (platform/atomicfile.h) under `fault`:
 // EINTR and short writes are retried and succeed; a failed write, read, flush or
