@@ -10,8 +10,9 @@
 #include <cstdint>
 
 #include <kwlib63/containers/llista.h>
+#include <kwlib63/framework/export.h>
 
-class TArbre : public TItem {
+class KW_API TArbre : public TItem {
  public:
   using VISITA_ITEM = int (*)(const TItem* item, int depth, __int64 param);
   using VISITA_NODE = int (*)(TArbre* node, int depth, __int64 param);

@@ -16,11 +16,12 @@
 #include <vector>
 
 #include <kwlib63/core/item.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 class TIndicadorEstat;
 
-class TCrossNode {
+class KW_API TCrossNode {
  public:
   TCrossNode() = default;
   // Shallow: the item is shared, and the copy does not delete it.
@@ -55,7 +56,7 @@ class TCrossNode {
   bool m_bOwnsItem = true;
 };
 
-class TCrossList : public TItem {
+class KW_API TCrossList : public TItem {
  public:
   using COMPARA = int (*)(const TItem* a, const TItem* b, __int64 param);
   using PROCESSA = int (*)(TItem* item, int index, __int64 param);
@@ -149,7 +150,7 @@ class TCrossList : public TItem {
   void Relink(const std::vector<TCrossNode*>& nodes);
 };
 
-class TCircularCrossList : public TCrossList {
+class KW_API TCircularCrossList : public TCrossList {
  public:
   static CMoxelRTTI m_rttiTCircularCrossList;
 

@@ -16,10 +16,11 @@
 #include <cstdint>
 
 #include <kwlib63/containers/llista.h>
+#include <kwlib63/framework/export.h>
 
 inline constexpr int KW_HASH_CLAU = 264;  // code units of a stored key, terminator included
 
-class THashItem : public TItem {
+class KW_API THashItem : public TItem {
  public:
   static CMoxelRTTI m_rttiTHashItem;
 
@@ -40,7 +41,7 @@ class THashItem : public TItem {
   TItem* m_pItem;
 };
 
-class THash : public TItem {
+class KW_API THash : public TItem {
  public:
   static CMoxelRTTI m_rttiTHash;
 

@@ -13,11 +13,12 @@
 #pragma once
 
 #include <kwlib63/core/item.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 class TIndicadorEstat;
 
-class TLlista : public TItem {
+class KW_API TLlista : public TItem {
  public:
   using COMPARA = int (*)(const TItem* a, const TItem* b, __int64 param);
   using VISITA = int (*)(TItem* item, int index, __int64 param);
@@ -112,7 +113,7 @@ class TLlista : public TItem {
   void Release();
 };
 
-class TLlistaOrdenada : public TLlista {
+class KW_API TLlistaOrdenada : public TLlista {
  public:
   explicit TLlistaOrdenada(int duplicates = 0) : m_bDuplicats(duplicates) {}
   TLlistaOrdenada(const TLlistaOrdenada&) = default;

@@ -5,8 +5,9 @@
 #pragma once
 
 #include <kwlib63/containers/llista.h>
+#include <kwlib63/framework/export.h>
 
-class TLlistaCircular : public TLlista {
+class KW_API TLlistaCircular : public TLlista {
  public:
   static CMoxelRTTI m_rttiTLlistaCircular;
 

@@ -3,8 +3,9 @@
 #pragma once
 
 #include <kwlib63/containers/llista.h>
+#include <kwlib63/framework/export.h>
 
-class TPila : public TLlista {
+class KW_API TPila : public TLlista {
  public:
   static CMoxelRTTI m_rttiTPila;
 
@@ -27,7 +28,7 @@ class TPila : public TLlista {
   virtual TItem* top() const;
 };
 
-class TPilaLimitada : public TPila {
+class KW_API TPilaLimitada : public TPila {
  public:
   explicit TPilaLimitada(int limit) : m_nLimit(limit) {}
 

@@ -7,8 +7,9 @@
 #pragma once
 
 #include <kwlib63/core/item.h>
+#include <kwlib63/framework/export.h>
 
-class TTaula : public TItem {
+class KW_API TTaula : public TItem {
  public:
   static CMoxelRTTI m_rttiTTaula;
 
@@ -57,7 +58,7 @@ class TTaula : public TItem {
   TItem** m_ppCel = nullptr;
 };
 
-class TTaulaBool : public TTaula {
+class KW_API TTaulaBool : public TTaula {
  public:
   explicit TTaulaBool(int defaultValue = 1) : m_nDefecte(defaultValue) {}
 

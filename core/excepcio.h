@@ -9,8 +9,9 @@
 
 #include <kwlib63/framework/dumpcontext.h>
 #include <kwlib63/framework/exception.h>
+#include <kwlib63/framework/export.h>
 
-class CMoxelExcepcio : public CException {
+class KW_API CMoxelExcepcio : public CException {
   DECLARE_DYNAMIC(CMoxelExcepcio)
  public:
   // A null message gives an empty one; a null or empty module gives "?".
@@ -33,11 +34,11 @@ class CMoxelExcepcio : public CException {
 };
 
 // Throw a new CMoxelExcepcio (a null pointer when it cannot be allocated).
-[[noreturn]] void AfxThrowMoxelExcepcio(const wchar_t* message, const wchar_t* module, int code);
-[[noreturn]] void AfxThrowMoxelExcepcio(int code, const wchar_t* message, const wchar_t* module);
+[[noreturn]] KW_API void AfxThrowMoxelExcepcio(const wchar_t* message, const wchar_t* module, int code);
+[[noreturn]] KW_API void AfxThrowMoxelExcepcio(int code, const wchar_t* message, const wchar_t* module);
 // Code -5: the user cancelled.
-[[noreturn]] void AfxThrowCancel(const wchar_t* message = nullptr, const wchar_t* module = nullptr);
+[[noreturn]] KW_API void AfxThrowCancel(const wchar_t* message = nullptr, const wchar_t* module = nullptr);
 
 // Writes "Excepció a [where]message\n" to `dump`, with "(desconegut)" for a null
 // `where` and "(msg desconegut)" for a null message.
-void AfxDumpExcepcio(CDumpContext& dump, CException* e, const wchar_t* message, const wchar_t* where);
+KW_API void AfxDumpExcepcio(CDumpContext& dump, CException* e, const wchar_t* message, const wchar_t* where);

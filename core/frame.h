@@ -8,32 +8,33 @@
 // process's chain of resource modules, ahead of the modules linked after it.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/modulestate.h>
 #include <kwlib63/framework/wintypes.h>
 
 extern "C" {
 // Links the library into the caller's module state; returns what
 // AfxLinkExtensionModule returns. For the maker's regular libraries.
-int KWLib_LinkDll();
+KW_API int KWLib_LinkDll();
 
 // Returns the module that holds the resources of the chosen language, given the
 // library's own module. The library's own version returns `instance`: the
 // library's tables, French by default and English. It is called once, while the
 // library is loaded; a program replaces it by defining a function of this name
 // and exporting it (link with -rdynamic, or ENABLE_EXPORTS in CMake).
-HINSTANCE qzmultilangLoadLibrary(HINSTANCE instance);
+KW_API HINSTANCE qzmultilangLoadLibrary(HINSTANCE instance);
 }
 
 // Links `module` into the current module state's chain: 1 when it is there or
 // has been added (also when the entry could not be allocated), 0 when there is
 // no module state.
-int AfxLinkExtensionModule(AFX_EXTENSION_MODULE& module);
+KW_API int AfxLinkExtensionModule(AFX_EXTENSION_MODULE& module);
 
 // The current language (a Windows language id, 0x0400 at load); one value for
 // the process. AfxSetLanguage returns the previous one.
-unsigned short AfxSetLanguage(unsigned short langId);
-unsigned short AfxGetLanguage();
+KW_API unsigned short AfxSetLanguage(unsigned short langId);
+KW_API unsigned short AfxGetLanguage();
 
 // The library's own module and its resource module.
-HINSTANCE AfxGetKWLibInstance();
-HINSTANCE AfxGetKWLibResource();
+KW_API HINSTANCE AfxGetKWLibInstance();
+KW_API HINSTANCE AfxGetKWLibResource();

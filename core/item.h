@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdio>
 
+#include <kwlib63/framework/export.h>
+
 class TItem;
 
 // The type ids of the library's item classes. Ids are compared, never records:
@@ -31,7 +33,7 @@ inline constexpr int TBlocOpcions = 13000;
 }  // namespace kwtipus
 
 // One static record per item class, constant after static initialisation.
-class CMoxelRTTI {
+class KW_API CMoxelRTTI {
  public:
   constexpr CMoxelRTTI(const CMoxelRTTI* parent, const char* className, int typeId, std::size_t instanceSize,
                        TItem* (*creator)())
@@ -52,7 +54,7 @@ class CMoxelRTTI {
   TItem* (*m_pfnCrear)();
 };
 
-class TItem {
+class KW_API TItem {
  public:
   static CMoxelRTTI m_rttiTItem;
 
@@ -85,9 +87,9 @@ class TItem {
 
 // `item` when its record chain holds `record`'s type id, else null (also for a
 // null item).
-TItem* AfxTestClasseItem(const TItem* item, const CMoxelRTTI* record);
+KW_API TItem* AfxTestClasseItem(const TItem* item, const CMoxelRTTI* record);
 
 // A debugging test: 0 for null or unreadable memory; otherwise EsTipus(2000).
 // No library class has that id, so the answer is 0 for all of them; only a
 // client class whose chain holds a record with id 2000 passes.
-int AfxItemValid(const TItem* item);
+KW_API int AfxItemValid(const TItem* item);

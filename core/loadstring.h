@@ -4,6 +4,7 @@
 
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/ctime.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 // String `id` in language `langId`, or an empty string. With a module, only that
@@ -11,21 +12,21 @@
 // the chain of linked libraries in order, then the executable's own table in any
 // language. An empty entry counts as missing. A string found nowhere is reported
 // to the debugger output.
-CString AfxLoadStringLang(unsigned int id, unsigned short langId, HINSTANCE module);
+KW_API CString AfxLoadStringLang(unsigned int id, unsigned short langId, HINSTANCE module);
 // String `id` in the current language.
-CString AfxLoadString(unsigned int id);
+KW_API CString AfxLoadString(unsigned int id);
 // `text` as a string (no look-up).
-CString AfxLoadString(const wchar_t* text);
+KW_API CString AfxLoadString(const wchar_t* text);
 
 // printf-style formatting (Windows conventions) of string `id` or of a format.
 // Each first sets the C library's numeric locale category to "C", and leaves it
 // so, so that decimal points are always dots.
-CString AfxFormatString(unsigned int id, ...);
-CString AfxFormatString(const wchar_t* format, ...);
-CStringA AfxFormatStringA(const char* format, ...);
+KW_API CString AfxFormatString(unsigned int id, ...);
+KW_API CString AfxFormatString(const wchar_t* format, ...);
+KW_API CStringA AfxFormatStringA(const char* format, ...);
 
 // `time` as local time, formatted with strftime's `format` and the Spanish
 // (es_ES) names, into at most 127 characters; empty when the result does not fit
 // or `format` is null. Raises CInvalidArgException for a time that cannot be
 // converted. Leaves the C library's time category at "C".
-CString AfxFormatDate(CTime& time, const char* format);
+KW_API CString AfxFormatDate(CTime& time, const char* format);

@@ -5,8 +5,9 @@
 #pragma once
 
 #include <kwlib63/core/item.h>
+#include <kwlib63/framework/export.h>
 
-class TInt : public TItem {
+class KW_API TInt : public TItem {
  public:
   static CMoxelRTTI m_rttiTInt;
   TInt(int value = 0) : m_nValor(value) {}
@@ -26,7 +27,7 @@ class TInt : public TItem {
   int m_nValor;
 };
 
-class TBool : public TItem {
+class KW_API TBool : public TItem {
  public:
   static CMoxelRTTI m_rttiTBool;
   TBool(int value = 1) : m_bValor(value) {}
@@ -42,7 +43,7 @@ class TBool : public TItem {
   int m_bValor;
 };
 
-class TChar : public TItem {
+class KW_API TChar : public TItem {
  public:
   static CMoxelRTTI m_rttiTChar;
   TChar(wchar_t value = 0) : m_cValor(value) {}
@@ -55,7 +56,7 @@ class TChar : public TItem {
   wchar_t m_cValor;
 };
 
-class TFloat : public TItem {
+class KW_API TFloat : public TItem {
  public:
   static CMoxelRTTI m_rttiTFloat;
   TFloat(float value = 0.0f) : m_fValor(value) {}
@@ -68,7 +69,7 @@ class TFloat : public TItem {
   float m_fValor;
 };
 
-class TDouble : public TItem {
+class KW_API TDouble : public TItem {
  public:
   static CMoxelRTTI m_rttiTDouble;
   TDouble(double value = 0.0) : m_dValor(value) {}
@@ -88,7 +89,7 @@ class TDouble : public TItem {
 // expect. The array is counted, so it lives until the last item holding it lets
 // go of it; giving one item a new text leaves the other's unchanged. Copy text
 // between items with the pointer constructor, Duplicar or assignment from text.
-class TItemString : public TItem {
+class KW_API TItemString : public TItem {
  public:
   static CMoxelRTTI m_rttiTItemString;
 

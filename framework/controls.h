@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wnd.h>
 
 inline constexpr int LB_ERR = -1;
@@ -15,7 +16,7 @@ inline constexpr int CB_ERR = -1;
 inline constexpr UINT TCIF_TEXT = 0x0001;
 inline constexpr UINT TCM_GETITEMW = 4924;
 
-struct TCITEMW {
+struct KW_API TCITEMW {
   UINT mask;
   DWORD dwState;
   DWORD dwStateMask;
@@ -25,7 +26,7 @@ struct TCITEMW {
   LPARAM lParam;
 };
 
-class CListBox : public CWnd {
+class KW_API CListBox : public CWnd {
   DECLARE_DYNAMIC(CListBox)
  public:
   // The new item's index.
@@ -41,7 +42,7 @@ class CListBox : public CWnd {
   int m_selected = LB_ERR;
 };
 
-class CComboBox : public CWnd {
+class KW_API CComboBox : public CWnd {
   DECLARE_DYNAMIC(CComboBox)
  public:
   int AddString(const wchar_t* text);
@@ -56,15 +57,15 @@ class CComboBox : public CWnd {
   int m_selected = CB_ERR;
 };
 
-class CButton : public CWnd {
+class KW_API CButton : public CWnd {
   DECLARE_DYNAMIC(CButton)
 };
 
-class CStatic : public CWnd {
+class KW_API CStatic : public CWnd {
   DECLARE_DYNAMIC(CStatic)
 };
 
-class CTabCtrl : public CWnd {
+class KW_API CTabCtrl : public CWnd {
   DECLARE_DYNAMIC(CTabCtrl)
  public:
   // The new tab's index, or -1.
@@ -79,7 +80,7 @@ class CTabCtrl : public CWnd {
   std::vector<CString> m_tabs;
 };
 
-class CListCtrl : public CWnd {
+class KW_API CListCtrl : public CWnd {
   DECLARE_DYNAMIC(CListCtrl)
  public:
   // The new item's index, its first column `text`; -1 for an index out of range.

@@ -10,10 +10,11 @@
 #include <string>
 #include <string_view>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 template <typename CharT>
-class CStringT {
+class KW_API CStringT {
  public:
   using XCHAR = CharT;
   using YCHAR = std::conditional_t<sizeof(CharT) == 1, wchar_t, char>;

@@ -6,9 +6,10 @@
 #include <compare>
 #include <ctime>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
-class CTime {
+class KW_API CTime {
  public:
   static constexpr __int64 kMaxTime = 32535215999LL;  // 3000-12-31 23:59:59 UTC, the last one converted
 

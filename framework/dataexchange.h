@@ -2,9 +2,10 @@
 // window's controls, and the dialog's values, in one direction.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wnd.h>
 
-class CDataExchange {
+class KW_API CDataExchange {
  public:
   CDataExchange(CWnd* dialog, BOOL saveAndValidate) : m_bSaveAndValidate(saveAndValidate), m_pDlgWnd(dialog) {}
 

@@ -6,6 +6,7 @@
 // fill modes and fonts.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/gdi.h>
 #include <kwlib63/framework/gdiobject.h>
 #include <kwlib63/framework/object.h>
@@ -13,7 +14,7 @@
 typedef struct _cairo cairo_t;
 typedef struct _PangoLayout PangoLayout;
 
-class CDC : public CObject {
+class KW_API CDC : public CObject {
   DECLARE_DYNAMIC(CDC)
  public:
   CDC() = default;

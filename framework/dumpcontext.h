@@ -3,11 +3,12 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 class CObject;
 
-class CDumpContext {
+class KW_API CDumpContext {
  public:
   CDumpContext() = default;
   CDumpContext(const CDumpContext&) = delete;
@@ -37,4 +38,4 @@ class CDumpContext {
 };
 
 // The process's dump context, writing to the debugger output.
-extern CDumpContext afxDump;
+extern KW_API CDumpContext afxDump;

@@ -6,9 +6,10 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 
-class CException : public CObject {
+class KW_API CException : public CObject {
   DECLARE_DYNAMIC(CException)
  public:
   constexpr CException() : m_bAutoDelete(TRUE) {}
@@ -35,7 +36,7 @@ class CException : public CObject {
   static BOOL CopyMessage(const CString& text, LPTSTR error, UINT maxError, PUINT helpContext);
 };
 
-class CSimpleException : public CException {
+class KW_API CSimpleException : public CException {
   DECLARE_DYNAMIC(CSimpleException)
  public:
   using CException::CException;
@@ -46,7 +47,7 @@ class CSimpleException : public CException {
   virtual const wchar_t* Text() const = 0;
 };
 
-class CMemoryException : public CSimpleException {
+class KW_API CMemoryException : public CSimpleException {
   DECLARE_DYNAMIC(CMemoryException)
  public:
   using CSimpleException::CSimpleException;
@@ -55,7 +56,7 @@ class CMemoryException : public CSimpleException {
   const wchar_t* Text() const override;
 };
 
-class CInvalidArgException : public CSimpleException {
+class KW_API CInvalidArgException : public CSimpleException {
   DECLARE_DYNAMIC(CInvalidArgException)
  public:
   using CSimpleException::CSimpleException;
@@ -64,7 +65,7 @@ class CInvalidArgException : public CSimpleException {
   const wchar_t* Text() const override;
 };
 
-class CResourceException : public CSimpleException {
+class KW_API CResourceException : public CSimpleException {
   DECLARE_DYNAMIC(CResourceException)
  public:
   using CSimpleException::CSimpleException;
@@ -73,7 +74,7 @@ class CResourceException : public CSimpleException {
   const wchar_t* Text() const override;
 };
 
-class CFileException : public CException {
+class KW_API CFileException : public CException {
   DECLARE_DYNAMIC(CFileException)
  public:
   enum {
@@ -111,7 +112,7 @@ class CFileException : public CException {
   CString m_strFileName;
 };
 
-[[noreturn]] void AfxThrowMemoryException();
-[[noreturn]] void AfxThrowInvalidArgException();
-[[noreturn]] void AfxThrowResourceException();
-[[noreturn]] void AfxThrowFileException(int cause, LONG osError = -1, LPCTSTR fileName = nullptr);
+[[noreturn]] KW_API void AfxThrowMemoryException();
+[[noreturn]] KW_API void AfxThrowInvalidArgException();
+[[noreturn]] KW_API void AfxThrowResourceException();
+[[noreturn]] KW_API void AfxThrowFileException(int cause, LONG osError = -1, LPCTSTR fileName = nullptr);

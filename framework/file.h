@@ -12,12 +12,13 @@
 
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/ctime.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 #include <kwlib63/framework/wintypes.h>
 
 class CFileException;
 
-struct CFileStatus {
+struct KW_API CFileStatus {
   CTime m_ctime;
   CTime m_mtime;
   CTime m_atime;
@@ -26,7 +27,7 @@ struct CFileStatus {
   wchar_t m_szFullName[MAX_PATH] = {};
 };
 
-class CFile : public CObject {
+class KW_API CFile : public CObject {
   DECLARE_DYNAMIC(CFile)
  public:
   enum OpenFlags : UINT {

@@ -3,6 +3,7 @@
 // alignment and the owner-draw request. CDC draws them on Cairo.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 using COLORREF = DWORD;
@@ -18,13 +19,13 @@ KW_DECLARE_HANDLE(HGDIOBJ);
 KW_DECLARE_HANDLE(HDC);
 KW_DECLARE_HANDLE(HMENU);
 
-struct SIZE {
+struct KW_API SIZE {
   LONG cx;
   LONG cy;
 };
 
 inline constexpr int LF_FACESIZE = 32;
-struct LOGFONTW {
+struct KW_API LOGFONTW {
   LONG lfHeight;  // negative: the character height in pixels; positive: the cell height
   LONG lfWidth;
   LONG lfEscapement;
@@ -48,7 +49,7 @@ inline constexpr BYTE ANTIALIASED_QUALITY = 4;
 inline constexpr BYTE CLEARTYPE_QUALITY = 5;
 inline constexpr BYTE FIXED_PITCH = 1;
 
-struct LOGPEN {
+struct KW_API LOGPEN {
   UINT lopnStyle;
   POINT lopnWidth;
   COLORREF lopnColor;
@@ -58,7 +59,7 @@ inline constexpr int PS_DASH = 1;
 inline constexpr int PS_DOT = 2;
 inline constexpr int PS_NULL = 5;
 
-struct LOGBRUSH {
+struct KW_API LOGBRUSH {
   UINT lbStyle;
   COLORREF lbColor;
   ULONG_PTR lbHatch;
@@ -155,7 +156,7 @@ inline constexpr UINT ODS_DISABLED = 0x4;
 inline constexpr UINT ODS_CHECKED = 0x8;
 inline constexpr UINT ODS_FOCUS = 0x10;
 
-struct DRAWITEMSTRUCT {
+struct KW_API DRAWITEMSTRUCT {
   UINT CtlType;
   UINT CtlID;
   UINT itemID;

@@ -3,10 +3,11 @@
 // cannot be deleted.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/gdi.h>
 #include <kwlib63/framework/object.h>
 
-class CGdiObject : public CObject {
+class KW_API CGdiObject : public CObject {
   DECLARE_DYNAMIC(CGdiObject)
  public:
   CGdiObject() = default;
@@ -29,7 +30,7 @@ class CGdiObject : public CObject {
   BOOL Create(HGDIOBJ made);
 };
 
-class CPen : public CGdiObject {
+class KW_API CPen : public CGdiObject {
   DECLARE_DYNAMIC(CPen)
  public:
   CPen() = default;
@@ -38,7 +39,7 @@ class CPen : public CGdiObject {
   BOOL GetLogPen(LOGPEN* pen) const;
 };
 
-class CBrush : public CGdiObject {
+class KW_API CBrush : public CGdiObject {
   DECLARE_DYNAMIC(CBrush)
  public:
   CBrush() = default;
@@ -47,7 +48,7 @@ class CBrush : public CGdiObject {
   BOOL GetLogBrush(LOGBRUSH* brush) const;
 };
 
-class CFont : public CGdiObject {
+class KW_API CFont : public CGdiObject {
   DECLARE_DYNAMIC(CFont)
  public:
   CFont() = default;

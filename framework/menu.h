@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/gdi.h>
 #include <kwlib63/framework/object.h>
 
@@ -19,7 +20,7 @@ inline constexpr UINT MF_POPUP = 0x0010;
 inline constexpr UINT MF_BYPOSITION = 0x0400;
 inline constexpr UINT MF_SEPARATOR = 0x0800;
 
-class CMenu : public CObject {
+class KW_API CMenu : public CObject {
   DECLARE_DYNAMIC(CMenu)
  public:
   CMenu() = default;

@@ -4,18 +4,19 @@
 // Linux has one module state per process: every module shares it.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 #include <kwlib63/framework/wintypes.h>
 
 class CWinApp;
 
-struct AFX_EXTENSION_MODULE {
+struct KW_API AFX_EXTENSION_MODULE {
   BOOL bInitialized;
   HMODULE hModule;
   HMODULE hResource;
 };
 
-class CDynLinkLibrary : public CObject {
+class KW_API CDynLinkLibrary : public CObject {
   DECLARE_DYNAMIC(CDynLinkLibrary)
  public:
   // Links the module at the end of the chain; unlinked when destroyed.
@@ -32,7 +33,7 @@ class CDynLinkLibrary : public CObject {
 
 // The chain of libraries; walk it only between AfxLockGlobals(CRIT_DYNLINKLIST)
 // and AfxUnlockGlobals(CRIT_DYNLINKLIST).
-class CDynLinkLibraryList {
+class KW_API CDynLinkLibraryList {
  public:
   CDynLinkLibrary* GetHead() const { return m_pHead; }
   static CDynLinkLibrary* GetNext(const CDynLinkLibrary* library) { return library->m_pNextDLL; }
@@ -43,7 +44,7 @@ class CDynLinkLibraryList {
   CDynLinkLibrary* m_pHead = nullptr;
 };
 
-struct AFX_MODULE_STATE {
+struct KW_API AFX_MODULE_STATE {
   BOOL m_bSystem = FALSE;
   HINSTANCE m_hCurrentInstanceHandle = nullptr;
   HINSTANCE m_hCurrentResourceHandle = nullptr;  // set by the application at start-up
@@ -51,18 +52,18 @@ struct AFX_MODULE_STATE {
   CDynLinkLibraryList m_libraryList;
 };
 
-AFX_MODULE_STATE* AfxGetModuleState();
+KW_API AFX_MODULE_STATE* AfxGetModuleState();
 
 inline constexpr int CRIT_DYNLINKLIST = 0;
 // The framework's global lock (recursive).
-void AfxLockGlobals(int lockType);
-void AfxUnlockGlobals(int lockType);
+KW_API void AfxLockGlobals(int lockType);
+KW_API void AfxUnlockGlobals(int lockType);
 
 // Records the module's handle; its resources are its own until changed.
-BOOL AfxInitExtensionModule(AFX_EXTENSION_MODULE& state, HMODULE module);
+KW_API BOOL AfxInitExtensionModule(AFX_EXTENSION_MODULE& state, HMODULE module);
 // Unlinks and frees the module's CDynLinkLibrary entries.
-void AfxTermExtensionModule(AFX_EXTENSION_MODULE& state, BOOL all = FALSE);
+KW_API void AfxTermExtensionModule(AFX_EXTENSION_MODULE& state, BOOL all = FALSE);
 
-HINSTANCE AfxGetInstanceHandle();
-HINSTANCE AfxGetResourceHandle();
-void AfxSetResourceHandle(HINSTANCE resource);
+KW_API HINSTANCE AfxGetInstanceHandle();
+KW_API HINSTANCE AfxGetResourceHandle();
+KW_API void AfxSetResourceHandle(HINSTANCE resource);

@@ -3,12 +3,13 @@
 // from its record.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 class CObject;
 class CDumpContext;
 
-struct CRuntimeClass {
+struct KW_API CRuntimeClass {
   LPCSTR m_lpszClassName;
   int m_nObjectSize;
   UINT m_wSchema;
@@ -52,9 +53,9 @@ struct CRuntimeClass {
 // `object` as a `class_name`* when it is of that class or derived from it, else null.
 #define DYNAMIC_DOWNCAST(class_name, object) \
   (static_cast<class_name*>(AfxDynamicDownCast(RUNTIME_CLASS(class_name), object)))
-CObject* AfxDynamicDownCast(const CRuntimeClass* cls, CObject* object);
+KW_API CObject* AfxDynamicDownCast(const CRuntimeClass* cls, CObject* object);
 
-class CObject {
+class KW_API CObject {
  public:
   virtual CRuntimeClass* GetRuntimeClass() const;
   virtual ~CObject() = default;

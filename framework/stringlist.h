@@ -3,10 +3,11 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 #include <kwlib63/framework/wintypes.h>
 
-class CStringList : public CObject {
+class KW_API CStringList : public CObject {
   DECLARE_DYNAMIC(CStringList)
  public:
   CStringList() = default;

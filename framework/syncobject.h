@@ -6,10 +6,11 @@
 
 #include <mutex>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 #include <kwlib63/framework/wintypes.h>
 
-class CSyncObject : public CObject {
+class KW_API CSyncObject : public CObject {
   DECLARE_DYNAMIC(CSyncObject)
  public:
   CSyncObject() = default;
@@ -24,7 +25,7 @@ class CSyncObject : public CObject {
   HANDLE m_hObject = nullptr;  // a waitable handle, or null for a critical section
 };
 
-class CCriticalSection : public CSyncObject {
+class KW_API CCriticalSection : public CSyncObject {
   DECLARE_DYNAMIC(CCriticalSection)
  public:
   // Recursive: the owning thread may lock it again. The time-out is not used.
@@ -35,7 +36,7 @@ class CCriticalSection : public CSyncObject {
   std::recursive_mutex m_mutex;
 };
 
-class CEvent : public CSyncObject {
+class KW_API CEvent : public CSyncObject {
   DECLARE_DYNAMIC(CEvent)
  public:
   // Raises CResourceException when the system refuses the event.
@@ -48,7 +49,7 @@ class CEvent : public CSyncObject {
   BOOL Unlock() override { return TRUE; }
 };
 
-class CSingleLock {
+class KW_API CSingleLock {
  public:
   explicit CSingleLock(CSyncObject* object, BOOL initialLock = FALSE);
   ~CSingleLock();
@@ -65,7 +66,7 @@ class CSingleLock {
 };
 
 // Waits on up to 64 events at once.
-class CMultiLock {
+class KW_API CMultiLock {
  public:
   CMultiLock(CSyncObject* objects[], DWORD count, BOOL initialLock = FALSE);
   ~CMultiLock();

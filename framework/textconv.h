@@ -7,22 +7,24 @@
 #include <string>
 #include <string_view>
 
+#include <kwlib63/framework/export.h>
+
 namespace kwfw {
 
-std::wstring Utf8ToWide(std::string_view text);
-std::string WideToUtf8(std::wstring_view text);
-std::u16string WideToUtf16(std::wstring_view text);
-std::wstring Utf16ToWide(std::u16string_view text);
+KW_API std::wstring Utf8ToWide(std::string_view text);
+KW_API std::string WideToUtf8(std::wstring_view text);
+KW_API std::u16string WideToUtf16(std::wstring_view text);
+KW_API std::wstring Utf16ToWide(std::u16string_view text);
 
 // The UTF-16 code units of one wide character (U+FFFD for one that is not a scalar
 // value): writes one or two units to `out` and returns how many.
-int EncodeUtf16(wchar_t c, char16_t out[2]);
+KW_API int EncodeUtf16(wchar_t c, char16_t out[2]);
 
 // Appends the UTF-8 form of one code point (U+FFFD for one that is not a scalar value).
-void AppendUtf8(std::string& out, char32_t cp);
+KW_API void AppendUtf8(std::string& out, char32_t cp);
 
 // Decodes one UTF-8 sequence at text[pos]. Returns its length in bytes, or 0 when the
 // bytes there are not a complete, valid sequence; `cp` is set only on success.
-std::size_t DecodeUtf8(std::string_view text, std::size_t pos, char32_t& cp);
+KW_API std::size_t DecodeUtf8(std::string_view text, std::size_t pos, char32_t& cp);
 
 }  // namespace kwfw

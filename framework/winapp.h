@@ -5,11 +5,12 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 
 class CWnd;
 
-class CWinThread : public CObject {
+class KW_API CWinThread : public CObject {
   DECLARE_DYNAMIC(CWinThread)
  public:
   CWinThread();
@@ -32,7 +33,7 @@ class CWinThread : public CObject {
   int m_nExitCode = 0;
 };
 
-class CWinApp : public CWinThread {
+class KW_API CWinApp : public CWinThread {
   DECLARE_DYNAMIC(CWinApp)
  public:
   // Without a name, the application's name is the executable's file name
@@ -57,9 +58,9 @@ class CWinApp : public CWinThread {
 };
 
 // The calling thread's thread object, or null.
-CWinThread* AfxGetThread();
-CWinApp* AfxGetApp();
-CWnd* AfxGetMainWnd();
+KW_API CWinThread* AfxGetThread();
+KW_API CWinApp* AfxGetApp();
+KW_API CWnd* AfxGetMainWnd();
 // The application's name: the application object's, or without one the
 // executable's file name without directory and extension.
-CString AfxGetAppName();
+KW_API CString AfxGetAppName();

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <kwlib63/framework/export.h>
+
 using BOOL = int;
 using BYTE = unsigned char;
 using WORD = std::uint16_t;
@@ -66,7 +68,7 @@ using HMODULE = HINSTANCE;
 // An opaque place in a collection, for the framework's walk-by-position members.
 using POSITION = struct __POSITION*;
 
-struct GUID {
+struct KW_API GUID {
   std::uint32_t Data1;
   std::uint16_t Data2;
   std::uint16_t Data3;
@@ -79,18 +81,18 @@ using HLOCAL = HANDLE;
 
 // Security attributes of a new object: its access list and whether child
 // processes inherit its handle.
-struct SECURITY_ATTRIBUTES {
+struct KW_API SECURITY_ATTRIBUTES {
   DWORD nLength;
   LPVOID lpSecurityDescriptor;
   BOOL bInheritHandle;
 };
 using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
 
-struct POINT {
+struct KW_API POINT {
   LONG x;
   LONG y;
 };
-struct RECT {
+struct KW_API RECT {
   LONG left;
   LONG top;
   LONG right;
@@ -99,7 +101,7 @@ struct RECT {
 
 // Window placement: where a window sits when normal, minimised and maximised, and
 // how it is shown.
-struct WINDOWPLACEMENT {
+struct KW_API WINDOWPLACEMENT {
   UINT length;
   UINT flags;
   UINT showCmd;

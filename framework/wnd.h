@@ -14,10 +14,11 @@
 #include <vector>
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 #include <kwlib63/framework/wintypes.h>
 
-class CWnd : public CObject {
+class KW_API CWnd : public CObject {
   DECLARE_DYNAMIC(CWnd)
  public:
   CWnd() = default;
@@ -66,6 +67,6 @@ class CWnd : public CObject {
   WINDOWPLACEMENT m_placement{sizeof(WINDOWPLACEMENT), 0, SW_SHOWNORMAL, {-1, -1}, {-1, -1}, {0, 0, 0, 0}};
 };
 
-class CFrameWnd : public CWnd {
+class KW_API CFrameWnd : public CWnd {
   DECLARE_DYNAMIC(CFrameWnd)
 };

@@ -3,12 +3,13 @@
 // GTK's (the main thread).
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 // Installs both handlers (AfxSetMessageBoxHandler, AfxSetFolderPickerHandler).
-void AfxGtkInstallDialogs();
+KW_API void AfxGtkInstallDialogs();
 
 // The handlers themselves, for an application that installs them its own way.
-int AfxGtkMessageBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT type, void* context);
-int AfxGtkPickFolder(HWND owner, const wchar_t* title, UINT flags, const wchar_t* start, wchar_t* folder,
-                     int folderSize, void* context);
+KW_API int AfxGtkMessageBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT type, void* context);
+KW_API int AfxGtkPickFolder(HWND owner, const wchar_t* title, UINT flags, const wchar_t* start, wchar_t* folder,
+                            int folderSize, void* context);

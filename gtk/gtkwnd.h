@@ -4,9 +4,10 @@
 
 #include <gtk/gtk.h>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wnd.h>
 
-class CGtkWnd : public CFrameWnd {
+class KW_API CGtkWnd : public CFrameWnd {
  public:
   // Holds a reference to `window` for the object's life.
   explicit CGtkWnd(GtkWindow* window);

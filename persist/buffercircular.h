@@ -2,9 +2,10 @@
 // around the block's end. No lock: one thread at a time.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 
-class CBufferCircular : public CObject {
+class KW_API CBufferCircular : public CObject {
   DECLARE_DYNAMIC(CBufferCircular)
  public:
   CBufferCircular() = default;

@@ -8,7 +8,9 @@
 //      257 - h times (h = 128 gives 129 copies, not an empty packet).
 #pragma once
 
-class TCompression {
+#include <kwlib63/framework/export.h>
+
+class KW_API TCompression {
  public:
   TCompression() = default;
 

@@ -9,13 +9,15 @@
 #include <string>
 #include <vector>
 
+#include <kwlib63/framework/export.h>
+
 enum enclosure_type_t {
   ENCLOSURE_NONE = 1,
   ENCLOSURE_REQUIRED = 2,
   ENCLOSURE_OPTIONAL = 3,
 };
 
-class csv_parser {
+class KW_API csv_parser {
  public:
   csv_parser() = default;
   ~csv_parser();

@@ -17,11 +17,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/file.h>
 
 class CException;
 
-class CFileBuffer : public CFile {
+class KW_API CFileBuffer : public CFile {
   DECLARE_DYNAMIC(CFileBuffer)
  public:
   // Opens the file; raises CFileException on failure. The block is allocated on

@@ -3,10 +3,11 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 #include <kwlib63/platform/filemapping.h>
 
-class CFileMapping : public CObject {
+class KW_API CFileMapping : public CObject {
   DECLARE_DYNAMIC(CFileMapping)
  public:
   // `hFile`: a CFile's handle (`(HANDLE)file`), or INVALID_HANDLE_VALUE for an

@@ -5,11 +5,12 @@
 
 #include <cstddef>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/object.h>
 
 class CFileMapping;
 
-class CMapViewOfFile : public CObject {
+class KW_API CMapViewOfFile : public CObject {
   DECLARE_DYNAMIC(CMapViewOfFile)
  public:
   explicit CMapViewOfFile(CFileMapping* pMapping);

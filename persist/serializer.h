@@ -13,6 +13,7 @@
 #include <map>
 #include <string>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/file.h>
 #include <kwlib63/framework/wintypes.h>
 
@@ -24,13 +25,13 @@ inline constexpr std::size_t KW_SER_FILEHEADER = 18;
 inline constexpr std::size_t KW_SER_RECORDHEADER = 10;
 inline constexpr unsigned char KW_SER_SIGNATURE[10] = {0x5A, 0xC3, 0x17, 0xE8, 0x4D, 0xB6, 0x21, 0x7F, 0x90, 0x3E};
 
-struct SER_RECORDHEADER {
+struct KW_API SER_RECORDHEADER {
   DWORD nId;
   DWORD nLength;
   short nNivell;
 };
 
-class TSerializer {
+class KW_API TSerializer {
  public:
   // Works on an open file it does not own.
   explicit TSerializer(CFile* file);

@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include <kwlib63/framework/export.h>
+
 namespace kwplat {
 
 // The temporary files start with this; a writer killed before its rename leaves one.
@@ -14,14 +16,14 @@ inline constexpr char kTemporaryPrefix[] = ".kwtmp-";
 
 // The file a write of `path` replaces: a symbolic link's target rather than the
 // link (where the link points, for a link to a file not yet there).
-std::string WriteTarget(const std::string& path);
+KW_API std::string WriteTarget(const std::string& path);
 // The folder part of `path` ("." without one).
-std::string FolderOf(const std::string& path);
+KW_API std::string FolderOf(const std::string& path);
 // Replaces `target` by `bytes`, keeping the old file's mode, owner (when permitted)
 // and access list (`old` its status), or for a new file (`old` null) mode 0666 less
 // the umask. False with errno set on failure (ENOSPC, EIO, ...): `target` is then
 // unchanged, except when only the folder's flush after the rename failed, which
 // leaves the new content in place. Short writes and EINTR are retried.
-bool ReplaceFile(const std::string& target, const std::string& bytes, const struct stat* old);
+KW_API bool ReplaceFile(const std::string& target, const std::string& bytes, const struct stat* old);
 
 }  // namespace kwplat

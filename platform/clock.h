@@ -4,9 +4,10 @@
 // timing rules are tested without waiting.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
-struct KW_CLOCK {
+struct KW_API KW_CLOCK {
   unsigned long long (*tickCount64)(void* context);
   long long (*time64)(void* context);
   void* context;
@@ -16,12 +17,12 @@ struct KW_CLOCK {
 
 // Installs `clock` (null restores the system's clocks). The structure must outlive
 // its use.
-void AfxSetClock(const KW_CLOCK* clock);
+KW_API void AfxSetClock(const KW_CLOCK* clock);
 
 namespace kwplat {
-unsigned long long GetTickCount64();
-long long Time64();
-void Sleep(DWORD milliseconds);
+KW_API unsigned long long GetTickCount64();
+KW_API long long Time64();
+KW_API void Sleep(DWORD milliseconds);
 // The tick count's low 32 bits, which wrap after 49.7 days.
 inline DWORD GetTickCount() { return static_cast<DWORD>(GetTickCount64()); }
 }  // namespace kwplat

@@ -4,6 +4,7 @@
 // once through iconv. Wide text is counted in wchar_t units.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 inline constexpr UINT CP_ACP = 0;
@@ -24,7 +25,7 @@ namespace kwplat {
 // Code pages served: 0 and 3 (Windows-1252), 1 (437), 2 and 10000 (Mac Roman),
 // 1252, 437, 850, 28591 (ISO-8859-1), 20127 (ASCII) and 65001 (UTF-8); another
 // fails with ERROR_INVALID_PARAMETER.
-bool IsValidCodePage(UINT codePage);
+KW_API bool IsValidCodePage(UINT codePage);
 
 // A source length of -1 takes the text up to and including its terminator. With a
 // destination size of 0 the size needed is returned; a destination too small
@@ -32,12 +33,12 @@ bool IsValidCodePage(UINT codePage);
 // page become U+FFFD (Windows-1252's five unassigned bytes become the C1 controls
 // of the same value, as Windows maps them); with MB_ERR_INVALID_CHARS they fail
 // the call with ERROR_NO_UNICODE_TRANSLATION.
-int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR src, int srcLength, LPWSTR dst, int dstSize);
+KW_API int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR src, int srcLength, LPWSTR dst, int dstSize);
 
 // Characters the code page lacks become `defaultChar` (or '?'), and `usedDefault`
 // is set when given; for UTF-8 both must be null (else ERROR_INVALID_PARAMETER)
 // and a character that is no scalar value becomes U+FFFD.
-int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR src, int srcLength, LPSTR dst, int dstSize,
-                        LPCSTR defaultChar, BOOL* usedDefault);
+KW_API int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR src, int srcLength, LPSTR dst, int dstSize,
+                               LPCSTR defaultChar, BOOL* usedDefault);
 
 }  // namespace kwplat

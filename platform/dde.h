@@ -14,6 +14,7 @@
 // another (the tests run a private one).
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 struct HSZ__;
@@ -23,12 +24,12 @@ using HCONV = HCONV__*;
 struct HDDEDATA__;
 using HDDEDATA = HDDEDATA__*;
 
-struct HSZPAIR {
+struct KW_API HSZPAIR {
   HSZ hszSvc;
   HSZ hszTopic;
 };
 
-struct CONVCONTEXT {
+struct KW_API CONVCONTEXT {
   UINT cb;
   UINT wFlags;
   UINT wCountryID;
@@ -105,44 +106,44 @@ inline constexpr UINT DMLERR_UNFOUND_QUEUE_ID = 0x4011;
 
 // Chooses the bus of the instances initialised afterwards (null: the default, from
 // KWLIB63_DDE_BUS or else the session bus).
-void DdeSetBusAddress(LPCWSTR address);
+KW_API void DdeSetBusAddress(LPCWSTR address);
 
 namespace kwplat {
 
 // Returns a DMLERR code; DMLERR_SYS_ERROR when the bus cannot be reached. A
 // non-zero `*instance` of this process changes that instance's callback and flags.
-UINT DdeInitializeW(LPDWORD instance, PFNCALLBACK callback, DWORD flags, DWORD reserved);
-BOOL DdeUninitialize(DWORD instance);
+KW_API UINT DdeInitializeW(LPDWORD instance, PFNCALLBACK callback, DWORD flags, DWORD reserved);
+KW_API BOOL DdeUninitialize(DWORD instance);
 // The instance's last error, which is then cleared.
-UINT DdeGetLastError(DWORD instance);
+KW_API UINT DdeGetLastError(DWORD instance);
 
 // String handles: one per text of the process, matched without regard to case and
 // counted; code pages CP_WINANSI and CP_WINUNICODE (the text is wide either way).
-HSZ DdeCreateStringHandleW(DWORD instance, LPCWSTR text, int codePage);
-BOOL DdeFreeStringHandle(DWORD instance, HSZ handle);
-BOOL DdeKeepStringHandle(DWORD instance, HSZ handle);
+KW_API HSZ DdeCreateStringHandleW(DWORD instance, LPCWSTR text, int codePage);
+KW_API BOOL DdeFreeStringHandle(DWORD instance, HSZ handle);
+KW_API BOOL DdeKeepStringHandle(DWORD instance, HSZ handle);
 // The text's length; copies at most `size` - 1 characters and a terminator.
-DWORD DdeQueryStringW(DWORD instance, HSZ handle, LPWSTR text, DWORD size, int codePage);
-int DdeCmpStringHandles(HSZ a, HSZ b);
+KW_API DWORD DdeQueryStringW(DWORD instance, HSZ handle, LPWSTR text, DWORD size, int codePage);
+KW_API int DdeCmpStringHandles(HSZ a, HSZ b);
 
 // Registers (DNS_REGISTER) or withdraws (DNS_UNREGISTER; a null name: all) a
 // service name. A name another server holds is taken over when it leaves.
-HDDEDATA DdeNameService(DWORD instance, HSZ service, HSZ reserved, UINT command);
+KW_API HDDEDATA DdeNameService(DWORD instance, HSZ service, HSZ reserved, UINT command);
 
-HCONV DdeConnect(DWORD instance, HSZ service, HSZ topic, CONVCONTEXT* context);
-BOOL DdeDisconnect(HCONV conversation);
+KW_API HCONV DdeConnect(DWORD instance, HSZ service, HSZ topic, CONVCONTEXT* context);
+KW_API BOOL DdeDisconnect(HCONV conversation);
 // XTYP_EXECUTE, XTYP_REQUEST or XTYP_POKE. `size` (DWORD)-1 makes `data` a data
 // handle. With TIMEOUT_ASYNC the call returns TRUE at once, `*result` is the
 // transaction's id, and XTYP_XACT_COMPLETE brings the outcome.
-HDDEDATA DdeClientTransaction(LPBYTE data, DWORD size, HCONV conversation, HSZ item, UINT format, UINT type,
-                              DWORD timeout, LPDWORD result);
+KW_API HDDEDATA DdeClientTransaction(LPBYTE data, DWORD size, HCONV conversation, HSZ item, UINT format, UINT type,
+                                     DWORD timeout, LPDWORD result);
 
 // Data handles.
-HDDEDATA DdeCreateDataHandle(DWORD instance, LPBYTE source, DWORD size, DWORD offset, HSZ item, UINT format,
-                             UINT command);
-DWORD DdeGetData(HDDEDATA data, LPBYTE destination, DWORD size, DWORD offset);
-LPBYTE DdeAccessData(HDDEDATA data, LPDWORD size);
-BOOL DdeUnaccessData(HDDEDATA data);
-BOOL DdeFreeDataHandle(HDDEDATA data);
+KW_API HDDEDATA DdeCreateDataHandle(DWORD instance, LPBYTE source, DWORD size, DWORD offset, HSZ item, UINT format,
+                                    UINT command);
+KW_API DWORD DdeGetData(HDDEDATA data, LPBYTE destination, DWORD size, DWORD offset);
+KW_API LPBYTE DdeAccessData(HDDEDATA data, LPDWORD size);
+KW_API BOOL DdeUnaccessData(HDDEDATA data);
+KW_API BOOL DdeFreeDataHandle(HDDEDATA data);
 
 }  // namespace kwplat

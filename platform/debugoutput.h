@@ -3,6 +3,7 @@
 // to the process, so that a program run normally prints none of it.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 // Receives each piece of debugger output as it is written. May be called from
@@ -11,15 +12,15 @@ using AFX_DEBUG_OUTPUT_SINK = void (*)(const wchar_t* text, void* context);
 
 // Installs `sink` (null restores the default) and returns the previous one, whose
 // context is stored in `previousContext` when that is not null.
-AFX_DEBUG_OUTPUT_SINK AfxSetDebugOutputSink(AFX_DEBUG_OUTPUT_SINK sink, void* context,
-                                            void** previousContext = nullptr);
+KW_API AFX_DEBUG_OUTPUT_SINK AfxSetDebugOutputSink(AFX_DEBUG_OUTPUT_SINK sink, void* context,
+                                                   void** previousContext = nullptr);
 
 namespace kwplat {
 
-void OutputDebugStringW(LPCWSTR text);
-void OutputDebugStringA(LPCSTR text);
+KW_API void OutputDebugStringW(LPCWSTR text);
+KW_API void OutputDebugStringA(LPCSTR text);
 
 // Whether a tracer (a debugger) is attached to this process.
-bool IsDebuggerPresent();
+KW_API bool IsDebuggerPresent();
 
 }  // namespace kwplat

@@ -5,6 +5,7 @@
 // main context.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/platform/handle.h>
 
@@ -19,9 +20,9 @@ namespace kwplat {
 // A new event, signalled when `initialState` is set; a manual-reset event stays
 // signalled until reset, an auto-reset one is reset by the wait it releases.
 // Null with the last error set when the system refuses a descriptor.
-HANDLE CreateEventW(void* security, BOOL manualReset, BOOL initialState, LPCWSTR name);
-BOOL SetEvent(HANDLE event);
-BOOL ResetEvent(HANDLE event);
+KW_API HANDLE CreateEventW(void* security, BOOL manualReset, BOOL initialState, LPCWSTR name);
+KW_API BOOL SetEvent(HANDLE event);
+KW_API BOOL ResetEvent(HANDLE event);
 // CloseHandle (handle.h) closes an event.
 
 // Waits until one (or, with `waitAll`, every) event is signalled (a process
@@ -29,12 +30,12 @@ BOOL ResetEvent(HANDLE event);
 // in milliseconds passes. WAIT_OBJECT_0 + i names the event that released the wait
 // (the first one with `waitAll`), WAIT_TIMEOUT the time-out, WAIT_FAILED a bad
 // argument (last error ERROR_INVALID_PARAMETER or ERROR_INVALID_HANDLE).
-DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
-DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds);
+KW_API DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
+KW_API DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds);
 // The same, and WAIT_OBJECT_0 + count when the calling thread's message queue has
 // something to pump (a source ready in its main context, or a quit request) and
 // `wakeMask` is not 0. Nothing is dispatched.
-DWORD MsgWaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
-                                DWORD wakeMask);
+KW_API DWORD MsgWaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
+                                       DWORD wakeMask);
 
 }  // namespace kwplat

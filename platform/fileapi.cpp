@@ -19,6 +19,7 @@
 
 #include <kwlib63/framework/casefold.h>
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/handletable.h>
 #include <kwlib63/platform/lasterror.h>
 
 namespace kwplat {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include <kwlib63/platform/handletable.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/syscalls.h>
 

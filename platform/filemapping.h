@@ -9,6 +9,7 @@
 
 #include <cstddef>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/platform/handle.h>
 
@@ -35,7 +36,7 @@ inline constexpr WORD PROCESSOR_ARCHITECTURE_AMD64 = 9;
 inline constexpr WORD PROCESSOR_ARCHITECTURE_ARM64 = 12;
 inline constexpr WORD PROCESSOR_ARCHITECTURE_UNKNOWN = 0xFFFF;
 
-struct SYSTEM_INFO {
+struct KW_API SYSTEM_INFO {
   WORD wProcessorArchitecture;
   WORD wReserved;
   DWORD dwPageSize;
@@ -52,7 +53,7 @@ using LPSYSTEM_INFO = SYSTEM_INFO*;
 
 namespace kwplat {
 
-void GetSystemInfo(LPSYSTEM_INFO info);
+KW_API void GetSystemInfo(LPSYSTEM_INFO info);
 
 // A mapping of `file` (a descriptor handle; see handle.h) with the protection, or
 // with INVALID_HANDLE_VALUE an anonymous block of the given size. A size of 0
@@ -63,14 +64,14 @@ void GetSystemInfo(LPSYSTEM_INFO info);
 // unknown protection, or an anonymous block of size 0), ERROR_FILE_INVALID (an
 // empty file with size 0), ERROR_ACCESS_DENIED (write protection on a file opened
 // for reading). Closed with CloseHandle.
-HANDLE CreateFileMappingW(HANDLE file, void* security, DWORD protect, DWORD sizeHigh, DWORD sizeLow, LPCWSTR name);
+KW_API HANDLE CreateFileMappingW(HANDLE file, void* security, DWORD protect, DWORD sizeHigh, DWORD sizeLow, LPCWSTR name);
 
 // A view of `bytes` bytes (0: to the end of the mapping) from the offset, which must
 // be a multiple of the allocation granularity (else ERROR_MAPPED_ALIGNMENT). A view
 // past the mapping's end, or write access to a read-only mapping, fails with
 // ERROR_ACCESS_DENIED. FILE_MAP_COPY gives a private copy-on-write view.
-LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, std::size_t bytes);
+KW_API LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, std::size_t bytes);
 // FALSE with ERROR_INVALID_ADDRESS for an address that is not a view's base.
-BOOL UnmapViewOfFile(LPCVOID base);
+KW_API BOOL UnmapViewOfFile(LPCVOID base);
 
 }  // namespace kwplat

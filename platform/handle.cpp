@@ -1,4 +1,4 @@
-#include <kwlib63/platform/handle.h>
+#include <kwlib63/platform/handletable.h>
 
 #include <algorithm>
 #include <mutex>

@@ -3,16 +3,17 @@
 // becomes APPLICATION_ERROR_MASK | errno, whose text is the C library's.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 namespace kwplat {
 
-DWORD GetLastError();
-void SetLastError(DWORD code);
+KW_API DWORD GetLastError();
+KW_API void SetLastError(DWORD code);
 
 // The system error code for an errno value (0 for 0).
-DWORD Win32ErrorFromErrno(int error);
+KW_API DWORD Win32ErrorFromErrno(int error);
 // Sets the last error from errno and returns it.
-DWORD SetLastErrorFromErrno();
+KW_API DWORD SetLastErrorFromErrno();
 
 }  // namespace kwplat

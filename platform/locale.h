@@ -2,6 +2,7 @@
 // LC_ALL, LC_* and LANG variables), whatever locale the process has set.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 using LCID = DWORD;
@@ -18,6 +19,6 @@ namespace kwplat {
 // terminator (with `size` 0, the room needed); 0 with ERROR_INSUFFICIENT_BUFFER,
 // ERROR_INVALID_FLAGS for another type, or ERROR_INVALID_PARAMETER when the
 // user's locale cannot be loaded.
-int GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR data, int size);
+KW_API int GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR data, int size);
 
 }  // namespace kwplat

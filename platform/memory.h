@@ -3,14 +3,15 @@
 // the local heap that Windows calls hand their results out in.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 namespace kwplat {
 
 // Non-zero when some byte of [pointer, pointer + size) is not readable
 // (writable). A size of 0 is never bad; otherwise a null pointer is.
-BOOL IsBadReadPtr(const void* pointer, UINT_PTR size);
-BOOL IsBadWritePtr(void* pointer, UINT_PTR size);
+KW_API BOOL IsBadReadPtr(const void* pointer, UINT_PTR size);
+KW_API BOOL IsBadWritePtr(void* pointer, UINT_PTR size);
 
 inline constexpr UINT LMEM_FIXED = 0x0000;
 inline constexpr UINT LMEM_ZEROINIT = 0x0040;
@@ -18,7 +19,7 @@ inline constexpr UINT LPTR = LMEM_FIXED | LMEM_ZEROINIT;
 
 // A block of `bytes` (zeroed with LMEM_ZEROINIT), or null with
 // ERROR_NOT_ENOUGH_MEMORY. Freed by LocalFree, which returns null.
-HLOCAL LocalAlloc(UINT flags, std::size_t bytes);
-HLOCAL LocalFree(HLOCAL block);
+KW_API HLOCAL LocalAlloc(UINT flags, std::size_t bytes);
+KW_API HLOCAL LocalFree(HLOCAL block);
 
 }  // namespace kwplat

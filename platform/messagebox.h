@@ -4,6 +4,7 @@
 // without a user interface never blocks; a toolkit adapter installs a real box.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 // Shows a box and returns the button chosen (IDOK, IDCANCEL, ...). `owner` is the
@@ -13,18 +14,18 @@ using AFX_MSGBOX_HANDLER = int (*)(HWND owner, const wchar_t* text, const wchar_
 
 // Installs `handler` (null restores the default) and returns the previous one,
 // whose context is stored in `previousContext` when that is not null.
-AFX_MSGBOX_HANDLER AfxSetMessageBoxHandler(AFX_MSGBOX_HANDLER handler, void* context,
-                                           void** previousContext = nullptr);
+KW_API AFX_MSGBOX_HANDLER AfxSetMessageBoxHandler(AFX_MSGBOX_HANDLER handler, void* context,
+                                                  void** previousContext = nullptr);
 
 namespace kwplat {
 
 // A null text is shown empty, a null caption as "Error".
-int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type);
+KW_API int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type);
 
 // The buttons of a box of style `type`, in order, into `buttons` (room for three);
 // their count.
-int MessageBoxButtons(UINT type, int* buttons);
+KW_API int MessageBoxButtons(UINT type, int* buttons);
 // The button a box of style `type` answers when its default button is taken.
-int DefaultMessageBoxButton(UINT type);
+KW_API int DefaultMessageBoxButton(UINT type);
 
 }  // namespace kwplat

@@ -3,6 +3,7 @@
 // as a Windows module handle is the address of its image.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 namespace kwplat {
@@ -10,23 +11,23 @@ namespace kwplat {
 // The executable's handle when `name` is null. A name is matched against the
 // file names of the loaded modules, in full or by the last path component.
 // Null with ERROR_MOD_NOT_FOUND when no module matches.
-HMODULE GetModuleHandleW(LPCWSTR name);
+KW_API HMODULE GetModuleHandleW(LPCWSTR name);
 
 // The module that contains `address`, or null.
-HMODULE GetModuleFromAddress(const void* address);
+KW_API HMODULE GetModuleFromAddress(const void* address);
 
 // The full file name of `module` (null: the executable). When it does not fit,
 // writes size - 1 characters and the terminator, returns `size` and sets
 // ERROR_INSUFFICIENT_BUFFER. Returns 0 with ERROR_MOD_NOT_FOUND for an unknown module.
-DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
+KW_API DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
 
 // Loads the shared library at `path` (the dynamic linker's search rules apply to a
 // name without '/'); each load is matched by one FreeLibrary. Null with
 // ERROR_MOD_NOT_FOUND when it cannot be loaded.
-HMODULE LoadLibraryW(LPCWSTR path);
-BOOL FreeLibrary(HMODULE module);
+KW_API HMODULE LoadLibraryW(LPCWSTR path);
+KW_API BOOL FreeLibrary(HMODULE module);
 // The function or variable `name` defined by `module` itself (not one it only
 // reaches through its own dependencies), or null with ERROR_PROC_NOT_FOUND.
-void* GetProcAddress(HMODULE module, LPCSTR name);
+KW_API void* GetProcAddress(HMODULE module, LPCSTR name);
 
 }  // namespace kwplat

@@ -6,15 +6,16 @@
 // allows writing, else read); guests are let in when Samba allows guests.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 using NET_API_STATUS = DWORD;
 
-struct SHARE_INFO_0 {
+struct KW_API SHARE_INFO_0 {
   LPWSTR shi0_netname;
 };
 
-struct SHARE_INFO_2 {
+struct KW_API SHARE_INFO_2 {
   LPWSTR shi2_netname;
   DWORD shi2_type;
   LPWSTR shi2_remark;
@@ -55,16 +56,16 @@ namespace kwplat {
 // every process that adds to the same usershare folder through it. Only the
 // local machine (a null or empty server) is served; another is
 // ERROR_BAD_NETPATH. Buffers are freed with NetApiBufferFree.
-NET_API_STATUS NetShareAdd(LPWSTR server, DWORD level, LPBYTE buffer, LPDWORD parameterError);
-NET_API_STATUS NetShareDel(LPWSTR server, LPWSTR name, DWORD reserved);
+KW_API NET_API_STATUS NetShareAdd(LPWSTR server, DWORD level, LPBYTE buffer, LPDWORD parameterError);
+KW_API NET_API_STATUS NetShareDel(LPWSTR server, LPWSTR name, DWORD reserved);
 // Every share at level 0 or 2; `maximum` is ignored (everything is returned).
-NET_API_STATUS NetShareEnum(LPWSTR server, DWORD level, LPBYTE* buffer, DWORD maximum, LPDWORD read, LPDWORD total,
-                            LPDWORD resume);
-NET_API_STATUS NetShareGetInfo(LPWSTR server, LPWSTR name, DWORD level, LPBYTE* buffer);
-NET_API_STATUS NetApiBufferFree(LPVOID buffer);
+KW_API NET_API_STATUS NetShareEnum(LPWSTR server, DWORD level, LPBYTE* buffer, DWORD maximum, LPDWORD read, LPDWORD total,
+                                   LPDWORD resume);
+KW_API NET_API_STATUS NetShareGetInfo(LPWSTR server, LPWSTR name, DWORD level, LPBYTE* buffer);
+KW_API NET_API_STATUS NetApiBufferFree(LPVOID buffer);
 
 // The smb.conf the calls give to `net` (null: Samba's own). The variable
 // KWLIB63_SMB_CONF sets it for a whole process and its children.
-void NetShareSetConfigFile(LPCWSTR path);
+KW_API void NetShareSetConfigFile(LPCWSTR path);
 
 }  // namespace kwplat

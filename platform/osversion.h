@@ -3,12 +3,13 @@
 // workstation product. A release "6.1.0-18-amd64" is version 6.1, service pack 0.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 using DWORDLONG = unsigned long long;
 using USHORT = unsigned short;
 
-struct OSVERSIONINFOEXW {
+struct KW_API OSVERSIONINFOEXW {
   DWORD dwOSVersionInfoSize;
   DWORD dwMajorVersion;
   DWORD dwMinorVersion;
@@ -44,13 +45,13 @@ inline constexpr DWORD ERROR_OLD_WIN_VERSION = 1150;
 namespace kwplat {
 
 // Adds the comparison `condition` for the field `typeBit` to `mask`.
-DWORDLONG VerSetConditionMask(DWORDLONG mask, DWORD typeBit, BYTE condition);
+KW_API DWORDLONG VerSetConditionMask(DWORDLONG mask, DWORD typeBit, BYTE condition);
 // TRUE when the system passes every comparison of `typeMask`; FALSE with
 // ERROR_OLD_WIN_VERSION when it fails one, ERROR_INVALID_PARAMETER for an empty
 // mask or a field without a condition. Major, minor and service pack (major, then
 // minor) are compared as one version, with the first one's condition.
-BOOL VerifyVersionInfoW(const OSVERSIONINFOEXW* wanted, DWORD typeMask, DWORDLONG conditionMask);
+KW_API BOOL VerifyVersionInfoW(const OSVERSIONINFOEXW* wanted, DWORD typeMask, DWORDLONG conditionMask);
 // The system's version record.
-BOOL GetVersionExW(OSVERSIONINFOEXW* info);
+KW_API BOOL GetVersionExW(OSVERSIONINFOEXW* info);
 
 }  // namespace kwplat

@@ -1,7 +1,7 @@
 // What the waits need of process handles (used by the wait functions only).
 #pragma once
 
-#include <kwlib63/platform/handle.h>
+#include <kwlib63/platform/handletable.h>
 
 namespace kwplat::detail {
 

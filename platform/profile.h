@@ -14,6 +14,7 @@
 // modification time and inode.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 namespace kwplat {
@@ -24,16 +25,16 @@ namespace kwplat {
 // (trailing blanks removed) when the key is missing. The characters
 // copied without the terminator; a value cut to fit gives size - 1, a list cut to
 // fit size - 2.
-DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue, LPWSTR buffer, DWORD size,
-                               LPCWSTR file);
-DWORD GetPrivateProfileSectionNamesW(LPWSTR buffer, DWORD size, LPCWSTR file);
+KW_API DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue, LPWSTR buffer, DWORD size,
+                                      LPCWSTR file);
+KW_API DWORD GetPrivateProfileSectionNamesW(LPWSTR buffer, DWORD size, LPCWSTR file);
 // The section's lines (comments and blank lines left out) as key=value, the blanks
 // around the '=' removed.
-DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCWSTR file);
+KW_API DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCWSTR file);
 // A null `key` removes the section, a null `value` the key.
-BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file);
+KW_API BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file);
 // Replaces the section's lines with `lines` (a list closed by an empty string);
 // null removes the section.
-BOOL WritePrivateProfileSectionW(LPCWSTR section, LPCWSTR lines, LPCWSTR file);
+KW_API BOOL WritePrivateProfileSectionW(LPCWSTR section, LPCWSTR lines, LPCWSTR file);
 
 }  // namespace kwplat

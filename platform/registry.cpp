@@ -14,7 +14,7 @@
 
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/callermemory.h>
-#include <kwlib63/platform/handle.h>
+#include <kwlib63/platform/handletable.h>
 #include <kwlib63/platform/registryhive.h>
 
 namespace kwplat {

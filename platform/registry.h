@@ -11,6 +11,7 @@
 // count sizeof(wchar_t) bytes per character, and the stored form is UTF-16LE.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/platform/fileapi.h>
 
@@ -56,37 +57,37 @@ namespace kwplat {
 // predefined key is ERROR_INVALID_HANDLE). A path starting with '\\' is 161;
 // doubled and closing backslashes count as one. 2 when the key does not exist, 5 when `sam` asks to change a hive that cannot be
 // written.
-LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM sam, PHKEY result);
+KW_API LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM sam, PHKEY result);
 // Opens `subKey`, creating the keys of its path that are missing; `disposition`
 // (may be null) says which. The class and security attributes are not kept. Keys
 // made with REG_OPTION_VOLATILE last until the machine restarts; a lasting key
 // below a volatile one is ERROR_CHILD_MUST_BE_VOLATILE.
-LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM sam,
-                     const SECURITY_ATTRIBUTES* security, PHKEY result, LPDWORD disposition);
-LONG RegCloseKey(HKEY key);
+KW_API LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM sam,
+                            const SECURITY_ATTRIBUTES* security, PHKEY result, LPDWORD disposition);
+KW_API LONG RegCloseKey(HKEY key);
 
 // Writes value `name` (null or empty: the key's default value) of `type`.
-LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
+KW_API LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
 // Reads value `name`: `type` and `data` may be null. `*size` is the buffer's size
 // and becomes the value's; 234 when the buffer is too small.
-LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
+KW_API LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
 // The value at `index` in creation order: its name (`*nameLength` characters of
 // room with the terminator, becoming the length without it), type and data as
 // RegQueryValueExW. 259 past the last value, 234 when a buffer is too small.
-LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type,
-                   LPBYTE data, LPDWORD size);
+KW_API LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type,
+                          LPBYTE data, LPDWORD size);
 // The sub-key at `index` in name order. Keys have no class and no write time is
 // kept: the class comes back empty and the time zero.
-LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPWSTR keyClass,
-                   LPDWORD classLength, FILETIME* lastWrite);
-LONG RegDeleteValueW(HKEY key, LPCWSTR name);
+KW_API LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPWSTR keyClass,
+                          LPDWORD classLength, FILETIME* lastWrite);
+KW_API LONG RegDeleteValueW(HKEY key, LPCWSTR name);
 // Deletes a key that has no sub-keys (5 when it has).
-LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
+KW_API LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 
 // Places the database of hive HKEY_CURRENT_USER or HKEY_LOCAL_MACHINE at `file`;
 // null goes back to the default. Keys already open stay on the old file. The
 // environment variable KWLIB63_REGISTRY_DIR, when set, holds the default places
 // (HKCU.db and HKLM.db in that folder). ERROR_INVALID_HANDLE for another hive.
-LONG RegSetHiveFile(HKEY hive, LPCWSTR file);
+KW_API LONG RegSetHiveFile(HKEY hive, LPCWSTR file);
 
 }  // namespace kwplat

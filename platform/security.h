@@ -6,6 +6,7 @@
 // S-1-22-1-uid, group gid is S-1-22-2-gid, and Everyone is S-1-1-0.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 using PSID = void*;
@@ -13,11 +14,11 @@ using SECURITY_DESCRIPTOR_CONTROL = WORD;
 using PSECURITY_DESCRIPTOR = void*;
 using ACCESS_MASK = DWORD;
 
-struct SID_IDENTIFIER_AUTHORITY {
+struct KW_API SID_IDENTIFIER_AUTHORITY {
   BYTE Value[6];
 };
 
-struct ACL {
+struct KW_API ACL {
   BYTE AclRevision;
   BYTE Sbz1;
   WORD AclSize;
@@ -26,20 +27,20 @@ struct ACL {
 };
 using PACL = ACL*;
 
-struct ACE_HEADER {
+struct KW_API ACE_HEADER {
   BYTE AceType;
   BYTE AceFlags;
   WORD AceSize;
 };
 
-struct ACCESS_ALLOWED_ACE {
+struct KW_API ACCESS_ALLOWED_ACE {
   ACE_HEADER Header;
   ACCESS_MASK Mask;
   DWORD SidStart;  // the first four bytes of the SID that follows
 };
 
 // An absolute descriptor: the parts are pointers.
-struct SECURITY_DESCRIPTOR {
+struct KW_API SECURITY_DESCRIPTOR {
   BYTE Revision;
   BYTE Sbz1;
   SECURITY_DESCRIPTOR_CONTROL Control;
@@ -50,7 +51,7 @@ struct SECURITY_DESCRIPTOR {
 };
 
 // A self-relative descriptor: the parts are offsets from its start (0: none).
-struct SECURITY_DESCRIPTOR_RELATIVE {
+struct KW_API SECURITY_DESCRIPTOR_RELATIVE {
   BYTE Revision;
   BYTE Sbz1;
   SECURITY_DESCRIPTOR_CONTROL Control;
@@ -60,12 +61,12 @@ struct SECURITY_DESCRIPTOR_RELATIVE {
   DWORD Dacl;
 };
 
-struct ACL_SIZE_INFORMATION {
+struct KW_API ACL_SIZE_INFORMATION {
   DWORD AceCount;
   DWORD AclBytesInUse;
   DWORD AclBytesFree;
 };
-struct ACL_REVISION_INFORMATION {
+struct KW_API ACL_REVISION_INFORMATION {
   DWORD AclRevision;
 };
 enum ACL_INFORMATION_CLASS { AclRevisionInformation = 1, AclSizeInformation = 2 };
@@ -116,46 +117,46 @@ inline constexpr DWORD ERROR_ALLOTTED_SPACE_EXCEEDED = 1344;
 namespace kwplat {
 
 // SIDs.
-BOOL IsValidSid(PSID sid);
-DWORD GetLengthSid(PSID sid);
-BOOL EqualSid(PSID a, PSID b);
+KW_API BOOL IsValidSid(PSID sid);
+KW_API DWORD GetLengthSid(PSID sid);
+KW_API BOOL EqualSid(PSID a, PSID b);
 // Writes the well-known SID into `sid` (`*size` bytes of room; with too little,
 // ERROR_INSUFFICIENT_BUFFER and the size needed). WinWorldSid is S-1-1-0.
-BOOL CreateWellKnownSid(WELL_KNOWN_SID_TYPE type, PSID domain, PSID sid, DWORD* size);
+KW_API BOOL CreateWellKnownSid(WELL_KNOWN_SID_TYPE type, PSID domain, PSID sid, DWORD* size);
 // The SID and domain of a user or group of the system, "Everyone", or "GUEST"
 // (the guest account Samba maps, nobody). `*sidSize` and `*domainLength` are the
 // room given; with too little, ERROR_INSUFFICIENT_BUFFER and the sizes needed.
 // ERROR_NONE_MAPPED for an unknown name. A name may be "DOMAIN\name".
-BOOL LookupAccountNameW(LPCWSTR system, LPCWSTR account, PSID sid, LPDWORD sidSize, LPWSTR domain,
-                        LPDWORD domainLength, SID_NAME_USE* use);
+KW_API BOOL LookupAccountNameW(LPCWSTR system, LPCWSTR account, PSID sid, LPDWORD sidSize, LPWSTR domain,
+                               LPDWORD domainLength, SID_NAME_USE* use);
 
 // Access control lists.
-BOOL InitializeAcl(PACL acl, DWORD length, DWORD revision);
+KW_API BOOL InitializeAcl(PACL acl, DWORD length, DWORD revision);
 // Whether the list is well formed: its entries within its size, and each allowing
 // or denying entry holding a whole valid SID.
-BOOL IsValidAcl(PACL acl);
-BOOL GetAclInformation(PACL acl, LPVOID information, DWORD length, ACL_INFORMATION_CLASS type);
-BOOL GetAce(PACL acl, DWORD index, LPVOID* ace);
+KW_API BOOL IsValidAcl(PACL acl);
+KW_API BOOL GetAclInformation(PACL acl, LPVOID information, DWORD length, ACL_INFORMATION_CLASS type);
+KW_API BOOL GetAce(PACL acl, DWORD index, LPVOID* ace);
 // Inserts the entries of `aces` (`length` bytes) before entry `start` (MAXDWORD:
 // at the end).
-BOOL AddAce(PACL acl, DWORD revision, DWORD start, LPVOID aces, DWORD length);
-BOOL AddAccessAllowedAce(PACL acl, DWORD revision, ACCESS_MASK mask, PSID sid);
+KW_API BOOL AddAce(PACL acl, DWORD revision, DWORD start, LPVOID aces, DWORD length);
+KW_API BOOL AddAccessAllowedAce(PACL acl, DWORD revision, ACCESS_MASK mask, PSID sid);
 // The same, with the entry's inheritance flags.
-BOOL AddAccessAllowedAceEx(PACL acl, DWORD revision, DWORD flags, ACCESS_MASK mask, PSID sid);
+KW_API BOOL AddAccessAllowedAceEx(PACL acl, DWORD revision, DWORD flags, ACCESS_MASK mask, PSID sid);
 
 // Security descriptors.
-BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
-BOOL GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, LPBOOL present, PACL* dacl, LPBOOL defaulted);
-BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
-BOOL GetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESCRIPTOR_CONTROL* control,
-                                  LPDWORD revision);
+KW_API BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
+KW_API BOOL GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, LPBOOL present, PACL* dacl, LPBOOL defaulted);
+KW_API BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
+KW_API BOOL GetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESCRIPTOR_CONTROL* control,
+                                         LPDWORD revision);
 // Whether the `length` bytes at `descriptor` are a well-formed self-relative
 // descriptor: its parts inside those bytes, its SIDs and access lists valid.
 // What a descriptor from outside (a file, the network) must pass before use.
-BOOL IsValidRelativeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD length);
+KW_API BOOL IsValidRelativeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD length);
 // Only the inheritance bits (0x0100 to 0x2000) can be set this way.
-BOOL SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESCRIPTOR_CONTROL mask,
-                                  SECURITY_DESCRIPTOR_CONTROL bits);
+KW_API BOOL SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor, SECURITY_DESCRIPTOR_CONTROL mask,
+                                         SECURITY_DESCRIPTOR_CONTROL bits);
 
 }  // namespace kwplat
 
@@ -175,14 +176,14 @@ enum TRUSTEE_TYPE {
   TRUSTEE_IS_GROUP = 2,
   TRUSTEE_IS_WELL_KNOWN_GROUP = 5,
 };
-struct TRUSTEE_W {
+struct KW_API TRUSTEE_W {
   TRUSTEE_W* pMultipleTrustee;
   MULTIPLE_TRUSTEE_OPERATION MultipleTrusteeOperation;
   TRUSTEE_FORM TrusteeForm;
   TRUSTEE_TYPE TrusteeType;
   LPWSTR ptstrName;  // a name, or with TRUSTEE_IS_SID the SID itself
 };
-struct EXPLICIT_ACCESS_W {
+struct KW_API EXPLICIT_ACCESS_W {
   DWORD grfAccessPermissions;
   ACCESS_MODE grfAccessMode;
   DWORD grfInheritance;  // the entry flags: OBJECT_INHERIT_ACE, CONTAINER_INHERIT_ACE, ...
@@ -194,8 +195,8 @@ inline constexpr DWORD SUB_CONTAINERS_AND_OBJECTS_INHERIT = 3;
 namespace kwplat {
 
 // Fills `access` for the account `name` (looked up when the entry is used).
-void BuildExplicitAccessWithNameW(EXPLICIT_ACCESS_W* access, LPWSTR name, DWORD permissions, ACCESS_MODE mode,
-                                  DWORD inheritance);
+KW_API void BuildExplicitAccessWithNameW(EXPLICIT_ACCESS_W* access, LPWSTR name, DWORD permissions, ACCESS_MODE mode,
+                                         DWORD inheritance);
 // A new list (LocalAlloc; LocalFree it) made of `old` (may be null) changed by the
 // entries in order: GRANT_ACCESS adds the rights to the account's allowing entry,
 // SET_ACCESS replaces the account's entries by one allowing entry, DENY_ACCESS adds
@@ -203,7 +204,7 @@ void BuildExplicitAccessWithNameW(EXPLICIT_ACCESS_W* access, LPWSTR name, DWORD 
 // are kept; the list comes out in Windows' order: explicit denying entries,
 // explicit allowing ones, inherited ones. Returns an error code (0: success;
 // ERROR_NONE_MAPPED for an unknown account).
-DWORD SetEntriesInAclW(ULONG count, EXPLICIT_ACCESS_W* entries, PACL old, PACL* made);
+KW_API DWORD SetEntriesInAclW(ULONG count, EXPLICIT_ACCESS_W* entries, PACL old, PACL* made);
 
 }  // namespace kwplat
 
@@ -234,11 +235,11 @@ namespace kwplat {
 
 // A self-relative descriptor with the parts `requested` asks for; with too small a
 // buffer, ERROR_INSUFFICIENT_BUFFER and the size needed in `*needed`.
-BOOL GetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION requested, PSECURITY_DESCRIPTOR descriptor, DWORD length,
-                      LPDWORD needed);
+KW_API BOOL GetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION requested, PSECURITY_DESCRIPTOR descriptor, DWORD length,
+                             LPDWORD needed);
 // Writes the descriptor's access list (DACL_SECURITY_INFORMATION; the other parts
 // are not changed here). ERROR_NONE_MAPPED for an entry whose SID is not an
 // account of this system, ERROR_NOT_SUPPORTED for a denying entry.
-BOOL SetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor);
+KW_API BOOL SetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor);
 
 }  // namespace kwplat

@@ -15,13 +15,14 @@
 // such as "unix:path=/run/user/1000/systemd/private" or a manager's own bus.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/platform/security.h>
 
 struct SC_HANDLE__;
 using SC_HANDLE = SC_HANDLE__*;
 
-struct SERVICE_STATUS {
+struct KW_API SERVICE_STATUS {
   DWORD dwServiceType;
   DWORD dwCurrentState;
   DWORD dwControlsAccepted;
@@ -31,7 +32,7 @@ struct SERVICE_STATUS {
   DWORD dwWaitHint;
 };
 
-struct SERVICE_STATUS_PROCESS {
+struct KW_API SERVICE_STATUS_PROCESS {
   DWORD dwServiceType;
   DWORD dwCurrentState;
   DWORD dwControlsAccepted;
@@ -43,7 +44,7 @@ struct SERVICE_STATUS_PROCESS {
   DWORD dwServiceFlags;
 };
 
-struct ENUM_SERVICE_STATUSW {
+struct KW_API ENUM_SERVICE_STATUSW {
   LPWSTR lpServiceName;
   LPWSTR lpDisplayName;
   SERVICE_STATUS ServiceStatus;
@@ -89,47 +90,47 @@ inline constexpr DWORD RPC_S_SERVER_UNAVAILABLE = 1722;
 
 // Chooses the manager for the handles opened afterwards (null: the default, from
 // KWLIB63_SERVICE_BUS or else the system's).
-void ServiceSetBusAddress(LPCWSTR address);
+KW_API void ServiceSetBusAddress(LPCWSTR address);
 // Where access lists are written as polkit rules (null: the default, from
 // KWLIB63_POLKIT_RULES or else /etc/polkit-1/rules.d).
-void ServiceSetRulesFolder(LPCWSTR folder);
+KW_API void ServiceSetRulesFolder(LPCWSTR folder);
 
 namespace kwplat {
 
 // Only the local machine's active database. RPC_S_SERVER_UNAVAILABLE when the
 // manager's bus cannot be reached, ERROR_ACCESS_DENIED when it refuses us.
-SC_HANDLE OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access);
+KW_API SC_HANDLE OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access);
 // ERROR_SERVICE_DOES_NOT_EXIST for a unit systemd cannot find, ERROR_INVALID_NAME
 // for a name that is not a unit name.
-SC_HANDLE OpenServiceW(SC_HANDLE manager, LPCWSTR name, DWORD access);
-BOOL CloseServiceHandle(SC_HANDLE handle);
+KW_API SC_HANDLE OpenServiceW(SC_HANDLE manager, LPCWSTR name, DWORD access);
+KW_API BOOL CloseServiceHandle(SC_HANDLE handle);
 
 // The 36-byte SERVICE_STATUS_PROCESS; ERROR_INSUFFICIENT_BUFFER and `*needed` with
 // less room.
-BOOL QueryServiceStatusEx(SC_HANDLE service, SC_STATUS_TYPE level, LPBYTE buffer, DWORD size, LPDWORD needed);
+KW_API BOOL QueryServiceStatusEx(SC_HANDLE service, SC_STATUS_TYPE level, LPBYTE buffer, DWORD size, LPDWORD needed);
 // Returns once the start has begun (the unit activating or active).
 // ERROR_SERVICE_ALREADY_RUNNING when it runs; ERROR_SERVICE_REQUEST_TIMEOUT when the
 // start fails before it begins or does not begin within 30 s;
 // ERROR_SERVICE_DEPENDENCY_FAIL when a unit it needs failed; ERROR_SERVICE_DISABLED
 // for a masked unit. Arguments are not supported (ERROR_INVALID_PARAMETER).
-BOOL StartServiceW(SC_HANDLE service, DWORD argc, LPCWSTR* argv);
+KW_API BOOL StartServiceW(SC_HANDLE service, DWORD argc, LPCWSTR* argv);
 // SERVICE_CONTROL_STOP returns once the stop has ended, or after 30 s with the
 // service stop pending; SERVICE_CONTROL_INTERROGATE only reads the status. ERROR_SERVICE_NOT_ACTIVE to stop a stopped service;
 // ERROR_INVALID_SERVICE_CONTROL for any other control.
-BOOL ControlService(SC_HANDLE service, DWORD control, SERVICE_STATUS* status);
+KW_API BOOL ControlService(SC_HANDLE service, DWORD control, SERVICE_STATUS* status);
 // The dependents in the order to stop them (a unit before those it depends on).
 // ERROR_MORE_DATA and `*needed` when they do not fit in `size` bytes.
-BOOL EnumDependentServicesW(SC_HANDLE service, DWORD state, ENUM_SERVICE_STATUSW* services, DWORD size,
-                            LPDWORD needed, LPDWORD returned);
+KW_API BOOL EnumDependentServicesW(SC_HANDLE service, DWORD state, ENUM_SERVICE_STATUSW* services, DWORD size,
+                                   LPDWORD needed, LPDWORD returned);
 // The access list only (DACL_SECURITY_INFORMATION), as a self-relative
 // descriptor. Without a rule of ours, root has every right and everyone may
 // read the status and configuration.
-BOOL QueryServiceObjectSecurity(SC_HANDLE service, SECURITY_INFORMATION information,
-                                PSECURITY_DESCRIPTOR descriptor, DWORD size, LPDWORD needed);
+KW_API BOOL QueryServiceObjectSecurity(SC_HANDLE service, SECURITY_INFORMATION information,
+                                       PSECURITY_DESCRIPTOR descriptor, DWORD size, LPDWORD needed);
 // Writes the list as the unit's polkit rule (ERROR_ACCESS_DENIED when the rules
 // folder is not writable). Allowing and denying entries for users (S-1-22-1-uid),
 // groups (S-1-22-2-gid) and Everyone are honoured; other parts than the access
 // list give ERROR_INVALID_PARAMETER.
-BOOL SetServiceObjectSecurity(SC_HANDLE service, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor);
+KW_API BOOL SetServiceObjectSecurity(SC_HANDLE service, SECURITY_INFORMATION information, PSECURITY_DESCRIPTOR descriptor);
 
 }  // namespace kwplat

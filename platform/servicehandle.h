@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include <kwlib63/platform/handle.h>
+#include <kwlib63/platform/handletable.h>
 #include <kwlib63/platform/service.h>
 
 #include "systemdbus.h"

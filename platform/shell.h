@@ -3,6 +3,7 @@
 // picker, which goes to a replaceable handler as message boxes do.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 inline constexpr int CSIDL_DESKTOP = 0x0000;
@@ -26,7 +27,7 @@ inline constexpr WORD FOF_RENAMEONCOLLISION = 0x0008;
 inline constexpr WORD FOF_NOCONFIRMATION = 0x0010;
 inline constexpr WORD FOF_NOCONFIRMMKDIR = 0x0200;
 
-struct SHFILEOPSTRUCTW {
+struct KW_API SHFILEOPSTRUCTW {
   HWND hwnd;
   UINT wFunc;
   LPCWSTR pFrom;  // double-zero-terminated lists
@@ -48,8 +49,8 @@ using AFX_FOLDERPICKER_HANDLER = int (*)(HWND owner, const wchar_t* title, UINT 
 
 // Installs `handler` (null restores the default, which chooses nothing) and returns
 // the previous one, whose context is stored in `previousContext` when not null.
-AFX_FOLDERPICKER_HANDLER AfxSetFolderPickerHandler(AFX_FOLDERPICKER_HANDLER handler, void* context,
-                                                   void** previousContext = nullptr);
+KW_API AFX_FOLDERPICKER_HANDLER AfxSetFolderPickerHandler(AFX_FOLDERPICKER_HANDLER handler, void* context,
+                                                          void** previousContext = nullptr);
 
 namespace kwplat {
 
@@ -57,7 +58,7 @@ namespace kwplat {
 // (MAX_PATH characters): S_OK, or E_FAIL for a folder this
 // system does not have (the common documents) or one that cannot be read,
 // E_INVALIDARG for an unknown number. XDG_* variables are honoured.
-HRESULT SHGetFolderPathW(HWND owner, int csidl, HANDLE token, DWORD flags, LPWSTR path);
+KW_API HRESULT SHGetFolderPathW(HWND owner, int csidl, HANDLE token, DWORD flags, LPWSTR path);
 
 // FO_COPY of each entry of pFrom (a file, a folder, or a mask in a folder) to the
 // folder pTo: into it when it exists, as it when it does not (a single entry).
@@ -65,9 +66,9 @@ HRESULT SHGetFolderPathW(HWND owner, int csidl, HANDLE token, DWORD flags, LPWST
 // (2)", ...) before its extension; otherwise it is overwritten. Symbolic links found
 // in a folder (or by a mask) are copied as links, never followed; an entry named in
 // pFrom is followed. 0, or a Win32 code.
-int SHFileOperationW(SHFILEOPSTRUCTW* operation);
+KW_API int SHFileOperationW(SHFILEOPSTRUCTW* operation);
 
-int BrowseForFolder(HWND owner, const wchar_t* title, UINT flags, const wchar_t* start, wchar_t* folder,
-                    int folderSize);
+KW_API int BrowseForFolder(HWND owner, const wchar_t* title, UINT flags, const wchar_t* start, wchar_t* folder,
+                           int folderSize);
 
 }  // namespace kwplat

@@ -9,11 +9,13 @@
 #include <cerrno>
 #include <cstddef>
 
+#include <kwlib63/framework/export.h>
+
 namespace kwplat {
 
 // Each entry has the contract of the call it is named after (-1 or MAP_FAILED with
 // errno set on failure); fallocate has posix_fallocate's (the error number returned).
-struct Syscalls {
+struct KW_API Syscalls {
   int (*open)(const char* path, int flags, mode_t mode);
   int (*mkstemp)(char* pattern);
   ssize_t (*read)(int fd, void* buffer, std::size_t count);
@@ -30,13 +32,13 @@ struct Syscalls {
 
 // The table in use, the real calls until a test replaces entries. Replace entries
 // only while no other thread is using files.
-Syscalls& Sys();
+KW_API Syscalls& Sys();
 // The real calls, for putting the table back.
-const Syscalls& RealSyscalls();
+KW_API const Syscalls& RealSyscalls();
 
 // Writes all `count` bytes at the descriptor's position, writing again after a
 // short write and retrying after EINTR. False with errno set on failure.
-bool WriteAll(int fd, const void* buffer, std::size_t count);
+KW_API bool WriteAll(int fd, const void* buffer, std::size_t count);
 
 // `call(args...)` made again for as long as a signal interrupts it (-1 with
 // EINTR): an interrupted open, truncate or flush did nothing, so repeating it is
@@ -52,6 +54,6 @@ Result Retried(Result (*call)(Params...), Args... args) {
 // Closes `fd`: 0, or -1 with errno set. On Linux the descriptor is released even
 // when a signal interrupts the close, so EINTR is no failure and is never retried
 // (a retry could close a descriptor another thread has just been given).
-int CloseFd(int fd);
+KW_API int CloseFd(int fd);
 
 }  // namespace kwplat

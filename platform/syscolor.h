@@ -2,6 +2,7 @@
 // application or a toolkit adapter may replace entry by entry.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/gdi.h>
 
 namespace kwplat {
@@ -9,11 +10,11 @@ namespace kwplat {
 inline constexpr int kSysColorCount = 31;
 
 // The colour of `index` (COLOR_WINDOW, ...); 0 for an index out of range.
-COLORREF GetSysColor(int index);
+KW_API COLORREF GetSysColor(int index);
 // Replaces `count` entries; FALSE (and nothing changed) when an index is out of
 // range.
-BOOL SetSysColors(int count, const int* indexes, const COLORREF* colors);
+KW_API BOOL SetSysColors(int count, const int* indexes, const COLORREF* colors);
 // Back to the classic scheme.
-void ResetSysColors();
+KW_API void ResetSysColors();
 
 }  // namespace kwplat

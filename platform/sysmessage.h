@@ -3,6 +3,7 @@
 // writes them. Codes made from errno values read the C library's text.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/platform/memory.h>
 
@@ -21,7 +22,7 @@ namespace kwplat {
 // for an unknown code, ERROR_INSUFFICIENT_BUFFER when `size` is too small.
 // With FORMAT_MESSAGE_ALLOCATE_BUFFER, `buffer` is taken as a wchar_t** that
 // receives a block to release with LocalFree (memory.h).
-DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD languageId, LPWSTR buffer,
-                     DWORD size, void* arguments);
+KW_API DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD languageId, LPWSTR buffer,
+                            DWORD size, void* arguments);
 
 }  // namespace kwplat

@@ -12,9 +12,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
-struct VS_FIXEDFILEINFO {
+struct KW_API VS_FIXEDFILEINFO {
   DWORD dwSignature;  // 0xFEEF04BD
   DWORD dwStrucVersion;
   DWORD dwFileVersionMS;
@@ -36,7 +37,7 @@ inline constexpr DWORD VS_FF_PRERELEASE = 0x02;
 namespace kwver {
 
 // A version as its two double words: major.minor and release.build.
-struct Version {
+struct KW_API Version {
   std::uint32_t ms, ls;
 };
 constexpr Version MakeVersion(unsigned major, unsigned minor, unsigned release, unsigned build) {
@@ -93,14 +94,14 @@ namespace kwplat {
 // `handle` gets 0 on failure, else a value naming the data just read: passed to
 // GetFileVersionInfoW for the same path, that call uses the data instead of
 // reading the file again (only the latest query's handle is kept, and once).
-DWORD GetFileVersionInfoSizeW(LPCWSTR path, DWORD* handle);
+KW_API DWORD GetFileVersionInfoSizeW(LPCWSTR path, DWORD* handle);
 // Fills `block` (of `size` bytes) with the file's version data; with 0 or a stale
 // `handle` the file is read now.
-BOOL GetFileVersionInfoW(LPCWSTR path, DWORD handle, DWORD size, void* block);
+KW_API BOOL GetFileVersionInfoW(LPCWSTR path, DWORD handle, DWORD size, void* block);
 // "\\" gives the VS_FIXEDFILEINFO, "\\VarFileInfo\\Translation" the translation
 // word (language in the low half, code page in the high), and
 // "\\StringFileInfo\\llllcccc\\Key" (hex, either case) a wide string whose length
 // in characters (terminator included) goes to `length`.
-BOOL VerQueryValueW(const void* block, LPCWSTR subBlock, void** buffer, UINT* length);
+KW_API BOOL VerQueryValueW(const void* block, LPCWSTR subBlock, void** buffer, UINT* length);
 
 }  // namespace kwplat

@@ -6,11 +6,13 @@
 #include <memory>
 #include <string>
 
+#include <kwlib63/framework/export.h>
+
 namespace kwplat {
 
 struct XMLNodeData;
 
-class XMLNode {
+class KW_API XMLNode {
  public:
   XMLNode() = default;
 

@@ -3,8 +3,9 @@
 #pragma once
 
 #include <kwlib63/framework/ctime.h>
+#include <kwlib63/framework/export.h>
 
-class TComptaTemps {
+class KW_API TComptaTemps {
  public:
   TComptaTemps();
   // Restarts now; returns 0.

@@ -18,9 +18,10 @@
 
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/ctime.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/syncobject.h>
 
-class RANGIE {
+class KW_API RANGIE {
  public:
   RANGIE() = default;
   RANGIE(double lo, double hi) : min(lo), max(hi) {}
@@ -36,7 +37,7 @@ class RANGIE {
   double max = 1.0;
 };
 
-class TIndicadorEstat {
+class KW_API TIndicadorEstat {
  public:
   using CALLBACK_ESTAT = void (*)(TIndicadorEstat* ie, __int64 lUser);
 
@@ -153,7 +154,7 @@ class TIndicadorEstat {
 
 // Pushes a sub-range for a scope and pops it at the end. Do not copy: a copy pops
 // again.
-class CSetSubRangIE {
+class KW_API CSetSubRangIE {
  public:
   CSetSubRangIE(TIndicadorEstat* ie, double a, double b);
   CSetSubRangIE(TIndicadorEstat* ie, int nPos, int nTotal);

@@ -5,6 +5,7 @@
 
 #include <span>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/platform/resource.h>
 
 // Exception texts.
@@ -57,5 +58,5 @@ inline constexpr LANGID KW_DEFAULT_LANGUAGE = LANG_FR_FR;
 
 namespace kwres {
 // The library's tables, one per language.
-std::span<const KW_STRINGTABLE> LibraryStringTables();
+KW_API std::span<const KW_STRINGTABLE> LibraryStringTables();
 }  // namespace kwres

@@ -9,6 +9,7 @@
 
 #include <kwlib63/core/item.h>
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
 namespace kwplat {
@@ -27,7 +28,7 @@ inline constexpr int TIPUS_BLOC_SUBBLOC = 3;
 inline constexpr int TIPUS_BLOC_BINARI = 4;
 inline constexpr int TIPUS_BLOC_STRING = 5;
 
-struct ITEMBLOCOPCIONS {
+struct KW_API ITEMBLOCOPCIONS {
   int nTipus = TIPUS_BLOC_BUIT;
   union {
     long lValor;
@@ -60,7 +61,7 @@ struct ITEMBLOCOPCIONS {
   void SetBlocOpcions(const TBlocOpcions* bloc);
 };
 
-class TBlocOpcions : public TItem {
+class KW_API TBlocOpcions : public TItem {
  public:
   static CMoxelRTTI m_rttiTBlocOpcions;
 

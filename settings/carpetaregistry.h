@@ -12,6 +12,7 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <string>
 
 #include <kwlib63/framework/wintypes.h>
@@ -20,7 +21,7 @@
 
 class CWnd;
 
-class TCarpetaRegistry {
+class KW_API TCarpetaRegistry {
  public:
   // Obrir modes.
   static constexpr unsigned long kCrear = 0x1;
@@ -134,5 +135,5 @@ class TCarpetaRegistry {
 
 // Save and restore a window's placement in the application's folder under `name`
 // ("MainWnd" when null or empty); a null window is the application's main window.
-BOOL AfxSaveWndState(CWnd* wnd, const wchar_t* name);
-BOOL AfxLoadWndState(CWnd* wnd, const wchar_t* name, int bMinimitzat);
+KW_API BOOL AfxSaveWndState(CWnd* wnd, const wchar_t* name);
+KW_API BOOL AfxLoadWndState(CWnd* wnd, const wchar_t* name, int bMinimitzat);

@@ -2,9 +2,10 @@
 // functions, kept in UTF-16 with its mark by SetString.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/settings/fitxersettings.h>
 
-class CFitxerINI : public CFitxerSettings {
+class KW_API CFitxerINI : public CFitxerSettings {
  public:
   // Without a path: the running module's file name with the extension "ini".
   CFitxerINI(const wchar_t* fitxer = nullptr);

@@ -4,9 +4,10 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/settings/multistring.h>
 
-class CFitxerSettings {
+class KW_API CFitxerSettings {
  public:
   CFitxerSettings(const wchar_t* fitxer = nullptr) : m_strFitxer(fitxer) {}
   CFitxerSettings(const CFitxerSettings&) = default;

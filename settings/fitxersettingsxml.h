@@ -4,9 +4,10 @@
 // change writes it back whole.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/settings/fitxersettings.h>
 
-class CFitxerSettingsXML : public CFitxerSettings {
+class KW_API CFitxerSettingsXML : public CFitxerSettings {
  public:
   // Without a path: the running module's file name with the extension "xml".
   CFitxerSettingsXML(const wchar_t* fitxer = nullptr);

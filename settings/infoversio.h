@@ -2,7 +2,9 @@
 // the debug and pre-release flags.
 #pragma once
 
-struct CInfoVersio {
+#include <kwlib63/framework/export.h>
+
+struct KW_API CInfoVersio {
   unsigned int nMajor = 0;
   unsigned int nMinor = 0;
   unsigned int nRelease = 0;

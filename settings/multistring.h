@@ -6,8 +6,9 @@
 
 #include <kwlib63/framework/array.h>
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 
-class CMultiString {
+class KW_API CMultiString {
  public:
   CMultiString(const wchar_t** cadenes = nullptr, int n = 0);
   // A copy of a multi-string buffer (measured by analitzarCadena).

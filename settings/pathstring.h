@@ -7,15 +7,16 @@
 
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/ctime.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/settings/infoversio.h>
 
 class CWnd;
 
 // `path` without one leading and one trailing double quote.
-CString AfxNetejarPath(const wchar_t* path);
+KW_API CString AfxNetejarPath(const wchar_t* path);
 
-class CPathString : public CString {
+class KW_API CPathString : public CString {
  public:
   // The full file name of `hModule` (the running program when null).
   CPathString(HINSTANCE hModule = nullptr);

@@ -4,9 +4,10 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
-class CStringEx : public CString {
+class KW_API CStringEx : public CString {
  public:
   CStringEx() = default;
   // String resource `nID` of `hInst` (the process's module when null), whole

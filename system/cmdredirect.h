@@ -23,9 +23,10 @@
 #include <string>
 #include <thread>
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
-class CCmdRedirect {
+class KW_API CCmdRedirect {
  public:
   CCmdRedirect();
   // Shares the other object's handles (they are not duplicated); threads are not

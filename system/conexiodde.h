@@ -2,10 +2,11 @@
 // own; it opens a conversation for each transaction and closes it afterwards.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/platform/dde.h>
 
-class TConexioDDE {
+class KW_API TConexioDDE {
  public:
   TConexioDDE() = default;
   virtual ~TConexioDDE() = default;

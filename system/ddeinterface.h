@@ -6,11 +6,12 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/platform/dde.h>
 #include <kwlib63/system/conexiodde.h>
 
-class TDDEInterface {
+class KW_API TDDEInterface {
  public:
   static constexpr int kTopics = 10;
   static constexpr int kConnections = 30;

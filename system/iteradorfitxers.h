@@ -9,10 +9,11 @@
 // repeats themselves.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/stringlist.h>
 #include <kwlib63/framework/wintypes.h>
 
-class TIteradorFitxers {
+class KW_API TIteradorFitxers {
  public:
   // Non-zero to go on, 0 to stop.
   using Callback = int (*)(const wchar_t* carpeta, const wchar_t* nom, int nivell, __int64 param);

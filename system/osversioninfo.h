@@ -6,9 +6,10 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
-class COSVersionInfo {
+class KW_API COSVersionInfo {
  public:
   // Probes majors 1 to 10, minors 0 to 4 and service packs 0 to 9: the result is the
   // highest of those not above the system's version.
@@ -39,10 +40,10 @@ class COSVersionInfo {
   unsigned short m_wServicePack = 0;
 };
 
-const COSVersionInfo* AfxGetOSVersionInfo();
+KW_API const COSVersionInfo* AfxGetOSVersionInfo();
 
 // The version record of "DllGetVersion".
-struct DLLVERSIONINFO {
+struct KW_API DLLVERSIONINFO {
   DWORD cbSize;
   DWORD dwMajorVersion;
   DWORD dwMinorVersion;
@@ -53,9 +54,9 @@ inline constexpr DWORD DLLVER_PLATFORM_NT = 2;
 
 // The version of the library at `dllPath` packed as major << 16 | minor, 0 when it
 // cannot be loaded or has no "DllGetVersion".
-unsigned long AfxGetShellDllVersion(const wchar_t* dllPath);
-int AfxTestShellDllVersion(const wchar_t* dllPath, unsigned short major, unsigned short minor);
-int AfxTestShellDllVersion(const wchar_t* dllPath, unsigned long packed);
+KW_API unsigned long AfxGetShellDllVersion(const wchar_t* dllPath);
+KW_API int AfxTestShellDllVersion(const wchar_t* dllPath, unsigned short major, unsigned short minor);
+KW_API int AfxTestShellDllVersion(const wchar_t* dllPath, unsigned long packed);
 
 // libkwlib63's own version (the project's major, minor and patch as the build).
-extern "C" HRESULT DllGetVersion(DLLVERSIONINFO* info);
+extern "C" KW_API HRESULT DllGetVersion(DLLVERSIONINFO* info);

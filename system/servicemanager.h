@@ -6,10 +6,11 @@
 // as at most 30 s, the longest a stop may last, so none is endless.
 #pragma once
 
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 #include <kwlib63/platform/service.h>
 
-class CServiceManager {
+class KW_API CServiceManager {
  public:
   CServiceManager() = default;
 

@@ -5,9 +5,10 @@
 #pragma once
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/wintypes.h>
 
-class CSharingManager {
+class KW_API CSharingManager {
  public:
   // Shares the folder under a name of its own (its last part, upper-cased, made
   // unique with "_1", "_2"...), remark "Hot Folder", and gives Everyone full access
@@ -35,6 +36,6 @@ class CSharingManager {
   static wchar_t* _wchar2char(wchar_t* text);
 };
 
-int AfxShareFolder(const wchar_t* folder);
-int AfxUnShareFolder(const wchar_t* folder);
-int AfxAddAccessRights(wchar_t* fileName, wchar_t* accountName, unsigned long accessMask, int bEveryone);
+KW_API int AfxShareFolder(const wchar_t* folder);
+KW_API int AfxUnShareFolder(const wchar_t* folder);
+KW_API int AfxAddAccessRights(wchar_t* fileName, wchar_t* accountName, unsigned long accessMask, int bEveryone);

@@ -5,8 +5,9 @@
 #pragma once
 
 #include <kwlib63/framework/dc.h>
+#include <kwlib63/framework/export.h>
 
-class CDCAttribSelector {
+class KW_API CDCAttribSelector {
  public:
   explicit CDCAttribSelector(CDC* dc) : m_pDC(dc) {}
   virtual ~CDCAttribSelector() { m_pDC = nullptr; }
@@ -18,7 +19,7 @@ class CDCAttribSelector {
 
 // Selects an object; a null object selects nothing and restores nothing. With
 // `bDelete`, the guard's own object is deleted once it is displaced again.
-class CDCSelectObject : public CDCAttribSelector {
+class KW_API CDCSelectObject : public CDCAttribSelector {
  public:
   CDCSelectObject(CDC* dc, CGdiObject* object, int bDelete);
   ~CDCSelectObject() override;
@@ -29,7 +30,7 @@ class CDCSelectObject : public CDCAttribSelector {
   int m_bDelete;
 };
 
-class CDCSelectStockObject : public CDCSelectObject {
+class KW_API CDCSelectStockObject : public CDCSelectObject {
  public:
   CDCSelectStockObject(CDC* dc, int stockId) : CDCSelectObject(dc, CGdiObject::FromStock(stockId), 0) {}
 };

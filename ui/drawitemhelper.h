@@ -5,10 +5,11 @@
 
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/dc.h>
+#include <kwlib63/framework/export.h>
 #include <kwlib63/framework/menu.h>
 #include <kwlib63/framework/wnd.h>
 
-class CDrawItemHelper {
+class KW_API CDrawItemHelper {
  public:
   // A null request draws nothing and reads no control.
   explicit CDrawItemHelper(const DRAWITEMSTRUCT* request);

@@ -6,7 +6,9 @@
 
 #include <cstddef>
 
-class CTaulaConvByte2Double {
+#include <kwlib63/framework/export.h>
+
+class KW_API CTaulaConvByte2Double {
  public:
   constexpr CTaulaConvByte2Double() {
     for (std::size_t i = 256; i-- > 0;) m_taula[i] = static_cast<double>(i) / 255.0;
@@ -17,7 +19,7 @@ class CTaulaConvByte2Double {
   double m_taula[256];
 };
 
-class CTaulaConvWord2Double {
+class KW_API CTaulaConvWord2Double {
  public:
   constexpr CTaulaConvWord2Double() {
     for (std::size_t i = 65536; i-- > 0;) m_taula[i] = static_cast<double>(i) / 65535.0;
@@ -28,7 +30,7 @@ class CTaulaConvWord2Double {
   double m_taula[65536];
 };
 
-class CTaulaConvWord2Byte {
+class KW_API CTaulaConvWord2Byte {
  public:
   // i / 257 to the nearest integer: no quotient lies half-way, so there is no tie.
   constexpr CTaulaConvWord2Byte() {
@@ -40,6 +42,6 @@ class CTaulaConvWord2Byte {
   unsigned char m_taula[65536];
 };
 
-extern const CTaulaConvByte2Double g_byte2double;
-extern const CTaulaConvWord2Double g_word2double;
-extern const CTaulaConvWord2Byte g_word2byte;
+extern KW_API const CTaulaConvByte2Double g_byte2double;
+extern KW_API const CTaulaConvWord2Double g_word2double;
+extern KW_API const CTaulaConvWord2Byte g_word2byte;

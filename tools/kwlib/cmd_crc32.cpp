@@ -7,7 +7,7 @@
 #include <vector>
 
 #include <kwlib63/json.h>
-#include <kwlib63/persist/crc32_impl.h>
+#include <kwlib63/persist/crc32.h>
 
 #include "command.h"
 
