@@ -21,6 +21,9 @@ std::vector<int> Values(const TLlista& l) {
 
 TEST(Llista, CapacityAndStepFollowTheGrowthRule) {
   TLlista l;
+  EXPECT_EQ(l.GetCapacitat(), 0);  // a fresh list has no array yet
+  EXPECT_EQ(l.GetPas(), 16);
+  EXPECT_EQ(l.Principi(), 0);  // and no first item to go to
   std::vector<int> capacities;
   for (int i = 0; i < 49; ++i) {
     l.Afegir(new TInt(i));
