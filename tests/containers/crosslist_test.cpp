@@ -1,4 +1,5 @@
-// The cross list and the ring: linking rules, the index, sorting and walking.
+// The cross list and the ring: what the model walk does not reach (refused links,
+// nodes pulled out or without items, progress and cancelling), and copies.
 #include <memory>
 #include <vector>
 #include <gtest/gtest.h>
@@ -22,18 +23,11 @@ std::vector<int> Values(const TCrossList& l) {
   return v;
 }
 
-TEST(CrossList, RecordsOfBothKinds) {
-  TCrossList l;
-  TCircularCrossList ring;
-  EXPECT_EQ(l.QueSoc(), 8);
-  EXPECT_EQ(ring.QueSoc(), 9);
-  EXPECT_EQ(ring.EsTipus(8), 0);  // the ring's parent record is TItem's
-  EXPECT_EQ(l.IsEmpty(), 1);
-  EXPECT_EQ(l.IsSorted(), 1);
-}
-
 TEST(CrossList, InsertionRules) {
   TCrossList l;
+  EXPECT_EQ(l.IsSorted(), 1);
+  EXPECT_EQ(l.AddOrderedElem(static_cast<TItem*>(nullptr)), nullptr);
+  EXPECT_EQ(l.Remove(nullptr), -3);
   TInt notThere(0);
   auto* x = new TInt(5);
   EXPECT_EQ(l.InsertAfter(x, &notThere), nullptr);  // nothing created
@@ -78,38 +72,6 @@ TEST(CrossList, PullingOutTheOnlyNode) {
   delete r;
 }
 
-TEST(CrossList, RingWrapsAround) {
-  TCircularCrossList ring;
-  for (int i = 0; i < 3; ++i) ring.InsertLast(new TInt(i));
-  EXPECT_EQ(ring.GetLast()->GetNext(), ring.GetFirst());
-  EXPECT_EQ(ring.GetFirst()->GetPrev(), ring.GetLast());
-  ring.InsertFirst(new TInt(-1));
-  EXPECT_EQ(Values(ring), (std::vector<int>{-1, 0, 1, 2}));
-  EXPECT_EQ(ring.GetLast()->GetNext(), ring.GetFirst());
-  ring.Remove(ring.GetFirst());
-  EXPECT_EQ(ring.GetLast()->GetNext(), ring.GetFirst());
-  EXPECT_EQ(Values(ring), (std::vector<int>{0, 1, 2}));
-  TItem* copy = ring.Duplicar();
-  EXPECT_EQ(copy->QueSoc(), 9);
-  EXPECT_EQ(Values(*static_cast<TCrossList*>(copy)), (std::vector<int>{0, 1, 2}));
-  delete copy;
-  ring.ExChangePositions(ring.GetFirst(), ring.GetLast());
-  EXPECT_EQ(Values(ring), (std::vector<int>{2, 1, 0}));
-}
-
-TEST(CrossList, OrderedInsertionSortsFirst) {
-  TCrossList l;
-  l.InsertLast(new TInt(3));
-  l.InsertFirst(new TInt(5));  // out of order
-  EXPECT_EQ(l.IsSorted(), 0);
-  auto* twin = new TInt(3);
-  l.AddOrderedElem(twin);
-  EXPECT_EQ(Values(l), (std::vector<int>{3, 3, 5}));
-  EXPECT_EQ(l.GetFirst()->GetNext()->GetItem(), twin);  // after the equal one
-  EXPECT_EQ(l.IsSorted(), 1);
-  EXPECT_EQ(l.AddOrderedElem(static_cast<TItem*>(nullptr)), nullptr);
-}
-
 TEST(CrossList, SortByComparisonReversesEqualsAndDropsEmptyNodes) {
   Counted::live = 0;
   {
@@ -131,7 +93,7 @@ TEST(CrossList, SortByComparisonReversesEqualsAndDropsEmptyNodes) {
 
 using Recording = kwtest::RecordingIndicator;
 
-TEST(CrossList, SortWithAFunction) {
+TEST(CrossList, SortAndProcessReportProgressAndStopWhenCancelled) {
   TCrossList l;
   for (int v : {4, 102, 3, 101, 1}) l.InsertLast(new TInt(v));
   const auto byUnits = [](const TItem* a, const TItem* b, __int64) {
@@ -147,50 +109,11 @@ TEST(CrossList, SortWithAFunction) {
   cancel.cancelAt = 2;
   EXPECT_EQ(l.Sort(kwtest::ByValue, 0, &cancel), -5);
   EXPECT_EQ(Values(l), (std::vector<int>{1, 101, 102, 3, 4}));
+  const auto index = [](TItem*, int i, __int64) { return i; };
+  Recording cancelled;
+  cancelled.Cancelar();
+  EXPECT_EQ(l.Process(index, 0, 0, &cancelled), -5);
 }
-
-TEST(CrossList, ReverseConcatenateJoinProcess) {
-  TCrossList a, b;
-  for (int i = 1; i <= 3; ++i) a.InsertLast(new TInt(i));
-  a.Reverse();
-  EXPECT_EQ(Values(a), (std::vector<int>{3, 2, 1}));
-  EXPECT_EQ(a.IsSorted(), 0);
-  b.Concatenate(&a, a.GetFirst()->GetNext());
-  EXPECT_EQ(Values(b), (std::vector<int>{2, 1}));
-  EXPECT_EQ(a.Cnt(), 3);
-  b.Join(&a, nullptr);
-  EXPECT_EQ(Values(b), (std::vector<int>{2, 1, 3, 2, 1}));
-  EXPECT_EQ(a.Cnt(), 0);
-  std::vector<int> indexes;
-  const auto fn = [](TItem*, int index, __int64 param) {
-    reinterpret_cast<std::vector<int>*>(param)->push_back(index);
-    return index;
-  };
-  EXPECT_EQ(b.Process(fn, 1, reinterpret_cast<__int64>(&indexes), nullptr), 0);
-  EXPECT_EQ(indexes, (std::vector<int>{4, 3, 2, 1, 0}));  // numbered from the end, walked forward
-  Recording ie;
-  ie.Cancelar();
-  EXPECT_EQ(b.Process(fn, 0, reinterpret_cast<__int64>(&indexes), &ie), -5);
-}
-
-TEST(CrossList, ExchangeAndRemove) {
-  TCrossList l;
-  std::vector<TCrossNode*> n;
-  for (int i = 0; i < 4; ++i) n.push_back(l.InsertLast(new TInt(i)));
-  l.ExChangePositions(n[1], n[3]);
-  EXPECT_EQ(Values(l), (std::vector<int>{0, 3, 2, 1}));
-  l.ExChangePositions(n[2], n[3]);  // b right before a
-  EXPECT_EQ(Values(l), (std::vector<int>{0, 2, 3, 1}));
-  l.ExChangePositions(n[0], n[1]);
-  EXPECT_EQ(Values(l), (std::vector<int>{1, 2, 3, 0}));
-  EXPECT_EQ(l.Remove(nullptr), -3);
-  EXPECT_EQ(l.Remove(n[2]), 0);
-  EXPECT_EQ(Values(l), (std::vector<int>{1, 3, 0}));
-}
-
-}  // namespace
-
-namespace {
 
 // Both lists' links agree with each other and with the count, forwards and back,
 // and every node's item is indexed to it.

@@ -1,7 +1,5 @@
 // CFile: reading, writing and seeking a real file, its errors, and share modes
 // kept by advisory locks between two open files.
-#include <unistd.h>
-#include <cstdlib>
 #include <string>
 #include <gtest/gtest.h>
 
@@ -9,18 +7,12 @@
 #include <kwlib63/framework/file.h>
 #include <kwlib63/framework/textconv.h>
 
+#include "support/tempdir.h"
+
 namespace {
 
 class FileTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char dir[] = "/tmp/kwlib-file-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = dir;
-    m_path = kwfw::Utf8ToWide(m_dir + "/dades.bin");
-  }
-  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
-
   // The cause of the CFileException that `f` raises, or -1.
   template <typename F>
   static int CauseOf(F&& f) {
@@ -34,8 +26,9 @@ class FileTest : public ::testing::Test {
     return -1;
   }
 
-  std::string m_dir;
-  std::wstring m_path;
+  kwtest::TempDir m_tmp{"kwlib-file"};
+  std::string m_dir = m_tmp.Path();
+  std::wstring m_path = kwfw::Utf8ToWide(m_tmp.At("dades.bin"));
 };
 
 TEST_F(FileTest, WriteSeekReadAndStatus) {

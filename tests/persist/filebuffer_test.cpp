@@ -1,8 +1,6 @@
 // CFileBuffer on real files: lengths before a flush, short reads, the refused
 // read-write mode, and data crossing many small blocks.
-#include <unistd.h>
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <string>
@@ -13,23 +11,16 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/persist/filebuffer.h>
 
+#include "support/tempdir.h"
+
 namespace {
 
 class FileBufferTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char dir[] = "/tmp/kwlib-fb-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = dir;
-    m_path = kwfw::Utf8ToWide(m_dir + "/f.bin");
-  }
-  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
-  std::string Contents() const {
-    std::ifstream f(m_dir + "/f.bin", std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(f), {});
-  }
-  std::string m_dir;
-  std::wstring m_path;
+  std::string Contents() const { return kwtest::ReadBytes(m_tmp.At("f.bin")); }
+  kwtest::TempDir m_tmp{"kwlib-fb"};
+  std::string m_dir = m_tmp.Path();
+  std::wstring m_path = kwfw::Utf8ToWide(m_tmp.At("f.bin"));
 };
 
 constexpr UINT kWrite = CFile::modeCreate | CFile::modeWrite | CFile::typeBinary;

@@ -24,11 +24,8 @@ class FileMappingTest : public ::testing::Test {
   void SetUp() override {
     m_path = m_dir + "/f.bin";
   }
-  void WriteBytes(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
-  std::string Contents() const {
-    std::ifstream f(m_path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(f), {});
-  }
+  void WriteBytes(const std::string& bytes) const { kwtest::WriteBytes(m_path, bytes); }
+  std::string Contents() const { return kwtest::ReadBytes(m_path); }
   // 200000 bytes, each its offset modulo 251.
   static std::string Pattern() {
     std::string s(200000, '\0');

@@ -3,7 +3,6 @@
 #include <unistd.h>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
 #include <gtest/gtest.h>
@@ -17,24 +16,14 @@
 #include "support/recorders.h"
 #include "support/recordingie.h"
 #include "support/stopwatch.h"
+#include "support/tempdir.h"
 
 namespace {
 
 class SerializerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char dir[] = "/tmp/kwlib-ser-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = dir;
-    m_path = kwfw::Utf8ToWide(m_dir + "/r.dat");
-  }
-  void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
-
-  void WriteBytes(const std::string& bytes) { std::ofstream(m_dir + "/r.dat", std::ios::binary) << bytes; }
-  std::string Bytes() const {
-    std::ifstream f(m_dir + "/r.dat", std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(f), {});
-  }
+  void WriteBytes(const std::string& bytes) { kwtest::WriteBytes(m_tmp.At("r.dat"), bytes); }
+  std::string Bytes() const { return kwtest::ReadBytes(m_tmp.At("r.dat")); }
   static std::string Header() {
     return std::string("\x07\x00\x01\x00\x02\x00\x03\x00", 8) + std::string(reinterpret_cast<const char*>(KW_SER_SIGNATURE), 10);
   }
@@ -57,8 +46,8 @@ class SerializerTest : public ::testing::Test {
     TSerializer::Close(s);
   }
 
-  std::string m_dir;
-  std::wstring m_path;
+  kwtest::TempDir m_tmp{"kwlib-ser"};
+  std::wstring m_path = kwfw::Utf8ToWide(m_tmp.At("r.dat"));
 };
 
 TEST_F(SerializerTest, ByteLayout) {

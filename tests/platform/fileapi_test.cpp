@@ -15,17 +15,12 @@
 #include <kwlib63/platform/pathparts.h>
 
 #include "support/locales.h"
+#include "support/tempdir.h"
 
 namespace {
 
 class FileApiTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char dir[] = "/tmp/kwlib-fs-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = kwfw::Utf8ToWide(dir);
-  }
-  void TearDown() override { std::system(("chmod -R u+w " + Native(m_dir) + "; rm -rf " + Native(m_dir)).c_str()); }
   static std::string Native(const std::wstring& p) { return kwfw::WideToUtf8(p); }
   std::wstring At(const std::wstring& name) const { return m_dir + L"/" + name; }
   void Touch(const std::wstring& name, const std::string& content = "x") const {
@@ -43,7 +38,8 @@ class FileApiTest : public ::testing::Test {
     return names;
   }
 
-  std::wstring m_dir;
+  kwtest::TempDir m_tmp{"kwlib-fs"};
+  std::wstring m_dir = kwfw::Utf8ToWide(m_tmp.Path());
 };
 
 TEST_F(FileApiTest, AttributesFoldersAndDeleting) {

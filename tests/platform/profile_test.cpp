@@ -27,11 +27,8 @@ class ProfileTest : public ::testing::Test {
     m_path = m_dir + "/f.ini";
     m_file = kwfw::Utf8ToWide(m_path);
   }
-  void WriteBytes(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
-  std::string Bytes() const {
-    std::ifstream f(m_path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(f), {});
-  }
+  void WriteBytes(const std::string& bytes) const { kwtest::WriteBytes(m_path, bytes); }
+  std::string Bytes() const { return kwtest::ReadBytes(m_path); }
   std::wstring Get(const wchar_t* section, const wchar_t* key, const wchar_t* dflt = L"") const {
     wchar_t buffer[256];
     const DWORD n = kwplat::GetPrivateProfileStringW(section, key, dflt, buffer, 256, m_file.c_str());

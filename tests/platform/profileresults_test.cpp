@@ -4,7 +4,6 @@
 // on Windows (the test function is named in each comment).
 #include <sys/stat.h>
 
-#include <fstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -21,11 +20,8 @@ using namespace kwplat;
 
 class ProfileResults : public ::testing::Test {
  protected:
-  void Write(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
-  std::string Bytes() const {
-    std::ifstream f(m_path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(f), {});
-  }
+  void Write(const std::string& bytes) const { kwtest::WriteBytes(m_path, bytes); }
+  std::string Bytes() const { return kwtest::ReadBytes(m_path); }
   bool Exists() const {
     struct stat st {};
     return stat(m_path.c_str(), &st) == 0;

@@ -30,10 +30,7 @@ class FitxerIniTest : public ::testing::Test {
     m_path = m_dir + "/sub/app.ini";  // the folder is made by the first write
     m_ini.SetFitxer(kwfw::Utf8ToWide(m_path).c_str());
   }
-  std::string Bytes() const {
-    std::ifstream f(m_path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(f), {});
-  }
+  std::string Bytes() const { return kwtest::ReadBytes(m_path); }
   kwtest::TempDir m_tmp{"kwlib-fini"};
   std::string m_dir = m_tmp.Path(), m_path;
   CFitxerINI m_ini{L"unused"};

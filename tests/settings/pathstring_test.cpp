@@ -14,6 +14,7 @@
 #include <kwlib63/platform/shell.h>
 #include <kwlib63/settings/pathstring.h>
 
+#include "support/tempdir.h"
 #include "support/throws.h"
 
 namespace {
@@ -108,17 +109,12 @@ TEST(PathString, CdKeepsQuotesThatBelongToTheName) {
 
 class PathStringFiles : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char dir[] = "/tmp/kwlib-path-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    m_dir = kwfw::Utf8ToWide(dir);
-  }
-  void TearDown() override { std::system(("chmod -R u+w " + kwfw::WideToUtf8(m_dir) + "; rm -rf " + kwfw::WideToUtf8(m_dir)).c_str()); }
   CString At(const wchar_t* name) const { return CString((m_dir + L"/" + name).c_str()); }
   void Touch(const wchar_t* name, const std::string& content) const {
     std::ofstream(kwfw::WideToUtf8(At(name).GetString())) << content;
   }
-  std::wstring m_dir;
+  kwtest::TempDir m_tmp{"kwlib-path"};
+  std::wstring m_dir = kwfw::Utf8ToWide(m_tmp.Path());
 };
 
 TEST_F(PathStringFiles, FoldersFilesAndLoading) {

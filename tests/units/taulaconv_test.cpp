@@ -15,12 +15,6 @@ TEST(TaulaConv, Entries) {
   EXPECT_EQ(g_word2double.m_taula[0], 0.0);
   EXPECT_EQ(g_word2double.m_taula[65535], 1.0);
   EXPECT_EQ(g_word2double.m_taula[1000], 1000 / 65535.0);
-  EXPECT_EQ(g_word2byte.m_taula[0], 0);
-  EXPECT_EQ(g_word2byte.m_taula[128], 0);
-  EXPECT_EQ(g_word2byte.m_taula[129], 1);
-  EXPECT_EQ(g_word2byte.m_taula[32767], 127);
-  EXPECT_EQ(g_word2byte.m_taula[32768], 128);
-  EXPECT_EQ(g_word2byte.m_taula[65535], 255);
   for (int i = 0; i < 65536; ++i) {
     ASSERT_EQ(g_word2byte.m_taula[i], static_cast<unsigned char>(std::lround(i / 257.0))) << i;
   }
