@@ -62,7 +62,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
 }  // namespace
 
 KWLIB_COMMAND(kBase64, "base64", "encode or decode Base64",
-              "Usage: kwlib base64 [-d] [FILE]\n\n"
+              "Usage: kwlib base64 [-d|--decode] [FILE]\n\n"
               "Encodes FILE (default: standard input) as Base64 text on one line, or with\n"
               "-d decodes Base64 text (line breaks, tabs and spaces are ignored; any other\n"
               "character outside the alphabet, other than the closing padding '=', is an\n"

@@ -34,7 +34,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
 }
 
 KWLIB_COMMAND(kFind, "find", "list the files of a folder that match a mask",
-              "usage: kwlib find [-r] MASK FOLDER\n"
+              "usage: kwlib find [-r|--recursive] MASK FOLDER\n"
               "Prints the files of FOLDER whose names match MASK (Windows rules: * and ?,\n"
               "\"*.*\" for every name, without regard to case), with -r those of its subfolders\n"
               "too, deepest first, each path once. Links to folders are not followed. A folder\n"

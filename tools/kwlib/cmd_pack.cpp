@@ -92,7 +92,7 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream& err) 
 }  // namespace
 
 KWLIB_COMMAND(kPack, "pack", "compress or expand with RLE, RLL or PackBits",
-              "Usage: kwlib pack (--rle|--rll|--packbits) [-d] IN OUT\n\n"
+              "Usage: kwlib pack (--rle|--rll|--packbits) [-d|--decompress] IN OUT\n\n"
               "Compresses IN into OUT with the chosen run-length format, or with -d expands\n"
               "it (RLL data expands as PackBits). \"-\" is standard input or output.\n",
               &Run);
