@@ -31,7 +31,7 @@ TEST(FileBufferFault, FlushReportsEveryFaultAndKeepsTheFile) {
   const std::string before = "first block of data\n";
   const std::string appended = "second block, appended\n";
   const auto counts = kwtest::RunEveryFault<Outcome>(
-      [&] { kwtest::PutBytes(path, before); },
+      [&] { kwtest::WriteBytes(path, before); },
       [&] {
         try {
           CFileBuffer file(wide.c_str(), CFile::modeCreate | CFile::modeNoTruncate | CFile::modeWrite, 4096);
@@ -48,7 +48,7 @@ TEST(FileBufferFault, FlushReportsEveryFaultAndKeepsTheFile) {
       },
       [&](const Fault& fault, const Outcome& result, const FaultPlan&) {
         const Call c = fault.call;
-        const std::string content = kwtest::FileBytes(path);
+        const std::string content = kwtest::ReadBytes(path);
         if (kwtest::Transient(fault)) {
           EXPECT_TRUE(result.ok);
         } else if (c == Call::kWrite || c == Call::kFsync || c == Call::kLseek ||

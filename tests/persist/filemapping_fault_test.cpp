@@ -38,7 +38,7 @@ TEST(FileMappingFault, ExtendingMappingReportsEveryFault) {
   std::string after = before + stored;
   after.resize(kSize, '\0');
   const auto counts = kwtest::RunEveryFault<Outcome>(
-      [&] { kwtest::PutBytes(path, before); },
+      [&] { kwtest::WriteBytes(path, before); },
       [&] {
         try {
           CFile file(wide.c_str(), CFile::modeReadWrite);
@@ -67,7 +67,7 @@ TEST(FileMappingFault, ExtendingMappingReportsEveryFault) {
         } else if (c == Call::kFallocate || c == Call::kMmap || (c == Call::kOpen && fault.position == 1)) {
           EXPECT_FALSE(result.ok);
         }
-        const std::string content = kwtest::FileBytes(path);
+        const std::string content = kwtest::ReadBytes(path);
         if (result.ok) {
           EXPECT_EQ(content, after);
         } else {

@@ -36,7 +36,7 @@ TEST(SerializerFault, WriteAndCloseTellEveryFault) {
   char payload[] = "the record's data";
   std::string written;  // the file of a fault-free run
   const auto counts = kwtest::RunEveryFault<Outcome>(
-      [&] { kwtest::PutBytes(path, before); },
+      [&] { kwtest::WriteBytes(path, before); },
       [&] {
         kwtest::MessageBoxRecorder boxes;
         Outcome out;
@@ -49,7 +49,7 @@ TEST(SerializerFault, WriteAndCloseTellEveryFault) {
           TSerializer::Close(s);
         }
         out.shown = boxes.boxes.size();
-        if (written.empty() && !out.Told()) written = kwtest::FileBytes(path);
+        if (written.empty() && !out.Told()) written = kwtest::ReadBytes(path);
         return out;
       },
       [&](const Fault& fault, const Outcome& result, const FaultPlan&) {
@@ -59,7 +59,7 @@ TEST(SerializerFault, WriteAndCloseTellEveryFault) {
         } else if (c == Call::kWrite || c == Call::kLseek || c == Call::kFtruncate) {
           EXPECT_TRUE(result.Told());
         }
-        const std::string content = kwtest::FileBytes(path);
+        const std::string content = kwtest::ReadBytes(path);
         if (!result.Told()) {
           EXPECT_EQ(content, written);
         }

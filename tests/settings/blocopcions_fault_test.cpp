@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -38,7 +36,7 @@ TEST(BlocOpcionsFault, FileSaveLosesNothingAtAnyCall) {
   const std::string before = BlockBytes(12, L"petit");
   const std::string after = BlockBytes(480, L"gran");
   const auto counts = kwtest::RunEveryFault<bool>(
-      [&] { std::ofstream(path, std::ios::binary | std::ios::trunc) << before; },
+      [&] { kwtest::WriteBytes(path, before); },
       [&] {
         struct stat old {};
         const bool exists = stat(path.c_str(), &old) == 0;
@@ -52,8 +50,7 @@ TEST(BlocOpcionsFault, FileSaveLosesNothingAtAnyCall) {
         }
       });
   TBlocOpcions read;
-  std::ifstream in(path, std::ios::binary);
-  const std::string last((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string last = kwtest::ReadBytes(path);
   ASSERT_EQ(read.FromBlocDades(reinterpret_cast<const unsigned char*>(last.data()), static_cast<unsigned>(last.size()), 0), 0);
   RecordProperty("calls", kwtest::Describe(counts));
   EXPECT_GT(counts[static_cast<std::size_t>(kwtest::Call::kWrite)], 0);

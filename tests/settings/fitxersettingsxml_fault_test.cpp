@@ -1,8 +1,6 @@
 // XML settings saved under injected disk faults: every call of a SetString's save
 // fails in turn; the caller gets 0 and the file keeps its old content, or gets 1
 // and the whole new content.
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -18,23 +16,18 @@ namespace {
 using kwtest::Fault;
 using kwtest::FaultPlan;
 
-std::string Bytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
 TEST(XmlSettingsFault, SaveLosesNothingAtAnyCall) {
   const kwtest::TempDir dir("kwlib-xmlfault");
   const std::string path = dir.At("settings.xml");
   const std::wstring wide = kwfw::Utf8ToWide(path);
   ASSERT_EQ(CFitxerSettingsXML(wide.c_str()).SetString(L"Colours", L"Ink", L"black"), 1);
-  const std::string before = Bytes(path);
+  const std::string before = kwtest::ReadBytes(path);
   std::string after;  // the file of the fault-free run
   const auto counts = kwtest::RunEveryFault<int>(
-      [&] { std::ofstream(path, std::ios::binary | std::ios::trunc) << before; },
+      [&] { kwtest::WriteBytes(path, before); },
       [&] {
         const int result = CFitxerSettingsXML(wide.c_str()).SetString(L"Colours", L"Ink", L"blue");
-        if (after.empty()) after = Bytes(path);
+        if (after.empty()) after = kwtest::ReadBytes(path);
         return result;
       },
       [&](const Fault& fault, const int& result, const FaultPlan& plan) {

@@ -7,11 +7,11 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include <kwlib63/platform/atomicfile.h>
 #include <kwlib63/platform/syscalls.h>
+
+#include "support/tempdir.h"
 
 namespace kwtest {
 namespace {
@@ -152,8 +152,7 @@ void ExpectReplaced(const Fault& fault, bool ok, const FaultPlan& plan, const st
   const bool mustFail = !transient && (c == Call::kWrite || c == Call::kRead || c == Call::kFsync ||
                                        c == Call::kRename || c == Call::kMkstemp);
   if (transient || mustFail) EXPECT_EQ(ok, transient);
-  std::ifstream in(path, std::ios::binary);
-  const std::string content((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string content = ReadBytes(path);
   if (ok || plan.Before(Call::kRename) > 0) {
     EXPECT_EQ(content, after);
   } else {

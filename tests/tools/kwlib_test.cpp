@@ -19,7 +19,7 @@ namespace {
 using kwtest::Kwlib;
 using kwtest::Result;
 using kwtest::Shell;
-using kwtest::Slurp;
+using kwtest::ReadBytes;
 using kwtest::TempFile;
 
 TEST(KwlibStrings, PrintsIdsAndTextsInTheChosenLanguage) {
@@ -125,9 +125,9 @@ TEST(KwlibData, Crc32Base64AndPack) {
   const std::string in = TempFile(data), packed = TempFile(""), back = TempFile("");
   for (const char* format : {"--rle", "--rll", "--packbits"}) {
     ASSERT_EQ(Kwlib(std::string("pack ") + format + " " + in + " " + packed).status, 0) << format;
-    EXPECT_LT(Slurp(packed).size(), data.size()) << format;
+    EXPECT_LT(ReadBytes(packed).size(), data.size()) << format;
     ASSERT_EQ(Kwlib(std::string("pack ") + format + " -d " + packed + " " + back).status, 0) << format;
-    EXPECT_EQ(Slurp(back), data) << format;
+    EXPECT_EQ(ReadBytes(back), data) << format;
   }
   EXPECT_EQ(Kwlib("pack " + in + " " + back).status, 2);  // no format
   EXPECT_EQ(Kwlib("pack --rle /no/such/file " + back).status, 1);
@@ -243,7 +243,7 @@ TEST(KwlibIni, SetGetListAndDelete) {
   EXPECT_NE(r.err.find("no key 'missing'"), std::string::npos);
   EXPECT_EQ(Kwlib("ini delete " + file + " Sec old").status, 0);
   EXPECT_EQ(Kwlib("ini delete " + file + " Other").status, 0);
-  EXPECT_EQ(Slurp(file), "; kept\n[Sec]\nKey=two words\r\n");
+  EXPECT_EQ(ReadBytes(file), "; kept\n[Sec]\nKey=two words\r\n");
   EXPECT_EQ(Kwlib("ini set /no/such/folder/x.ini s k v").status, 1);
   for (const char* bad : {"ini", "ini get x.ini s", "ini frob x.ini", "ini set x.ini s k"}) EXPECT_EQ(Kwlib(bad).status, 2) << bad;
   std::remove(file.c_str());
@@ -273,7 +273,7 @@ TEST(KwlibIni, SaysWhatIsWrongWithTheFile) {
     EXPECT_EQ(Kwlib("ini set " + file + " s k " + broken).status, 2) << broken;
     EXPECT_EQ(Kwlib("ini set " + file + " s " + broken + " v").status, 2) << broken;
   }
-  EXPECT_EQ(Slurp(file), "[s]\nk=v\n");
+  EXPECT_EQ(ReadBytes(file), "[s]\nk=v\n");
   // Errors from whole-file reads name the file once.
   const Result pack = Kwlib("pack --rle " + folder + " " + file + ".out");
   EXPECT_EQ(pack.status, 1);
@@ -310,7 +310,7 @@ TEST(KwlibIni, TheXmlForm) {
   EXPECT_EQ(Kwlib("ini --xml keys " + file + " Sec").out, "k\nj\n");
   EXPECT_EQ(Kwlib("ini --xml delete " + file + " Sec k").status, 0);
   EXPECT_EQ(Kwlib("ini --xml get " + file + " Sec k").status, 1);
-  EXPECT_NE(Slurp(file).find("<Key Name=\"j\">2</Key>"), std::string::npos) << Slurp(file);
+  EXPECT_NE(ReadBytes(file).find("<Key Name=\"j\">2</Key>"), std::string::npos) << ReadBytes(file);
   std::remove(file.c_str());
 }
 
@@ -322,7 +322,7 @@ TEST(KwlibOptions, FromXmlAndBack) {
   const std::string xml = TempFile("<Options><n Type=\"int\">42</n><sub Type=\"SubBloc\"><x Type=\"double\">1.5</x></sub></Options>");
   const std::string block = TempFile("");
   ASSERT_EQ(Kwlib("options from-xml " + xml + " " + block).status, 0);
-  EXPECT_EQ(Slurp(block).substr(0, 11), "DRIVER-BLOC");
+  EXPECT_EQ(ReadBytes(block).substr(0, 11), "DRIVER-BLOC");
   Result r = Kwlib("options dump " + block);
   EXPECT_EQ(r.status, 0);
   EXPECT_NE(r.out.find("<n Type=\"int\">42</n>"), std::string::npos) << r.out;

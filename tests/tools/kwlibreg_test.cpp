@@ -56,7 +56,7 @@ TEST_F(KwlibRegTest, ExportImportRoundTrip) {
   ASSERT_EQ(Run("reg add 'HKCU\\Software\\T\\A\\B' /v Q /t REG_QWORD /d 0x100000000").status, 0);
   const std::string file = m_dir.At("t.reg");
   ASSERT_EQ(Run("reg export 'HKCU\\Software\\T' " + file).status, 0);
-  const std::string bytes = kwtest::Slurp(file);
+  const std::string bytes = kwtest::ReadBytes(file);
   ASSERT_GT(bytes.size(), 4u);
   EXPECT_EQ(bytes.substr(0, 6), std::string("\xFF\xFEW\0i\0", 6));  // UTF-16LE with its mark
   EXPECT_EQ(Run("reg export 'HKCU\\Software\\T' " + file).status, 1);  // exists, no /y
@@ -66,7 +66,7 @@ TEST_F(KwlibRegTest, ExportImportRoundTrip) {
   ASSERT_EQ(r.status, 0) << r.err;
   const std::string again = m_dir.At("again.reg");
   ASSERT_EQ(Run("reg export 'HKCU\\Software\\T' " + again).status, 0);
-  EXPECT_EQ(kwtest::Slurp(again), bytes);
+  EXPECT_EQ(kwtest::ReadBytes(again), bytes);
   EXPECT_NE(Run("reg query 'HKCU\\Software\\T\\A\\B'").out.find("REG_QWORD    0x100000000"), std::string::npos);
 
   // A string stored without its terminator cannot be written as text: it travels as
@@ -77,7 +77,7 @@ TEST_F(KwlibRegTest, ExportImportRoundTrip) {
   r = Run("reg import " + odd);
   ASSERT_EQ(r.status, 0) << r.err;
   ASSERT_EQ(Run("reg export 'HKCU\\Software\\Odd' " + m_dir.At("odd.reg")).status, 0);
-  const std::string exported = kwtest::Slurp(m_dir.At("odd.reg"));
+  const std::string exported = kwtest::ReadBytes(m_dir.At("odd.reg"));
   std::string line;  // the value's line as it is in the UTF-16LE file
   for (char c : std::string("\"x\"=hex(1):61,00,62,00\r\n")) line += std::string{c, '\0'};
   EXPECT_NE(exported.find(line), std::string::npos);

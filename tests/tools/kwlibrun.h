@@ -6,10 +6,11 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <fstream>
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "support/tempdir.h"
 
 namespace kwtest {
 
@@ -33,8 +34,7 @@ inline Result Shell(const std::string& commandLine) {
   for (std::size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;) r.out.append(buf, n);
   const int status = pclose(pipe);
   r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  std::ifstream err(errPath);
-  r.err.assign(std::istreambuf_iterator<char>(err), {});
+  r.err = ReadBytes(errPath);
   std::remove(errPath);
   return r;
 }
@@ -50,9 +50,5 @@ inline std::string TempFile(const std::string& content) {
   return path;
 }
 
-inline std::string Slurp(const std::string& path) {
-  std::ifstream f(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(f), {});
-}
 
 }  // namespace kwtest
