@@ -35,6 +35,7 @@ using LPCWSTR = const wchar_t*;
 using LPTSTR = wchar_t*;
 using LPCTSTR = const wchar_t*;
 using LPVOID = void*;
+using PVOID = void*;
 using LPCVOID = const void*;
 using PUINT = UINT*;
 using LPDWORD = DWORD*;
@@ -75,6 +76,7 @@ struct KW_API GUID {
   std::uint8_t Data4[8];
 };
 using UUID = GUID;
+using LPGUID = GUID*;
 using HANDLE = void*;
 using HGLOBAL = HANDLE;
 using HLOCAL = HANDLE;

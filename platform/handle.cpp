@@ -105,7 +105,8 @@ bool ReleaseHandle(HANDLE handle, std::initializer_list<HandleKind> kinds) {
 }
 
 BOOL CloseHandle(HANDLE handle) {
-  if (ReleaseHandle(handle, {HandleKind::kEvent, HandleKind::kFileMapping, HandleKind::kProcess, HandleKind::kPipe})) {
+  if (ReleaseHandle(handle, {HandleKind::kEvent, HandleKind::kFileMapping, HandleKind::kProcess, HandleKind::kPipe,
+                             HandleKind::kTransaction})) {
     return TRUE;
   }
   SetLastError(ERROR_INVALID_HANDLE);

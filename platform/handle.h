@@ -14,8 +14,9 @@ inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<
 
 namespace kwplat {
 
-// Closes a handle made by any of the library's Create calls (pipe ends and
-// processes included; not a file handle: files are closed through their CFile).
+// Closes a handle made by any of the library's Create calls (pipe ends, processes
+// and registry transactions included; not a file handle: files are closed through
+// their CFile).
 // FALSE with ERROR_INVALID_HANDLE otherwise.
 KW_API BOOL CloseHandle(HANDLE handle);
 

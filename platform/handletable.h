@@ -23,6 +23,7 @@ enum class HandleKind : std::uint32_t {
   kPipe = 0x4B575049,         // "KWPI"
   kServiceManager = 0x4B57534D,  // "KWSM"
   kService = 0x4B575356,         // "KWSV"
+  kTransaction = 0x4B575458,     // "KWTX"
 };
 
 // The base of every object a HANDLE names.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -15,6 +16,7 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/callermemory.h>
 #include <kwlib63/platform/handletable.h>
+#include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/registryhive.h>
 
 namespace kwplat {
@@ -34,6 +36,46 @@ struct RegKey : HandleObject {
   std::shared_ptr<RegistryHive> hive;
   KeyId id;
   REGSAM sam;
+};
+
+// A transaction: one connection of its own per hive file it has touched, each
+// inside its database transaction until the end.
+class Transaction : public HandleObject {
+ public:
+  static constexpr HandleKind kKind = HandleKind::kTransaction;
+  Transaction() : HandleObject(kKind) {}
+  ~Transaction() override { End(false); }
+  void Closed() override { End(false); }
+
+  LONG Hive(const std::string& file, std::shared_ptr<RegistryHive>& hive) {
+    std::lock_guard guard(m_lock);
+    if (m_ended) return ERROR_TRANSACTION_NOT_ACTIVE;
+    std::shared_ptr<RegistryHive>& slot = m_hives[file];
+    LONG error = ERROR_SUCCESS;
+    if (slot == nullptr) slot = RegistryHive::Transacted(file, error);
+    hive = slot;
+    return slot != nullptr ? ERROR_SUCCESS : error;
+  }
+
+  // The first failure of the hives' commits; every hive still ends.
+  LONG End(bool commit) {
+    std::lock_guard guard(m_lock);
+    if (m_ended) return ERROR_TRANSACTION_NOT_ACTIVE;
+    m_ended = true;
+    LONG result = ERROR_SUCCESS;
+    for (auto& [file, hive] : m_hives) {
+      if (hive == nullptr) continue;
+      const LONG ended = hive->End(commit && result == ERROR_SUCCESS);
+      if (result == ERROR_SUCCESS) result = ended;
+    }
+    return result;
+  }
+
+ private:
+  // guards the hives and the end
+  std::mutex m_lock;
+  std::map<std::string, std::shared_ptr<RegistryHive>> m_hives;
+  bool m_ended = false;
 };
 
 // The two hives kept, by their index; their files as set by RegSetHiveFile.
@@ -74,8 +116,11 @@ struct Place {
   REGSAM sam = KEY_ALL_ACCESS;
 };
 
-LONG Resolve(HKEY key, Place& place) {
+// `transaction`, when not null, is the one a hive's keys are opened in; an open
+// key keeps the hive it was opened on.
+LONG Resolve(HKEY key, Place& place, Transaction* transaction = nullptr) {
   if (int hive = HiveIndex(key); hive >= 0) {
+    if (transaction != nullptr) return transaction->Hive(HiveFile(hive), place.hive);
     place.hive = RegistryHive::At(HiveFile(hive));
     return ERROR_SUCCESS;
   }
@@ -89,6 +134,16 @@ LONG Resolve(HKEY key, Place& place) {
 }
 
 std::string Utf8Name(LPCWSTR name) { return name == nullptr ? std::string() : kwfw::WideToUtf8(name); }
+
+// Windows' name limits count UTF-16 units: a name that fits here fits there.
+constexpr std::size_t kMaxKeyName = 255;
+constexpr std::size_t kMaxValueName = 16383;
+
+std::size_t Utf16Length(std::string_view utf8) {
+  std::size_t units = 0;
+  for (unsigned char c : utf8) units += (c & 0xC0) != 0x80 ? (c >= 0xF0 ? 2 : 1) : 0;
+  return units;
+}
 
 LONG SplitPath(LPCWSTR subKey, std::vector<std::string>& names) {
   if (subKey == nullptr) return ERROR_SUCCESS;
@@ -232,15 +287,26 @@ LONG CopyName(const std::string& utf8, LPWSTR name, LPDWORD length) {
   return ERROR_SUCCESS;
 }
 
-LONG OpenPath(HKEY key, LPCWSTR subKey, REGSAM sam, PHKEY result, bool create, DWORD options, LPDWORD disposition) {
+LONG OpenPath(HKEY key, LPCWSTR subKey, REGSAM sam, PHKEY result, bool create, DWORD options, LPDWORD disposition,
+              HANDLE transactionHandle = nullptr) {
   if (result == nullptr) return ERROR_INVALID_PARAMETER;
   *result = nullptr;
+  std::shared_ptr<Transaction> transaction;
+  if (transactionHandle != nullptr && (transaction = FindHandle<Transaction>(transactionHandle)) == nullptr) {
+    return ERROR_INVALID_HANDLE;
+  }
   Place place;
   std::vector<std::string> names;
-  if (LONG error = Resolve(key, place); error != ERROR_SUCCESS) return error;
+  if (LONG error = Resolve(key, place, transaction.get()); error != ERROR_SUCCESS) return error;
   if (LONG error = SplitPath(subKey, names); error != ERROR_SUCCESS) return error;
-  // A hive opened without a path is given back as it is, not as a new handle.
-  if (!create && names.empty() && HiveIndex(key) >= 0) {
+  // Only creating refuses a long name, so that a key made before the limit can
+  // still be opened and deleted.
+  if (create && std::any_of(names.begin(), names.end(), [](const std::string& n) { return Utf16Length(n) > kMaxKeyName; })) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  // A hive opened without a path is given back as it is, not as a new handle
+  // (in a transaction it must be one, to carry the transaction).
+  if (!create && names.empty() && HiveIndex(key) >= 0 && transaction == nullptr) {
     *result = key;
     return ERROR_SUCCESS;
   }
@@ -284,6 +350,8 @@ LONG RegCloseKey(HKEY key) {
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD type, const BYTE* data, DWORD size) {
   Place place;
   if (LONG error = KeyFor(key, KEY_SET_VALUE, place); error != ERROR_SUCCESS) return error;
+  const std::string valueName = Utf8Name(name);
+  if (Utf16Length(valueName) > kMaxValueName) return ERROR_INVALID_PARAMETER;
   // The caller's bytes are copied first: a buffer that cannot be read is refused
   // as Windows refuses it, whatever the type.
   std::string stored;
@@ -295,7 +363,7 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD type, cons
     stored.resize(size);
     if (!ReadCallerMemory(stored.data(), data, size)) return ERROR_NOACCESS;
   }
-  return place.hive->SetValue(place.id, Utf8Name(name), type, stored);
+  return place.hive->SetValue(place.id, valueName, type, stored);
 }
 
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD /*reserved*/, LPDWORD type, LPBYTE data, LPDWORD size) {
@@ -359,6 +427,45 @@ LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
   KeyId parent = RegistryHive::kRoot;
   if (LONG error = place.hive->FindKey(place.id, names, parent); error != ERROR_SUCCESS) return error;
   return place.hive->DeleteKey(parent, last);
+}
+
+HANDLE CreateTransaction(LPSECURITY_ATTRIBUTES /*attributes*/, LPGUID /*unitOfWork*/, DWORD /*options*/,
+                         DWORD /*isolationLevel*/, DWORD /*isolationFlags*/, DWORD /*timeout*/,
+                         LPWSTR /*description*/) {
+  HANDLE handle = OpenHandle(std::make_shared<Transaction>());
+  if (handle == nullptr) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return INVALID_HANDLE_VALUE;
+  }
+  return handle;
+}
+
+namespace {
+
+BOOL EndTransaction(HANDLE handle, bool commit) {
+  const std::shared_ptr<Transaction> transaction = FindHandle<Transaction>(handle);
+  const LONG result = transaction == nullptr ? ERROR_INVALID_HANDLE : transaction->End(commit);
+  if (result != ERROR_SUCCESS) SetLastError(result);
+  return result == ERROR_SUCCESS;
+}
+
+}  // namespace
+
+BOOL CommitTransaction(HANDLE transaction) { return EndTransaction(transaction, true); }
+
+BOOL RollbackTransaction(HANDLE transaction) { return EndTransaction(transaction, false); }
+
+LONG RegCreateKeyTransactedW(HKEY key, LPCWSTR subKey, DWORD /*reserved*/, LPWSTR /*keyClass*/, DWORD options,
+                             REGSAM sam, const SECURITY_ATTRIBUTES* /*security*/, PHKEY result, LPDWORD disposition,
+                             HANDLE transaction, PVOID /*extended*/) {
+  if (transaction == nullptr || transaction == INVALID_HANDLE_VALUE) return ERROR_INVALID_HANDLE;
+  return OpenPath(key, subKey, sam, result, true, options, disposition, transaction);
+}
+
+LONG RegOpenKeyTransactedW(HKEY key, LPCWSTR subKey, DWORD /*options*/, REGSAM sam, PHKEY result, HANDLE transaction,
+                           PVOID /*extended*/) {
+  if (transaction == nullptr || transaction == INVALID_HANDLE_VALUE) return ERROR_INVALID_HANDLE;
+  return OpenPath(key, subKey, sam, result, false, 0, nullptr, transaction);
 }
 
 LONG RegSetHiveFile(HKEY hive, LPCWSTR file) {

@@ -49,6 +49,7 @@ inline constexpr DWORD ERROR_BAD_PATHNAME = 161;
 inline constexpr DWORD ERROR_BADDB = 1009;
 inline constexpr DWORD ERROR_KEY_DELETED = 1018;
 inline constexpr DWORD ERROR_CHILD_MUST_BE_VOLATILE = 1021;
+inline constexpr DWORD ERROR_TRANSACTION_NOT_ACTIVE = 6701;
 
 namespace kwplat {
 
@@ -61,12 +62,15 @@ KW_API LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM sam, P
 // Opens `subKey`, creating the keys of its path that are missing; `disposition`
 // (may be null) says which. The class and security attributes are not kept. Keys
 // made with REG_OPTION_VOLATILE last until the machine restarts; a lasting key
-// below a volatile one is ERROR_CHILD_MUST_BE_VOLATILE.
+// below a volatile one is ERROR_CHILD_MUST_BE_VOLATILE. A name in the path longer
+// than 255 characters (counted in UTF-16 units, as Windows counts) is
+// ERROR_INVALID_PARAMETER.
 KW_API LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM sam,
                             const SECURITY_ATTRIBUTES* security, PHKEY result, LPDWORD disposition);
 KW_API LONG RegCloseKey(HKEY key);
 
-// Writes value `name` (null or empty: the key's default value) of `type`.
+// Writes value `name` (null or empty: the key's default value) of `type`; a name
+// longer than 16383 UTF-16 units is ERROR_INVALID_PARAMETER.
 KW_API LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
 // Reads value `name`: `type` and `data` may be null. `*size` is the buffer's size
 // and becomes the value's; 234 when the buffer is too small.
@@ -83,6 +87,26 @@ KW_API LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength
 KW_API LONG RegDeleteValueW(HKEY key, LPCWSTR name);
 // Deletes a key that has no sub-keys (5 when it has).
 KW_API LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
+
+// Transactions. Keys opened or created in a transaction, and the keys opened
+// below them, change the registry inside it: other keys see none of it until
+// CommitTransaction makes all of it visible at once, and RollbackTransaction (or
+// closing the transaction's handle uncommitted, with CloseHandle) discards it.
+// While a transaction has changed a hive, other writers of that hive wait for it
+// (and fail with ERROR_BUSY after ten seconds). After the end, changes through the
+// transaction's keys are ERROR_ACCESS_DENIED. The security attributes, unit of
+// work, options, isolation, time-out and description are not used.
+KW_API HANDLE CreateTransaction(LPSECURITY_ATTRIBUTES attributes, LPGUID unitOfWork, DWORD options, DWORD isolationLevel,
+                                DWORD isolationFlags, DWORD timeout, LPWSTR description);
+// FALSE with ERROR_TRANSACTION_NOT_ACTIVE when the transaction has ended, or with
+// the failure of a hive's commit (the transaction is then rolled back).
+KW_API BOOL CommitTransaction(HANDLE transaction);
+KW_API BOOL RollbackTransaction(HANDLE transaction);
+KW_API LONG RegCreateKeyTransactedW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass, DWORD options,
+                                    REGSAM sam, const SECURITY_ATTRIBUTES* security, PHKEY result,
+                                    LPDWORD disposition, HANDLE transaction, PVOID extended);
+KW_API LONG RegOpenKeyTransactedW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM sam, PHKEY result,
+                                  HANDLE transaction, PVOID extended);
 
 // Places the database of hive HKEY_CURRENT_USER or HKEY_LOCAL_MACHINE at `file`;
 // null goes back to the default. Keys already open stay on the old file. The

@@ -96,6 +96,34 @@ std::shared_ptr<RegistryHive> RegistryHive::At(const std::string& file) {
   return hive;
 }
 
+std::shared_ptr<RegistryHive> RegistryHive::Transacted(const std::string& file, LONG& error) {
+  std::shared_ptr<RegistryHive> hive(new RegistryHive(file));
+  std::lock_guard guard(hive->m_lock);
+  if (!hive->m_writable) {
+    error = hive->m_db == nullptr ? ERROR_BADDB : ERROR_ACCESS_DENIED;
+    return nullptr;
+  }
+  if (const int code = sqlite3_exec(hive->m_db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr); code != SQLITE_OK) {
+    error = hive->Failure(code);
+    return nullptr;
+  }
+  hive->m_transacted = true;
+  return hive;
+}
+
+LONG RegistryHive::End(bool commit) {
+  std::lock_guard guard(m_lock);
+  if (!m_transacted) return ERROR_TRANSACTION_NOT_ACTIVE;
+  m_transacted = false;
+  m_writable = false;
+  LONG result = ERROR_SUCCESS;
+  if (commit) {
+    if (const int code = sqlite3_exec(m_db, "COMMIT", nullptr, nullptr, nullptr); code != SQLITE_OK) result = Failure(code);
+  }
+  if (!commit || result != ERROR_SUCCESS) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+  return result;
+}
+
 RegistryHive::RegistryHive(const std::string& file) {
   g_mkdir_with_parents(FolderOf(file).c_str(), 0700);
   int fd = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
@@ -282,12 +310,23 @@ LONG RegistryHive::Failure(int sqliteCode) const {
 // Changes of more than one row go in one transaction, taken before the first read
 // so that no other writer slips in between.
 LONG RegistryHive::Begin() {
+  // Inside a transaction an operation is a savepoint, so that a failed one undoes
+  // only itself.
+  if (m_transacted) {
+    const int code = sqlite3_exec(m_db, "SAVEPOINT operation", nullptr, nullptr, nullptr);
+    return code == SQLITE_OK ? ERROR_SUCCESS : Failure(code);
+  }
   ResetOnExit begin(Stmt(kBegin));
   int code = sqlite3_step(begin);
   return code == SQLITE_DONE ? ERROR_SUCCESS : Failure(code);
 }
 
 LONG RegistryHive::Finish(LONG result) {
+  if (m_transacted) {
+    if (result != ERROR_SUCCESS) sqlite3_exec(m_db, "ROLLBACK TO operation", nullptr, nullptr, nullptr);
+    const int code = sqlite3_exec(m_db, "RELEASE operation", nullptr, nullptr, nullptr);
+    return result != ERROR_SUCCESS || code == SQLITE_OK ? result : Failure(code);
+  }
   if (result == ERROR_SUCCESS) {
     ResetOnExit commit(Stmt(kCommit));
     int code = sqlite3_step(commit);

@@ -25,6 +25,13 @@ class RegistryHive {
   // The hive stored in `file`, shared by every caller that asks for the same file.
   // A hive whose file cannot be opened or made is empty and refuses changes.
   static std::shared_ptr<RegistryHive> At(const std::string& file);
+  // A connection of its own to the hive in `file`, inside one transaction that
+  // holds the hive's write lock until End: what it changes, other connections see
+  // only at a commit. Null with the Win32 code in `error` when it cannot begin.
+  static std::shared_ptr<RegistryHive> Transacted(const std::string& file, LONG& error);
+  // Commits or rolls back the transaction; afterwards the connection refuses
+  // changes. A commit that fails rolls back and gives the failure.
+  LONG End(bool commit);
   ~RegistryHive();
   RegistryHive(const RegistryHive&) = delete;
   RegistryHive& operator=(const RegistryHive&) = delete;
@@ -69,9 +76,11 @@ class RegistryHive {
   // of an earlier boot of the machine; false when that cannot be done.
   bool ForgetVolatileKeys();
 
+  // guards the connection, its statements and the flags below
   std::mutex m_lock;
   sqlite3* m_db = nullptr;
   bool m_writable = false;
+  bool m_transacted = false;  // operations nest as savepoints in the open transaction
   std::vector<sqlite3_stmt*> m_statements;
 };
 

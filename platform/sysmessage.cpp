@@ -51,6 +51,8 @@ constexpr Message kMessages[] = {
     {234, L"More data is available."},
     {259, L"No more data is available."},
     {317, L"The system cannot find message text for message number 0x%1 in the message file for %2."},
+    {1009, L"The configuration registry database is corrupt."},
+    {1018, L"Illegal operation attempted on a registry key that has been marked for deletion."},
     {1053, L"The service did not respond to the start or control request in a timely fashion."},
     {1052, L"The requested control is not valid for this service."},
     {1056, L"An instance of the service is already running."},

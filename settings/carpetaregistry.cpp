@@ -1,5 +1,6 @@
 #include <kwlib63/settings/carpetaregistry.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -44,6 +45,25 @@ class ObertDurant {
 LONG Fallada(LONG error) {
   kwplat::SetLastError(static_cast<DWORD>(error));
   return error;
+}
+
+// The name at `index` among a key's sub-keys or values, the buffer grown until
+// the name fits: a long name is never passed over nor ends a walk.
+LONG NomEnumerat(HKEY clau, bool carpetes, DWORD index, std::wstring& nom, DWORD* tipus = nullptr) {
+  // A value name has at most 16383 characters; the terminator makes the room.
+  std::vector<wchar_t> buffer(256);
+  for (;;) {
+    DWORD llargada = static_cast<DWORD>(buffer.size());
+    const LONG error = carpetes
+                           ? kwplat::RegEnumKeyExW(clau, index, buffer.data(), &llargada, nullptr, nullptr, nullptr, nullptr)
+                           : kwplat::RegEnumValueW(clau, index, buffer.data(), &llargada, nullptr, tipus, nullptr, nullptr);
+    if (error == ERROR_MORE_DATA && buffer.size() < 16384) {
+      buffer.resize(std::min<std::size_t>(buffer.size() * 4, 16384));
+      continue;
+    }
+    if (error == ERROR_SUCCESS) nom.assign(buffer.data(), llargada);
+    return error;
+  }
 }
 
 }  // namespace
@@ -347,12 +367,8 @@ int TCarpetaRegistry::BorrarValor(const wchar_t* nom) {
   if (!obert) return kErrorObrir;
   if (nom == kTotsElsValors) {
     std::vector<std::wstring> noms;
-    wchar_t buffer[512];
-    DWORD llargada = 512;
-    for (DWORD i = 0; kwplat::RegEnumValueW(m_hClau, i, buffer, &llargada, nullptr, nullptr, nullptr, nullptr) ==
-                      ERROR_SUCCESS;
-         ++i, llargada = 512) {
-      noms.emplace_back(buffer, llargada);
+    for (std::wstring valor; NomEnumerat(m_hClau, false, static_cast<DWORD>(noms.size()), valor) == ERROR_SUCCESS;) {
+      noms.push_back(valor);
     }
     for (const std::wstring& valor : noms) {
       if (LONG error = kwplat::RegDeleteValueW(m_hClau, valor.c_str()); error != ERROR_SUCCESS) Fallada(error);
@@ -375,16 +391,13 @@ int TCarpetaRegistry::BorrarCarpeta(const wchar_t* nom) {
   {
     ObertDurant obert(*this, 0);
     if (!obert) return kErrorObrir;
-    wchar_t buffer[1024];
-    DWORD llargada = 1024;
-    while (kwplat::RegEnumValueW(m_hClau, 0, buffer, &llargada, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS) {
-      if (int resultat = BorrarValor(buffer); resultat < 0) return resultat;
-      llargada = 1024;
+    std::wstring primer;
+    while (NomEnumerat(m_hClau, false, 0, primer) == ERROR_SUCCESS) {
+      if (int resultat = BorrarValor(primer.c_str()); resultat < 0) return resultat;
     }
-    while (kwplat::RegEnumKeyExW(m_hClau, 0, buffer, &llargada, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS) {
-      TCarpetaRegistry subcarpeta(this, buffer);
+    while (NomEnumerat(m_hClau, true, 0, primer) == ERROR_SUCCESS) {
+      TCarpetaRegistry subcarpeta(this, primer.c_str());
       if (int resultat = subcarpeta.BorrarCarpeta(nullptr); resultat < 0) return resultat;
-      llargada = 1024;
     }
   }
   if (LONG error = kwplat::RegDeleteKeyW(m_hArrel, m_sCarpeta); error != ERROR_SUCCESS) {
@@ -399,14 +412,9 @@ int TCarpetaRegistry::BorrarCarpeta(const wchar_t* nom) {
 int TCarpetaRegistry::NomIndex(bool carpetes, unsigned long i, CString& nom) {
   ObertDurant obert(*this, kNomesLectura);
   if (!obert) return 0;
-  wchar_t buffer[1024];
-  DWORD llargada = 1024;
-  const DWORD index = static_cast<DWORD>(i);
-  const LONG error = carpetes
-                         ? kwplat::RegEnumKeyExW(m_hClau, index, buffer, &llargada, nullptr, nullptr, nullptr, nullptr)
-                         : kwplat::RegEnumValueW(m_hClau, index, buffer, &llargada, nullptr, nullptr, nullptr, nullptr);
-  if (error != ERROR_SUCCESS) return 0;
-  nom = buffer;
+  std::wstring text;
+  if (NomEnumerat(m_hClau, carpetes, static_cast<DWORD>(i), text) != ERROR_SUCCESS) return 0;
+  nom = text.c_str();
   return 1;
 }
 
@@ -419,12 +427,10 @@ int TCarpetaRegistry::EnumValors(int (*pfn)(TCarpetaRegistry*, const wchar_t*, u
   ObertDurant obert(*this, nMode);
   if (!obert || pfn == nullptr) return 0;
   int resultat = 0;
-  wchar_t buffer[512];
-  DWORD llargada = 512, tipus = 0;
-  for (DWORD i = 0; kwplat::RegEnumValueW(m_hClau, i, buffer, &llargada, nullptr, &tipus, nullptr, nullptr) ==
-                    ERROR_SUCCESS;
-       ++i, llargada = 512) {
-    resultat = pfn(this, buffer, tipus, lParam);
+  DWORD tipus = 0;
+  std::wstring nom;
+  for (DWORD i = 0; NomEnumerat(m_hClau, false, i, nom, &tipus) == ERROR_SUCCESS; ++i) {
+    resultat = pfn(this, nom.c_str(), tipus, lParam);
     if (resultat < 0) break;
   }
   return resultat;
@@ -435,13 +441,9 @@ int TCarpetaRegistry::EnumSubcarpetes(int (*pfn)(TCarpetaRegistry*, const wchar_
   ObertDurant obert(*this, nMode);
   if (!obert || pfn == nullptr) return 0;
   int resultat = 0;
-  wchar_t buffer[1024];
-  for (DWORD i = 0;; ++i) {
-    DWORD llargada = 1024;
-    LONG error = kwplat::RegEnumKeyExW(m_hClau, i, buffer, &llargada, nullptr, nullptr, nullptr, nullptr);
-    if (error == ERROR_MORE_DATA) continue;  // a name too long for the buffer is passed over
-    if (error != ERROR_SUCCESS) break;
-    resultat = pfn(this, buffer, lParam);
+  std::wstring nom;
+  for (DWORD i = 0; NomEnumerat(m_hClau, true, i, nom) == ERROR_SUCCESS; ++i) {
+    resultat = pfn(this, nom.c_str(), lParam);
     if (resultat < 0) break;
   }
   return resultat;

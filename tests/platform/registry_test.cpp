@@ -17,6 +17,8 @@
 #include <gtest/gtest.h>
 
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/handle.h>
+#include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/registry.h>
 
 #include "support/locales.h"
@@ -361,6 +363,129 @@ TEST_F(RegistryTest, TwoProcessesWritingOneKeyAtOnce) {
   }
   EXPECT_EQ(seen.size(), 2000u);
   EXPECT_TRUE(seen.count(L"a999") == 1 && seen.count(L"b0") == 1);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(RegistryTest, NameLimitsCountUtf16Units) {
+  // Windows' limits: 255 characters a key name, 16383 a value name, counted in
+  // UTF-16 units, so 128 emoji (256 units) are one too many.
+  HKEY key = nullptr;
+  for (const std::wstring& refused : {std::wstring(256, L'k'), std::wstring(128, L'\U0001F600'),
+                                      L"ok\\" + std::wstring(256, L'k') + L"\\deeper"}) {
+    EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, refused.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+              static_cast<LONG>(ERROR_INVALID_PARAMETER));
+  }
+  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"ok", 0, KEY_READ, &key), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
+  HKEY longest = Create((std::wstring(255, L'k') + L"\\" + std::wstring(127, L'\U0001F600')).c_str());
+  const std::wstring valueName(16383, L'v');
+  EXPECT_EQ(SetText(longest, valueName.c_str(), L"x"), 0);
+  EXPECT_EQ(SetText(longest, (valueName + L"v").c_str(), L"x"), static_cast<LONG>(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(SetText(longest, (std::wstring(8191, L'v') + std::wstring(1, L'\U0001F600')).c_str(), L"x"), 0);
+  EXPECT_EQ(SetText(longest, (std::wstring(8190, L'v') + std::wstring(4097, L'\U0001F600')).c_str(), L"x"),
+            static_cast<LONG>(ERROR_INVALID_PARAMETER));
+}
+
+class RegistryTransactionTest : public RegistryTest {
+ protected:
+  void TearDown() override {
+    RegistryTest::TearDown();
+    if (m_transaction != INVALID_HANDLE_VALUE) CloseHandle(m_transaction);
+  }
+  HKEY CreateIn(const wchar_t* path, HKEY parent = HKEY_CURRENT_USER) {
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyTransactedW(parent, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr, m_transaction,
+                                      nullptr),
+              0);
+    m_open.push_back(key);
+    return key;
+  }
+  bool Exists(const wchar_t* path) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_CURRENT_USER, path, 0, KEY_READ, &key) != 0) return false;
+    RegCloseKey(key);
+    return true;
+  }
+  HANDLE m_transaction = CreateTransaction(nullptr, nullptr, 0, 0, 0, 0, nullptr);
+};
+
+TEST_F(RegistryTransactionTest, ChangesShowAtCommitAllAtOnce) {
+  ASSERT_NE(m_transaction, INVALID_HANDLE_VALUE);
+  ASSERT_EQ(SetText(Create(L"Old"), L"v", L"before"), 0);
+  HKEY key = CreateIn(L"New\\Inner");
+  ASSERT_EQ(SetText(key, L"v", L"1"), 0);
+  // A key opened below a key of the transaction is in it too.
+  HKEY below = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(key, L"Below", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &below, nullptr), 0);
+  m_open.push_back(below);
+  ASSERT_EQ(SetText(below, L"w", L"2"), 0);
+  HKEY old = nullptr;
+  ASSERT_EQ(RegOpenKeyTransactedW(HKEY_CURRENT_USER, L"Old", 0, KEY_ALL_ACCESS, &old, m_transaction, nullptr), 0);
+  m_open.push_back(old);
+  ASSERT_EQ(SetText(old, L"v", L"after"), 0);
+  EXPECT_EQ(Text(old, L"v"), L"after");  // the transaction sees its own changes
+  // Outside it, reads see the hive as it was (a write would wait for the end).
+  EXPECT_FALSE(Exists(L"New"));
+  HKEY outside = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Old", 0, KEY_READ, &outside), 0);
+  m_open.push_back(outside);
+  EXPECT_EQ(Text(outside, L"v"), L"before");
+  ASSERT_TRUE(CommitTransaction(m_transaction));
+  EXPECT_TRUE(Exists(L"New\\Inner\\Below"));
+  EXPECT_EQ(Text(outside, L"v"), L"after");
+  // Ended: its keys change nothing more, and it cannot end twice.
+  EXPECT_EQ(SetText(key, L"v", L"late"), static_cast<LONG>(ERROR_ACCESS_DENIED));
+  EXPECT_FALSE(CommitTransaction(m_transaction));
+  EXPECT_EQ(GetLastError(), ERROR_TRANSACTION_NOT_ACTIVE);
+  EXPECT_FALSE(RollbackTransaction(m_transaction));
+  HKEY late = nullptr;
+  EXPECT_EQ(RegCreateKeyTransactedW(HKEY_CURRENT_USER, L"Late", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &late, nullptr,
+                                    m_transaction, nullptr),
+            static_cast<LONG>(ERROR_TRANSACTION_NOT_ACTIVE));
+}
+
+TEST_F(RegistryTransactionTest, RollbackAndAnUncommittedCloseDiscardEverything) {
+  ASSERT_EQ(SetText(Create(L"Kept\\Child"), L"v", L"1"), 0);
+  HKEY kept = CreateIn(L"Kept");
+  ASSERT_EQ(RegDeleteKeyW(kept, L"Child"), 0);
+  ASSERT_EQ(SetText(CreateIn(L"Gone"), L"v", L"1"), 0);
+  ASSERT_TRUE(RollbackTransaction(m_transaction));
+  EXPECT_TRUE(Exists(L"Kept\\Child"));
+  EXPECT_FALSE(Exists(L"Gone"));
+
+  CloseHandle(m_transaction);
+  m_transaction = CreateTransaction(nullptr, nullptr, 0, 0, 0, 0, nullptr);
+  ASSERT_EQ(SetText(CreateIn(L"Gone"), L"v", L"1"), 0);
+  ASSERT_TRUE(CloseHandle(m_transaction));
+  m_transaction = INVALID_HANDLE_VALUE;
+  EXPECT_FALSE(Exists(L"Gone"));
+  // The hive takes writes again once the transaction is over.
+  EXPECT_EQ(SetText(Create(L"After"), L"v", L"1"), 0);
+}
+
+TEST_F(RegistryTransactionTest, BadHandlesAndAFailedOperationInside) {
+  HKEY key = nullptr;
+  for (HANDLE bad : {static_cast<HANDLE>(nullptr), INVALID_HANDLE_VALUE, reinterpret_cast<HANDLE>(0x1234)}) {
+    EXPECT_EQ(RegCreateKeyTransactedW(HKEY_CURRENT_USER, L"X", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr, bad,
+                                      nullptr),
+              static_cast<LONG>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(RegOpenKeyTransactedW(HKEY_CURRENT_USER, L"X", 0, KEY_READ, &key, bad, nullptr),
+              static_cast<LONG>(ERROR_INVALID_HANDLE));
+    EXPECT_FALSE(CommitTransaction(bad));
+  }
+  // A failed operation undoes only itself: the transaction goes on and commits.
+  HKEY parent = CreateIn(L"P");
+  ASSERT_EQ(SetText(parent, L"v", L"1"), 0);
+  CreateIn(L"P\\Child");
+  EXPECT_EQ(RegDeleteKeyW(HKEY(parent), L""), static_cast<LONG>(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(RegCreateKeyTransactedW(parent, std::wstring(256, L'x').c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                                    nullptr, m_transaction, nullptr),
+            static_cast<LONG>(ERROR_INVALID_PARAMETER));
+  ASSERT_TRUE(CommitTransaction(m_transaction));
+  EXPECT_TRUE(Exists(L"P\\Child"));
+  EXPECT_EQ(Text(Create(L"P"), L"v"), L"1");
 }
 
 }  // namespace

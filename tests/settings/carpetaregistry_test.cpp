@@ -2,6 +2,7 @@
 // count, typed values as stored, defaults, a root that cannot be written, deletes,
 // enumeration and window placements.
 #include <cstdlib>
+#include <cwchar>
 #include <memory>
 #include <string>
 #include <vector>
@@ -163,6 +164,38 @@ TEST_F(CarpetaRegistryTest, EnumerationAndDeletes) {
 
   EXPECT_EQ(carpeta.BorrarCarpeta(nullptr), 0);  // the sub-folders go with it
   EXPECT_EQ(carpeta.Obrir(TCarpetaRegistry::kNomesLectura), 0);
+  EXPECT_EQ(TCarpetaRegistry(L"Software").GetNomCarpetaIndex(0, nom), 0);
+}
+
+int Comptar(TCarpetaRegistry*, const wchar_t* nom, unsigned long, __int64 lParam) {
+  reinterpret_cast<std::vector<std::size_t>*>(lParam)->push_back(std::wcslen(nom));
+  return 0;
+}
+
+int ComptarCarpetes(TCarpetaRegistry* carpeta, const wchar_t* nom, __int64 lParam) {
+  return Comptar(carpeta, nom, 0, lParam);
+}
+
+TEST_F(CarpetaRegistryTest, LongNamesAreNeitherPassedOverNorTheEnd) {
+  // Names longer than any fixed buffer of the enumerations, with short ones after.
+  Carpeta carpeta(L"Software\\Long");
+  const std::wstring value(16383, L'v'), key(255, L'k');
+  carpeta.EntraValor(value.c_str(), 1);
+  carpeta.EntraValor(L"after", 2);
+  TCarpetaRegistry(&carpeta, key.c_str()).EntraValor(L"x", 1);
+  TCarpetaRegistry(&carpeta, L"z").EntraValor(L"x", 1);
+  std::vector<std::size_t> lengths;
+  carpeta.EnumValors(Comptar, reinterpret_cast<__int64>(&lengths), TCarpetaRegistry::kNomesLectura);
+  EXPECT_EQ(lengths, (std::vector<std::size_t>{16383, 5}));
+  lengths.clear();
+  carpeta.EnumSubcarpetes(ComptarCarpetes, reinterpret_cast<__int64>(&lengths), TCarpetaRegistry::kNomesLectura);
+  EXPECT_EQ(lengths, (std::vector<std::size_t>{255, 1}));
+  CString nom;
+  ASSERT_EQ(carpeta.GetNomValorIndex(0, nom), 1);
+  EXPECT_EQ(nom.GetLength(), 16383);
+  EXPECT_EQ(carpeta.BorrarValor(TCarpetaRegistry::kTotsElsValors), 0);
+  EXPECT_EQ(carpeta.GetNomValorIndex(0, nom), 0);
+  EXPECT_EQ(carpeta.BorrarCarpeta(nullptr), 0);
   EXPECT_EQ(TCarpetaRegistry(L"Software").GetNomCarpetaIndex(0, nom), 0);
 }
 
