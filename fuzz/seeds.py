@@ -114,6 +114,12 @@ def seeds():
            '"b"=hex:01,02,\\\r\n  03\r\n"gone"=-\r\n\r\n[-HKEY_CURRENT_USER\\Software\\Old]\r\n')
     yield "regfile", "utf16", b"\xff\xfe" + reg.encode("utf-16-le")
     yield "regfile", "utf8", reg.encode("utf-8")
+    # The editor's looser lines: comments after data, blanks around '=', continued
+    # hex with comment lines and blank lines inside, an 8-bit REGEDIT4 file.
+    loose = ('REGEDIT4\r\n; comment\n  [HKEY_CURRENT_USER\\Software\\T ]\r"x"  =  "caf\xe9" ;c\n'
+             '@ = dword: 1f ;c\n"h"=hex(2):41,42,\\ ;c\n\n  ; inside\n  43\n"bad"=hex:4\\\n"t"=hex:01,;end\n'
+             '[-HKEY_CURRENT_USER\\Software\\T\\Sub]\n"ignored"="v"\n[HKEY_CLASSES_ROOT\\x]\n"y"=-\n')
+    yield "regfile", "regedit4", loose.encode("cp1252")
 
     def sid(authority, *subs):
         return bytes([1, len(subs)]) + authority.to_bytes(6, "big") + b"".join(struct.pack("<I", x) for x in subs)

@@ -1,66 +1,75 @@
-// kwlib reg: the registry from the command line, with the Windows command's
-// operations and switches: query, add, delete, and export/import as .reg files.
+// kwlib reg: the registry from the command line, with the Windows registry tool's
+// operations, switches and output: query, add, delete, and export/import as .reg
+// files.
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <iostream>
 #include <optional>
 
 #include <kwlib63/framework/casefold.h>
-#include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
-#include <kwlib63/platform/registry.h>
-#include <kwlib63/settings/carpetaregistry.h>
 
 #include "command.h"
 #include "fileio.h"
 #include "regfile.h"
+#include "regkeys.h"
 
 namespace {
 
 using kwfw::Utf8ToWide;
 using kwfw::WideToUtf8;
+using kwlib::Key;
+using kwlib::KeyName;
+using kwlib::RegFileValue;
+using kwlib::UsageError;
 
 constexpr char kNotFound[] = "ERROR: The system was unable to find the specified registry key or value.\n";
 
-struct Root {
-  const char* shortName;
-  const char* fullName;
-  HKEY key;
-};
-const Root kRoots[] = {{"HKCU", "HKEY_CURRENT_USER", HKEY_CURRENT_USER}, {"HKLM", "HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE}};
+constexpr char kHelp[] =
+    "Usage: kwlib reg query KEY [/v NAME | /ve] [/s]\n"
+    "       kwlib reg add KEY [/v NAME | /ve] [/t TYPE] [/s SEPARATOR] [/d DATA] [/f]\n"
+    "       kwlib reg delete KEY [/v NAME | /ve | /va] [/f]\n"
+    "       kwlib reg export KEY FILE [/y]\n"
+    "       kwlib reg import FILE\n"
+    "KEY starts with HKCU or HKLM (HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE), as in\n"
+    "HKCU\\Software\\Tormel\\App. TYPE is REG_SZ (the default), REG_EXPAND_SZ,\n"
+    "REG_MULTI_SZ (strings separated by \\0 or the /s character), REG_DWORD,\n"
+    "REG_DWORD_BIG_ENDIAN, REG_QWORD, REG_BINARY (hex digits) or REG_NONE. Without\n"
+    "/v or /ve, add writes the key's default value. Each switch may be given once.\n"
+    "Changes that would overwrite or delete ask first unless /f (or /y, after the\n"
+    "file, for export) is given; without a terminal the answer is no.\n"
+    "Export writes the key and all below it as a .reg file (UTF-16LE). Import reads\n"
+    "one (5.00 or REGEDIT4), skips with a warning the lines the Windows editor skips,\n"
+    "and changes the registry in one transaction: all of the file or none of it.\n"
+    "The registry lives in $XDG_CONFIG_HOME/kwlib63 (HKCU) and /var/lib/kwlib63\n"
+    "(HKLM); KWLIB63_REGISTRY_DIR moves both.\n";
 
-struct KeyName {
-  const Root* root;
-  std::wstring path;  // below the root, without a leading backslash
-  std::wstring Full() const { return Utf8ToWide(root->fullName) + (path.empty() ? L"" : L"\\" + path); }
-};
-
-KeyName ParseKey(const std::wstring& text) {
-  const std::size_t slash = text.find(L'\\');
-  const std::string rootName = WideToUtf8(text.substr(0, slash));
-  for (const Root& root : kRoots) {
-    if (kwfw::EqualNoCase(std::string_view(rootName), root.shortName) || kwfw::EqualNoCase(std::string_view(rootName), root.fullName)) {
-      std::wstring path = slash == std::wstring::npos ? L"" : text.substr(slash + 1);
-      while (!path.empty() && path.back() == L'\\') path.pop_back();
-      return {&root, path};
-    }
-  }
-  throw kwlib::UsageError("'" + rootName + "' is not a root key this tool knows (HKCU or HKLM)");
-}
-
-// The switches of the Windows command: /v NAME, /ve, /va, /s, /t TYPE, /d DATA, /f, /y.
+// The switches of the Windows tool. Each may be given once; an operation takes
+// only its own.
 struct Switches {
   std::vector<std::string> words;
-  std::optional<std::string> value, type, data;
-  bool defaultValue = false, allValues = false, recurse = false, force = false;
+  std::optional<std::string> value, type, data, separator;
+  bool defaultValue = false, allValues = false, recurse = false, force = false, help = false;
+  std::size_t overwriteAfter = 0;  // /y: how many words came before it
 };
+
+bool IsHelp(std::string a) {
+  std::transform(a.begin(), a.end(), a.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return a == "/?" || a == "/h" || a == "-?" || a == "-h";
+}
 
 Switches ParseSwitches(const std::vector<std::string>& args) {
   Switches s;
+  if (std::any_of(args.begin(), args.end(), IsHelp)) {
+    s.help = true;
+    return s;
+  }
+  const std::string operation = args.empty() ? "" : args[0];
+  bool view = false;
   for (std::size_t i = 0; i < args.size(); ++i) {
     std::string a = args[i];
     // A word with a second slash is an absolute file name, not a switch.
@@ -69,151 +78,219 @@ Switches ParseSwitches(const std::vector<std::string>& args) {
       continue;
     }
     std::transform(a.begin(), a.end(), a.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    auto allowed = [&](std::initializer_list<const char*> operations) {
+      if (std::none_of(operations.begin(), operations.end(), [&](const char* o) { return operation == o; })) {
+        throw UsageError("'" + operation + "' takes no switch " + args[i]);
+      }
+    };
+    auto once = [&](bool given) {
+      if (given) throw UsageError("the switch " + a + " is given twice");
+    };
     auto operand = [&](std::optional<std::string>& into) {
-      if (i + 1 >= args.size()) throw kwlib::UsageError(a + " needs a value");
+      once(into.has_value());
+      if (i + 1 >= args.size()) throw UsageError(a + " needs a value");
       into = args[++i];
     };
-    if (a == "/v") operand(s.value);
-    else if (a == "/t") operand(s.type);
-    else if (a == "/d") operand(s.data);
-    else if (a == "/ve") s.defaultValue = true;
-    else if (a == "/va") s.allValues = true;
-    else if (a == "/s") s.recurse = true;
-    else if (a == "/f" || a == "/y") s.force = true;
-    else throw kwlib::UsageError("unknown switch '" + args[i] + "'");
+    if (a == "/v") {
+      allowed({"query", "add", "delete"});
+      operand(s.value);
+    } else if (a == "/ve") {
+      allowed({"query", "add", "delete"});
+      once(s.defaultValue);
+      s.defaultValue = true;
+    } else if (a == "/va") {
+      allowed({"delete"});
+      once(s.allValues);
+      s.allValues = true;
+    } else if (a == "/s" && operation == "add") {
+      operand(s.separator);
+    } else if (a == "/s") {
+      allowed({"query"});
+      once(s.recurse);
+      s.recurse = true;
+    } else if (a == "/t") {
+      allowed({"add"});
+      operand(s.type);
+    } else if (a == "/d") {
+      allowed({"add"});
+      operand(s.data);
+    } else if (a == "/f") {
+      allowed({"add", "delete"});
+      once(s.force);
+      s.force = true;
+    } else if (a == "/y") {
+      allowed({"export"});
+      once(s.force);
+      s.force = true;
+      s.overwriteAfter = s.words.size();
+    } else if (a == "/reg:32" || a == "/reg:64") {
+      // One registry serves both views here; the switch is taken, once.
+      once(view);
+      view = true;
+    } else {
+      throw UsageError("unknown switch '" + args[i] + "'");
+    }
   }
-  if (s.value && s.defaultValue) throw kwlib::UsageError("give /v NAME or /ve, not both");
+  if (int(s.value.has_value()) + int(s.defaultValue) + int(s.allValues) > 1) {
+    throw UsageError("give one of /v NAME, /ve and /va");
+  }
+  // Export overwrites only when asked after both names, as the Windows tool reads it.
+  if (s.force && operation == "export" && s.overwriteAfter < 3) throw UsageError("/y comes after the key and the file");
   return s;
 }
 
-// An open key, closed when it goes.
-class Key {
- public:
-  Key() = default;
-  ~Key() {
-    if (m_key != nullptr) kwplat::RegCloseKey(m_key);
-  }
-  Key(const Key&) = delete;
-  Key& operator=(const Key&) = delete;
-  LONG Open(const KeyName& name, REGSAM access) {
-    return kwplat::RegOpenKeyExW(name.root->key, name.path.c_str(), 0, access, &m_key);
-  }
-  LONG Create(const KeyName& name) {
-    return kwplat::RegCreateKeyExW(name.root->key, name.path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &m_key,
-                                   nullptr);
-  }
-  operator HKEY() const { return m_key; }
-
- private:
-  HKEY m_key = nullptr;
-};
-
-// Values as the calls hand them over (text types in wchar_t units).
-struct Value {
-  std::wstring name;
-  DWORD type = REG_NONE;
-  std::vector<BYTE> data;
-};
-
-std::vector<Value> Values(HKEY key) {
-  std::vector<Value> values;
-  std::vector<wchar_t> name(16384);
-  for (DWORD i = 0;; ++i) {
-    Value value;
-    DWORD length = static_cast<DWORD>(name.size()), size = 0;
-    if (kwplat::RegEnumValueW(key, i, name.data(), &length, nullptr, &value.type, nullptr, &size) != ERROR_SUCCESS) break;
-    value.name.assign(name.data(), length);
-    value.data.resize(size);
-    length = static_cast<DWORD>(name.size());
-    if (kwplat::RegEnumValueW(key, i, name.data(), &length, nullptr, &value.type, value.data.data(), &size) !=
-        ERROR_SUCCESS) {
-      break;
-    }
-    value.data.resize(size);
-    values.push_back(std::move(value));
-  }
-  return values;
-}
-
-std::vector<std::wstring> SubKeys(HKEY key) {
-  std::vector<std::wstring> names;
-  wchar_t name[256];
-  DWORD length = 256;
-  for (DWORD i = 0; kwplat::RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
-       ++i, length = 256) {
-    names.emplace_back(name, length);
-  }
-  return names;
+KeyName ParseKey(const std::string& text) {
+  KeyName name;
+  std::string error;
+  if (!kwlib::ParseKeyName(Utf8ToWide(text), name, error)) throw UsageError(error);
+  return name;
 }
 
 bool IsText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
 
-std::wstring Units(const std::vector<BYTE>& data) {
-  std::wstring units(data.size() / sizeof(wchar_t), L'\0');
-  std::memcpy(units.data(), data.data(), units.size() * sizeof(wchar_t));
-  return units;
+struct TypeName {
+  DWORD type;
+  const char* name;
+};
+constexpr TypeName kTypes[] = {
+    {REG_NONE, "REG_NONE"},           {REG_SZ, "REG_SZ"},
+    {REG_EXPAND_SZ, "REG_EXPAND_SZ"}, {REG_BINARY, "REG_BINARY"},
+    {REG_DWORD, "REG_DWORD"},         {REG_DWORD, "REG_DWORD_LITTLE_ENDIAN"},
+    {5, "REG_DWORD_BIG_ENDIAN"},      {REG_MULTI_SZ, "REG_MULTI_SZ"},
+    {REG_QWORD, "REG_QWORD"},
+};
+
+const char* NameOf(DWORD type) {
+  for (const TypeName& t : kTypes) {
+    if (t.type == type) return t.name;
+  }
+  return "REG_NONE";
 }
 
-const char* TypeName(DWORD type) {
-  switch (type) {
-    case REG_SZ: return "REG_SZ";
-    case REG_EXPAND_SZ: return "REG_EXPAND_SZ";
-    case REG_BINARY: return "REG_BINARY";
-    case REG_DWORD: return "REG_DWORD";
-    case REG_MULTI_SZ: return "REG_MULTI_SZ";
-    case REG_QWORD: return "REG_QWORD";
-    default: return "REG_NONE";
-  }
+std::string Hex(unsigned long long number) {
+  char text[24];
+  std::snprintf(text, sizeof text, "0x%llx", number);
+  return text;
 }
 
-// The data as the Windows command shows it.
-std::string Shown(const Value& value) {
-  char hex[24];
-  if (value.type == REG_DWORD && value.data.size() == 4) {
-    DWORD number;
-    std::memcpy(&number, value.data.data(), 4);
-    std::snprintf(hex, sizeof hex, "0x%x", number);
-    return hex;
+// The data as the Windows tool shows it.
+std::string Shown(const RegFileValue& value) {
+  const auto& b = value.bytes;
+  if ((value.type == REG_DWORD || value.type == 5) && b.size() == 4) {
+    return Hex(b[0] | b[1] << 8 | b[2] << 16 | static_cast<unsigned long>(b[3]) << 24);
   }
-  if (value.type == REG_QWORD && value.data.size() == 8) {
-    unsigned long long number;
-    std::memcpy(&number, value.data.data(), 8);
-    std::snprintf(hex, sizeof hex, "0x%llx", number);
-    return hex;
+  if (value.type == REG_QWORD && b.size() == 8) {
+    unsigned long long number = 0;
+    for (int i = 7; i >= 0; --i) number = number << 8 | b[i];
+    return Hex(number);
   }
   if (IsText(value.type)) {
-    std::wstring text = Units(value.data);
+    std::wstring text = kwlib::FromUtf16Le(b.data(), b.size());
     while (!text.empty() && text.back() == L'\0') text.pop_back();
     std::string shown;
     for (wchar_t c : text) shown += c == L'\0' ? std::string("\\0") : WideToUtf8(std::wstring(1, c));
     return shown;
   }
   std::string shown;
-  for (BYTE b : value.data) {
-    std::snprintf(hex, sizeof hex, "%02X", b);
+  for (BYTE byte : b) {
+    char hex[4];
+    std::snprintf(hex, sizeof hex, "%02X", byte);
     shown += hex;
   }
   return shown;
 }
 
-void PrintValue(std::ostream& out, const Value& value) {
-  out << "    " << (value.name.empty() ? "(Default)" : WideToUtf8(value.name)) << "    " << TypeName(value.type)
-      << "    " << Shown(value) << "\n";
+void PrintValue(std::ostream& out, const RegFileValue& value) {
+  out << "    " << (value.name.empty() ? "(Default)" : WideToUtf8(value.name)) << "    " << NameOf(value.type) << "    "
+      << Shown(value) << "\n";
 }
 
-void Query(std::ostream& out, const KeyName& name, HKEY key, bool recurse) {
-  out << "\n" << WideToUtf8(name.Full()) << "\n";
-  for (const Value& value : Values(key)) PrintValue(out, value);
-  for (const std::wstring& sub : SubKeys(key)) {
-    KeyName child{name.root, name.path.empty() ? sub : name.path + L"\\" + sub};
+// A registry call that failed while a key was read whole: the command ends with it.
+struct RegistryFailure {
+  LONG code;
+};
+
+struct Listing {
+  std::vector<RegFileValue> values;
+  std::vector<std::wstring> subKeys;
+};
+
+// Reads a key whole; a failure of the registry is reported, never passed over.
+Listing List(HKEY key) {
+  Listing listing;
+  LONG error = ERROR_SUCCESS;
+  if (!kwlib::ReadValues(key, listing.values, error) || !kwlib::ReadSubKeys(key, listing.subKeys, error)) {
+    throw RegistryFailure{error};
+  }
+  return listing;
+}
+
+// query without /v: the key's values, then its sub-keys, as the Windows tool
+// prints them: with /s each key below as a block that ends in a blank line.
+void QueryKey(std::ostream& out, const KeyName& name, HKEY key, bool recurse, bool top) {
+  const Listing listing = List(key);
+  if (!top || !listing.values.empty()) {
+    out << WideToUtf8(name.Full()) << "\n";
+    for (const RegFileValue& value : listing.values) PrintValue(out, value);
+    out << "\n";
+  }
+  for (const std::wstring& sub : listing.subKeys) {
+    const KeyName child = name.Child(sub);
     if (!recurse) {
-      out << "\n" << WideToUtf8(child.Full());
+      out << WideToUtf8(child.Full()) << "\n";
       continue;
     }
     Key subKey;
-    if (subKey.Open(child, KEY_READ) == ERROR_SUCCESS) Query(out, child, subKey, true);
+    if (subKey.Open(child, KEY_READ) == ERROR_SUCCESS) QueryKey(out, child, subKey, true, false);
   }
-  if (!recurse) out << "\n";
+}
+
+// query /v NAME (or /ve): the value in this key, or with /s in every key below.
+int QueryValue(std::ostream& out, const KeyName& name, HKEY key, const std::wstring& valueName, bool recurse,
+               int& found) {
+  const Listing listing = List(key);
+  for (const RegFileValue& value : listing.values) {
+    if (!kwfw::EqualNoCase(value.name, valueName)) continue;
+    out << WideToUtf8(name.Full()) << "\n";
+    PrintValue(out, value);
+    out << "\n";
+    ++found;
+  }
+  if (recurse) {
+    for (const std::wstring& sub : listing.subKeys) {
+      Key subKey;
+      if (subKey.Open(name.Child(sub), KEY_READ) == ERROR_SUCCESS) QueryValue(out, name.Child(sub), subKey, valueName, true, found);
+    }
+  }
+  return found;
+}
+
+int Query(const KeyName& name, const Switches& s, std::ostream& out, std::ostream& err) {
+  Key key;
+  if (key.Open(name, KEY_READ) != ERROR_SUCCESS) {
+    err << kNotFound;
+    return kwlib::kExitFailure;
+  }
+  out << "\n";
+  if (!s.value && !s.defaultValue) {
+    QueryKey(out, name, key, s.recurse, true);
+    return kwlib::kExitOk;
+  }
+  const std::wstring valueName = s.value ? Utf8ToWide(*s.value) : L"";
+  int found = 0;
+  QueryValue(out, name, key, valueName, s.recurse, found);
+  if (s.recurse) {
+    out << "End of search: " << found << " match(es) found.\n";
+    return found > 0 ? kwlib::kExitOk : kwlib::kExitFailure;
+  }
+  if (found > 0) return kwlib::kExitOk;
+  // A key without a default value still answers /ve, as the Windows tool does.
+  if (s.defaultValue) {
+    out << WideToUtf8(name.Full()) << "\n    (Default)    REG_SZ    (value not set)\n\n";
+    return kwlib::kExitOk;
+  }
+  err << kNotFound;
+  return kwlib::kExitFailure;
 }
 
 // Asks on the terminal; anything but yes (and the end of input) is no.
@@ -224,70 +301,109 @@ bool Confirm(std::ostream& out, const std::string& question) {
   return !answer.empty() && (answer[0] == 'y' || answer[0] == 'Y');
 }
 
-// Windows' bytes for data given in a command line, by type.
-std::vector<BYTE> DataFor(DWORD type, const std::string& text) {
-  std::vector<BYTE> data;
-  auto put = [&data](const void* bytes, std::size_t size) {
-    data.insert(data.end(), static_cast<const BYTE*>(bytes), static_cast<const BYTE*>(bytes) + size);
-  };
-  if (IsText(type)) {
-    std::wstring units = Utf8ToWide(text);
-    if (type == REG_MULTI_SZ) {
-      // "\0" separates the strings, as in the Windows command.
-      for (std::size_t at; (at = units.find(L"\\0")) != std::wstring::npos;) units.replace(at, 2, 1, L'\0');
-      units += L'\0';
-    }
-    units += L'\0';
-    put(units.data(), units.size() * sizeof(wchar_t));
-  } else if (type == REG_DWORD) {
-    const DWORD number = static_cast<DWORD>(kwlib::ParseNumber(text, 0xFFFFFFFFul, "REG_DWORD data"));
-    put(&number, 4);
-  } else if (type == REG_QWORD) {
-    const unsigned long long number = kwlib::ParseNumber(text, ~0ul, "REG_QWORD data");
-    put(&number, 8);
-  } else {
-    if (text.size() % 2 != 0 || text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
-      throw kwlib::UsageError("binary data must be pairs of hex digits");
-    }
-    for (std::size_t i = 0; i < text.size(); i += 2) data.push_back(static_cast<BYTE>(std::stoul(text.substr(i, 2), nullptr, 16)));
-  }
-  return data;
-}
-
 DWORD TypeFor(const std::string& name) {
-  for (DWORD type : {REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ, REG_DWORD, REG_QWORD, REG_BINARY, REG_NONE}) {
-    if (kwfw::EqualNoCase(std::string_view(name), TypeName(type))) return type;
+  for (const TypeName& t : kTypes) {
+    if (kwfw::EqualNoCase(std::string_view(name), t.name)) return t.type;
   }
-  throw kwlib::UsageError("unknown type '" + name + "'");
+  throw UsageError("unknown type '" + name + "'");
 }
 
-std::wstring ValueName(const Switches& s) { return s.value ? Utf8ToWide(*s.value) : L""; }
+std::vector<BYTE> Little(unsigned long long number, int size) {
+  std::vector<BYTE> bytes;
+  for (int i = 0; i < size; ++i) bytes.push_back(static_cast<BYTE>(number >> (8 * i)));
+  return bytes;
+}
+
+// REG_MULTI_SZ from /d and /s: each string and its terminator, then one more. A
+// closing separator is allowed and a lone one is one empty string; an empty
+// string elsewhere is refused, as the Windows tool refuses it.
+std::vector<BYTE> StringList(const std::wstring& data, const std::wstring& separator) {
+  std::wstring stored;
+  if (data == separator) {
+    stored = L'\0';
+  } else if (!data.empty()) {
+    std::wstring rest = data;
+    if (rest.size() >= separator.size() && rest.compare(rest.size() - separator.size(), separator.size(), separator) == 0) {
+      rest.resize(rest.size() - separator.size());
+    }
+    for (std::size_t start = 0;;) {
+      const std::size_t end = rest.find(separator, start);
+      const std::wstring item = rest.substr(start, end == std::wstring::npos ? std::wstring::npos : end - start);
+      if (item.empty()) throw UsageError("REG_MULTI_SZ data cannot hold an empty string");
+      stored += item + L'\0';
+      if (end == std::wstring::npos) break;
+      start = end + separator.size();
+    }
+  }
+  stored += L'\0';
+  return kwlib::Utf16LeBytes(stored);
+}
+
+// Windows' bytes for data given on the command line, by type.
+std::vector<BYTE> DataFor(DWORD type, const Switches& s) {
+  const std::string text = s.data.value_or("");
+  switch (type) {
+    case REG_SZ:
+    case REG_EXPAND_SZ:
+    case REG_NONE:  // the text as a string, not read as hex
+      return kwlib::Utf16LeBytes(Utf8ToWide(text) + L'\0');
+    case REG_MULTI_SZ: {
+      const std::wstring separator = s.separator ? Utf8ToWide(*s.separator) : L"\\0";
+      if (s.separator && separator.size() != 1) throw UsageError("/s takes one character");
+      return StringList(Utf8ToWide(text), separator);
+    }
+    case REG_DWORD:
+    case 5:  // stored little-endian, as the Windows tool stores it
+      if (!s.data) throw UsageError(std::string(NameOf(type)) + " needs /d DATA");
+      return Little(kwlib::ParseNumber(text, 0xFFFFFFFFul, "REG_DWORD data"), 4);
+    case REG_QWORD:
+      // No data is zero, and -1 all ones, as the Windows tool takes them.
+      if (text == "-1") return Little(~0ull, 8);
+      return Little(s.data ? kwlib::ParseNumber(text, ~0ul, "REG_QWORD data") : 0, 8);
+    default: {
+      if (text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+        throw UsageError("binary data must be hex digits");
+      }
+      // An odd count reads as if a 0 led it.
+      const std::string digits = text.size() % 2 != 0 ? "0" + text : text;
+      std::vector<BYTE> bytes;
+      for (std::size_t i = 0; i < digits.size(); i += 2) {
+        bytes.push_back(static_cast<BYTE>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+      }
+      return bytes;
+    }
+  }
+}
 
 int Add(const KeyName& name, const Switches& s, std::ostream& out, std::ostream& err) {
-  const DWORD type = TypeFor(s.type.value_or("REG_SZ"));
-  const std::vector<BYTE> data = DataFor(type, s.data.value_or(""));
+  RegFileValue value;
+  value.type = TypeFor(s.type.value_or("REG_SZ"));
+  value.bytes = DataFor(value.type, s);
+  value.name = s.value ? Utf8ToWide(*s.value) : L"";
+  // Without /v the default value is written (an empty REG_SZ when nothing else
+  // is given), as the Windows tool writes it.
+  if (name.path.empty()) throw UsageError("a value cannot be added to a root key");
   Key key;
   if (LONG error = key.Create(name); error != ERROR_SUCCESS) return kwlib::SystemFailure(err, "reg", error);
-  if (!s.value && !s.defaultValue) return kwlib::kExitOk;
-  const std::wstring valueName = ValueName(s);
   DWORD size = 0;
-  if (!s.force && kwplat::RegQueryValueExW(key, valueName.c_str(), nullptr, nullptr, nullptr, &size) == ERROR_SUCCESS &&
-      !Confirm(out, "Value " + (valueName.empty() ? std::string("(Default)") : WideToUtf8(valueName)) +
+  if (!s.force && kwplat::RegQueryValueExW(key, value.name.c_str(), nullptr, nullptr, nullptr, &size) == ERROR_SUCCESS &&
+      !Confirm(out, "Value " + (value.name.empty() ? std::string("(Default)") : WideToUtf8(value.name)) +
                         " exists, overwrite")) {
     err << "kwlib reg: the value was left as it was (give /f to overwrite it)\n";
     return kwlib::kExitFailure;
   }
-  LONG error = kwplat::RegSetValueExW(key, valueName.c_str(), 0, type, data.data(), static_cast<DWORD>(data.size()));
+  const LONG error = kwlib::WriteValue(key, value);
   return error == ERROR_SUCCESS ? kwlib::kExitOk : kwlib::SystemFailure(err, "reg", error);
 }
 
 int Delete(const KeyName& name, const Switches& s, std::ostream& out, std::ostream& err) {
+  const bool oneValue = s.value || s.defaultValue;
+  if (!oneValue && !s.allValues && name.path.empty()) throw UsageError("a whole root key cannot be deleted");
   Key key;
   if (key.Open(name, KEY_ALL_ACCESS) != ERROR_SUCCESS) {
     err << kNotFound;
     return kwlib::kExitFailure;
   }
-  const bool oneValue = s.value || s.defaultValue;
   const std::string what = oneValue     ? "the registry value " + (s.value ? *s.value : std::string("(Default)"))
                            : s.allValues ? "all values under " + WideToUtf8(name.Full())
                                          : "the registry key " + WideToUtf8(name.Full());
@@ -295,41 +411,37 @@ int Delete(const KeyName& name, const Switches& s, std::ostream& out, std::ostre
     err << "kwlib reg: nothing was deleted (give /f to delete without asking)\n";
     return kwlib::kExitFailure;
   }
+  LONG error = ERROR_SUCCESS;
   if (oneValue) {
-    LONG error = kwplat::RegDeleteValueW(key, ValueName(s).c_str());
+    error = kwplat::RegDeleteValueW(key, s.value ? Utf8ToWide(*s.value).c_str() : L"");
     if (error == ERROR_FILE_NOT_FOUND) {
       err << kNotFound;
       return kwlib::kExitFailure;
     }
-    return error == ERROR_SUCCESS ? kwlib::kExitOk : kwlib::SystemFailure(err, "reg", error);
+  } else if (s.allValues) {
+    for (const RegFileValue& value : List(key).values) {
+      if ((error = kwplat::RegDeleteValueW(key, value.name.c_str())) != ERROR_SUCCESS) break;
+    }
+  } else {
+    const std::size_t last = name.path.rfind(L'\\');
+    Key parent;
+    const KeyName parentName{name.root, last == std::wstring::npos ? L"" : name.path.substr(0, last)};
+    error = parent.Open(parentName, KEY_ALL_ACCESS);
+    if (error == ERROR_SUCCESS) error = kwlib::DeleteTree(parent, name.path.substr(last + 1));
   }
-  if (name.path.empty()) throw kwlib::UsageError("a whole root key cannot be deleted");
-  TCarpetaRegistry folder(name.path.c_str(), name.root->key);
-  const int result = s.allValues ? folder.BorrarValor(TCarpetaRegistry::kTotsElsValors) : folder.BorrarCarpeta(nullptr);
-  return result == 0 ? kwlib::kExitOk : kwlib::SystemFailure(err, "reg", kwplat::GetLastError());
+  return error == ERROR_SUCCESS ? kwlib::kExitOk : kwlib::SystemFailure(err, "reg", error);
 }
 
 // Export: the key and everything below it, parents before children.
 void Collect(const KeyName& name, HKEY key, std::vector<kwlib::RegFileKey>& keys) {
-  kwlib::RegFileKey entry;
-  entry.path = name.Full();
-  for (const Value& value : Values(key)) {
-    kwlib::RegFileValue stored{value.name, false, value.type, {}};
-    if (IsText(value.type)) {
-      for (char16_t unit : kwfw::WideToUtf16(Units(value.data))) {
-        stored.bytes.push_back(static_cast<BYTE>(unit & 0xFF));
-        stored.bytes.push_back(static_cast<BYTE>(unit >> 8));
-      }
-    } else {
-      stored.bytes = value.data;
-    }
-    entry.values.push_back(std::move(stored));
-  }
-  keys.push_back(std::move(entry));
-  for (const std::wstring& sub : SubKeys(key)) {
-    KeyName child{name.root, name.path.empty() ? sub : name.path + L"\\" + sub};
+  Listing listing = List(key);
+  keys.push_back({name.Full(), false, std::move(listing.values), 0});
+  for (const std::wstring& sub : listing.subKeys) {
     Key subKey;
-    if (subKey.Open(child, KEY_READ) == ERROR_SUCCESS) Collect(child, subKey, keys);
+    if (LONG error = subKey.Open(name.Child(sub), KEY_READ); error != ERROR_SUCCESS) {
+      throw RegistryFailure{error};
+    }
+    Collect(name.Child(sub), subKey, keys);
   }
 }
 
@@ -355,116 +467,121 @@ int Export(const KeyName& name, const std::string& file, const Switches& s, std:
   return kwlib::kExitOk;
 }
 
+// Applies one key of a .reg file inside the import's transaction. A name the
+// registry refuses (ERROR_INVALID_PARAMETER: too long) costs its key or value
+// only, with a warning, as a line the editor cannot apply; any other failure
+// ends the import.
+LONG ApplyKey(HANDLE transaction, const KeyName& name, const kwlib::RegFileKey& entry, const std::string& prefix,
+              std::ostream& err) {
+  if (entry.remove) {
+    if (name.path.empty()) {
+      err << prefix << "line " << entry.line << ": a root key cannot be deleted; the line is skipped\n";
+      return ERROR_SUCCESS;
+    }
+    const std::size_t last = name.path.rfind(L'\\');
+    Key parent(transaction);
+    LONG error = parent.Open({name.root, last == std::wstring::npos ? L"" : name.path.substr(0, last)}, KEY_ALL_ACCESS);
+    if (error == ERROR_SUCCESS) error = kwlib::DeleteTree(parent, name.path.substr(last + 1));
+    // Deleting a key that is not there changes nothing and is no failure.
+    return error == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : error;
+  }
+  Key key(transaction);
+  if (LONG error = key.Create(name); error != ERROR_SUCCESS) {
+    if (error != ERROR_INVALID_PARAMETER) return error;
+    err << prefix << "line " << entry.line << ": a key name is longer than 255 characters; the key is skipped\n";
+    return ERROR_SUCCESS;
+  }
+  for (const RegFileValue& value : entry.values) {
+    const LONG error = value.remove ? kwplat::RegDeleteValueW(key, value.name.c_str()) : kwlib::WriteValue(key, value);
+    if (error == ERROR_INVALID_PARAMETER) {
+      err << prefix << "line " << value.line << ": a value name is longer than 16383 characters; the value is skipped\n";
+    } else if (error != ERROR_SUCCESS && !(value.remove && error == ERROR_FILE_NOT_FOUND)) {
+      return error;
+    }
+  }
+  return ERROR_SUCCESS;
+}
+
 int Import(const std::string& file, std::ostream& err) {
   std::vector<unsigned char> bytes;
-  std::vector<kwlib::RegFileKey> keys;
+  kwlib::RegFileContents contents;
   std::string error;
-  if (!kwlib::ReadAll(file, bytes, error) || !kwlib::ParseRegFile(bytes, keys, error)) {
+  if (!kwlib::ReadAll(file, bytes, error) || !kwlib::ParseRegFile(bytes, contents, error)) {
     err << "kwlib reg: " << file << ": " << error << "\n";
     return kwlib::kExitFailure;
   }
-  // Every key name is checked before anything changes.
-  std::vector<KeyName> names;
-  for (const kwlib::RegFileKey& entry : keys) names.push_back(ParseKey(entry.path));
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (keys[i].remove) {
-      if (!names[i].path.empty()) TCarpetaRegistry(names[i].path.c_str(), names[i].root->key).BorrarCarpeta(nullptr);
+  for (const std::string& warning : contents.warnings) err << "kwlib reg: " << file << ": " << warning << "\n";
+  // The whole file is one transaction: a write that fails leaves the registry as
+  // it was before the file.
+  HANDLE transaction = kwplat::CreateTransaction(nullptr, nullptr, 0, 0, 0, 0, nullptr);
+  if (transaction == INVALID_HANDLE_VALUE) return kwlib::SystemFailure(err, "reg", kwplat::GetLastError());
+  LONG failure = ERROR_SUCCESS;
+  std::string what = "reg: " + file;
+  for (const kwlib::RegFileKey& entry : contents.keys) {
+    const std::string prefix = "kwlib reg: " + file + ": ";
+    KeyName name;
+    std::string why;
+    // A root this registry does not have costs the key and its values, as a
+    // root the editor does not know does.
+    if (!kwlib::ParseKeyName(entry.path, name, why)) {
+      err << prefix << "line " << entry.line << ": " << why << "; the key is skipped\n";
       continue;
     }
-    Key key;
-    if (LONG code = key.Create(names[i]); code != ERROR_SUCCESS) return kwlib::SystemFailure(err, "reg", code);
-    for (const kwlib::RegFileValue& value : keys[i].values) {
-      LONG code = ERROR_SUCCESS;
-      if (value.remove) {
-        kwplat::RegDeleteValueW(key, value.name.c_str());
-      } else if (IsText(value.type)) {
-        std::u16string units(value.bytes.size() / 2, u'\0');
-        for (std::size_t b = 0; b < units.size(); ++b) {
-          units[b] = static_cast<char16_t>(value.bytes[2 * b] | value.bytes[2 * b + 1] << 8);
-        }
-        // Stored exactly as the file has it: the library adds a terminator that
-        // follows a text in memory and refuses a size that reads as counted at two
-        // bytes a character, so nothing after the text may read as a terminator.
-        std::wstring wide = kwfw::Utf16ToWide(units);
-        const std::size_t length = wide.size();
-        wide.append(length + 1, L'\xFFFF');
-        code = kwplat::RegSetValueExW(key, value.name.c_str(), 0, value.type, reinterpret_cast<const BYTE*>(wide.data()),
-                                      static_cast<DWORD>(length * sizeof(wchar_t)));
-      } else {
-        code = kwplat::RegSetValueExW(key, value.name.c_str(), 0, value.type, value.bytes.data(),
-                                      static_cast<DWORD>(value.bytes.size()));
-      }
-      if (code != ERROR_SUCCESS) return kwlib::SystemFailure(err, "reg", code);
+    if ((failure = ApplyKey(transaction, name, entry, prefix, err)) != ERROR_SUCCESS) {
+      what = "reg: " + file + ": line " + std::to_string(entry.line);
+      break;
     }
+  }
+  if (failure == ERROR_SUCCESS && !kwplat::CommitTransaction(transaction)) failure = kwplat::GetLastError();
+  kwplat::CloseHandle(transaction);
+  if (failure != ERROR_SUCCESS) {
+    kwlib::SystemFailure(err, what, failure);
+    err << "kwlib reg: " << file << ": nothing was imported\n";
+    return kwlib::kExitFailure;
   }
   return kwlib::kExitOk;
 }
 
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   const Switches s = ParseSwitches(args);
-  if (s.words.empty()) throw kwlib::UsageError("give an operation: query, add, delete, export or import");
-  const std::string& operation = s.words[0];
-  const auto need = [&](std::size_t n) {
-    if (s.words.size() != n) throw kwlib::UsageError("wrong number of arguments for '" + operation + "'");
-  };
-  if (operation == "import") {
-    need(2);
-    return Import(s.words[1], err);
-  }
-  if (s.words.size() < 2) throw kwlib::UsageError("give a key, such as HKCU\\Software\\Tormel");
-  const KeyName name = ParseKey(Utf8ToWide(s.words[1]));
-  if (operation == "query") {
-    need(2);
-    Key key;
-    if (key.Open(name, KEY_READ) != ERROR_SUCCESS) {
-      err << kNotFound;
-      return kwlib::kExitFailure;
-    }
-    if (s.value || s.defaultValue) {
-      for (const Value& value : Values(key)) {
-        if (CString(value.name.c_str()).CompareNoCase(ValueName(s).c_str()) == 0) {
-          out << "\n" << WideToUtf8(name.Full()) << "\n";
-          PrintValue(out, value);
-          out << "\n";
-          return kwlib::kExitOk;
-        }
-      }
-      err << kNotFound;
-      return kwlib::kExitFailure;
-    }
-    Query(out, name, key, s.recurse);
+  if (s.help) {
+    out << kHelp;
     return kwlib::kExitOk;
   }
-  if (operation == "add") {
-    need(2);
-    return Add(name, s, out, err);
+  if (s.words.empty()) throw UsageError("give an operation: query, add, delete, export or import");
+  const std::string& operation = s.words[0];
+  const auto need = [&](std::size_t n) {
+    if (s.words.size() != n) throw UsageError("wrong number of arguments for '" + operation + "'");
+  };
+  try {
+    if (operation == "import") {
+      need(2);
+      return Import(s.words[1], err);
+    }
+    if (s.words.size() < 2) throw UsageError("give a key, such as HKCU\\Software\\Tormel");
+    const KeyName name = ParseKey(s.words[1]);
+    if (operation == "query") {
+      need(2);
+      return Query(name, s, out, err);
+    }
+    if (operation == "add") {
+      need(2);
+      return Add(name, s, out, err);
+    }
+    if (operation == "delete") {
+      need(2);
+      return Delete(name, s, out, err);
+    }
+    if (operation == "export") {
+      need(3);
+      return Export(name, s.words[2], s, out, err);
+    }
+  } catch (const RegistryFailure& failure) {
+    return kwlib::SystemFailure(err, "reg", static_cast<unsigned long>(failure.code));
   }
-  if (operation == "delete") {
-    need(2);
-    return Delete(name, s, out, err);
-  }
-  if (operation == "export") {
-    need(3);
-    return Export(name, s.words[2], s, out, err);
-  }
-  throw kwlib::UsageError("unknown operation '" + operation + "'");
+  throw UsageError("unknown operation '" + operation + "'");
 }
 
-KWLIB_COMMAND(kReg, "reg", "query and change the registry; export and import .reg files",
-              "usage: kwlib reg query KEY [/v NAME | /ve] [/s]\n"
-              "       kwlib reg add KEY [/v NAME | /ve] [/t TYPE] [/d DATA] [/f]\n"
-              "       kwlib reg delete KEY [/v NAME | /ve | /va] [/f]\n"
-              "       kwlib reg export KEY FILE [/y]\n"
-              "       kwlib reg import FILE\n"
-              "KEY starts with HKCU or HKLM (HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE), as in\n"
-              "HKCU\\Software\\Tormel\\App. TYPE is REG_SZ (the default), REG_EXPAND_SZ,\n"
-              "REG_MULTI_SZ (strings separated by \\0), REG_DWORD, REG_QWORD, REG_BINARY (hex\n"
-              "digits) or REG_NONE. Changes that would overwrite or delete ask first unless\n"
-              "/f (or /y for export) is given; without a terminal the answer is no.\n"
-              "Export writes the key and all below it as a .reg file (UTF-16LE); import\n"
-              "applies one, checking it whole before changing anything.\n"
-              "The registry lives in $XDG_CONFIG_HOME/kwlib63 (HKCU) and /var/lib/kwlib63\n"
-              "(HKLM); KWLIB63_REGISTRY_DIR moves both.",
-              Run);
+KWLIB_COMMAND(kReg, "reg", "query and change the registry; export and import .reg files", kHelp, Run);
 
 }  // namespace

@@ -48,6 +48,8 @@ int SystemFailure(std::ostream& err, const std::string& what, unsigned long code
   kwplat::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, static_cast<DWORD>(code), 0, text, 256, nullptr);
   std::string reason = kwfw::WideToUtf8(text);
   while (!reason.empty() && (reason.back() == '\n' || reason.back() == '\r')) reason.pop_back();
+  // A code the system's table has no text for is still named.
+  if (reason.empty()) reason = "system error " + std::to_string(code);
   err << "kwlib " << what << ": " << reason << "\n";
   return kExitFailure;
 }

@@ -1,20 +1,42 @@
 #include "regfile.h"
 
 #include <cstdio>
-#include <algorithm>
 #include <cwchar>
-#include <cwctype>
+#include <optional>
 #include <string_view>
 
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/codepage.h>
 #include <kwlib63/platform/registry.h>
 
 namespace kwlib {
+
+std::vector<BYTE> Utf16LeBytes(std::wstring_view text) {
+  std::vector<BYTE> bytes;
+  for (char16_t unit : kwfw::WideToUtf16(text)) {
+    bytes.push_back(static_cast<BYTE>(unit & 0xFF));
+    bytes.push_back(static_cast<BYTE>(unit >> 8));
+  }
+  return bytes;
+}
+
+std::wstring FromUtf16Le(const BYTE* bytes, std::size_t size) {
+  std::u16string units(size / 2, u'\0');
+  for (std::size_t i = 0; i < units.size(); ++i) units[i] = static_cast<char16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
+  return kwfw::Utf16ToWide(units);
+}
+
 namespace {
 
-constexpr wchar_t kHeader[] = L"Windows Registry Editor Version 5.00";
-// Hex data is wrapped before this column, as the format's readers expect.
-constexpr std::size_t kLineWidth = 77;
+constexpr std::wstring_view kHeader5 = L"Windows Registry Editor Version 5.00";
+constexpr std::wstring_view kHeader4 = L"REGEDIT4";
+// The editor wraps hex data once a line reaches this column (the two-space indent
+// included, the closing backslash not): 25 bytes on a continuation line.
+constexpr std::size_t kHexLineEnd = 2 + 25 * 3;
+
+bool IsTextType(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
+
+// Writing.
 
 std::wstring Quoted(std::wstring_view text) {
   std::wstring out = L"\"";
@@ -25,20 +47,17 @@ std::wstring Quoted(std::wstring_view text) {
   return out + L"\"";
 }
 
-// A REG_SZ is written as text when it is one terminated string with nothing a
-// line could not hold; any other is written as hex(1) so that no byte is lost.
+// A REG_SZ is written as a quoted string when the string form gives its bytes
+// back; otherwise (no terminator, a NUL or a line end inside, a lone surrogate)
+// as hex(1), so that no byte is lost. An empty one is "" as the editor writes it.
 bool AsText(const RegFileValue& value, std::wstring& text) {
   const auto& b = value.bytes;
-  if (value.type != REG_SZ || b.size() < 2 || b.size() % 2 != 0 || b[b.size() - 1] != 0 || b[b.size() - 2] != 0) {
-    return false;
-  }
-  std::u16string units(b.size() / 2 - 1, u'\0');
-  for (std::size_t i = 0; i < units.size(); ++i) units[i] = static_cast<char16_t>(b[2 * i] | b[2 * i + 1] << 8);
-  for (char16_t unit : units) {
-    if (unit == 0 || unit == u'\r' || unit == u'\n') return false;
-  }
-  text = kwfw::Utf16ToWide(units);
-  return kwfw::WideToUtf16(text) == units;  // a lone surrogate would not survive the text form
+  if (value.type != REG_SZ) return false;
+  if (b.empty()) return true;
+  if (b.size() % 2 != 0 || b[b.size() - 1] != 0 || b[b.size() - 2] != 0) return false;
+  text = FromUtf16Le(b.data(), b.size() - 2);
+  if (text.find_first_of(std::wstring_view(L"\0\r\n", 3)) != std::wstring::npos) return false;
+  return Utf16LeBytes(text + L'\0') == b;
 }
 
 std::wstring ValueLine(const RegFileValue& value) {
@@ -46,214 +65,316 @@ std::wstring ValueLine(const RegFileValue& value) {
   if (value.remove) return line + L"-";
   std::wstring text;
   if (AsText(value, text)) return line + Quoted(text);
+  wchar_t number[24];
   if (value.type == REG_DWORD && value.bytes.size() == 4) {
-    wchar_t hex[16];
-    std::swprintf(hex, 16, L"dword:%08x",
+    std::swprintf(number, 24, L"dword:%08x",
                   value.bytes[0] | value.bytes[1] << 8 | value.bytes[2] << 16 | static_cast<unsigned>(value.bytes[3]) << 24);
-    return line + hex;
+    return line + number;
   }
   if (value.type == REG_BINARY) {
     line += L"hex:";
   } else {
-    wchar_t prefix[24];
-    std::swprintf(prefix, 24, L"hex(%x):", static_cast<unsigned>(value.type));
-    line += prefix;
+    std::swprintf(number, 24, L"hex(%x):", static_cast<unsigned>(value.type));
+    line += number;
   }
-  std::size_t column = line.size();
+  // The editor's wrapping: a comma after every byte but the last, and a break
+  // after the comma that brings the line to its end column, counted in UTF-16
+  // units as the editor counts.
+  std::size_t column = kwfw::WideToUtf16(line).size();
   for (std::size_t i = 0; i < value.bytes.size(); ++i) {
-    wchar_t byte[4];
-    std::swprintf(byte, 4, L"%02x", value.bytes[i]);
-    const bool last = i + 1 == value.bytes.size();
-    if (column + 3 > kLineWidth) {
+    std::swprintf(number, 24, L"%02x", value.bytes[i]);
+    line += number;
+    if (i + 1 == value.bytes.size()) break;
+    line += L',';
+    column += 3;
+    if (column >= kHexLineEnd) {
       line += L"\\\r\n  ";
       column = 2;
     }
-    line += byte;
-    if (!last) line += L',';
-    column += 3;
   }
   return line;
 }
 
 // Reading.
 
-std::wstring Decode(const std::vector<unsigned char>& file) {
-  if (file.size() >= 2 && file[0] == 0xFF && file[1] == 0xFE) {
-    std::u16string units((file.size() - 2) / 2, u'\0');
-    for (std::size_t i = 0; i < units.size(); ++i) {
-      units[i] = static_cast<char16_t>(file[2 + 2 * i] | file[3 + 2 * i] << 8);
-    }
-    return kwfw::Utf16ToWide(units);
-  }
-  std::string_view text(reinterpret_cast<const char*>(file.data()), file.size());
-  if (text.substr(0, 3) == "\xEF\xBB\xBF") text.remove_prefix(3);
-  return kwfw::Utf8ToWide(text);
-}
-
-// The lines of the file, a hex value's continued lines joined; each with its number.
-struct Line {
-  std::size_t number;
+struct Text {
   std::wstring text;
+  bool ansi = false;  // an 8-bit REGEDIT4 file: hex text data is Windows-1252
 };
 
-std::vector<Line> Lines(const std::wstring& text) {
-  std::vector<Line> lines;
-  std::size_t number = 0;
-  bool continued = false;
-  for (std::size_t start = 0; start <= text.size();) {
-    std::size_t end = std::min(text.find(L'\n', start), text.size());
-    std::wstring line = text.substr(start, end - start);
-    start = end + 1;
-    ++number;
-    if (!line.empty() && line.back() == L'\r') line.pop_back();
-    if (continued) {
-      const std::size_t first = line.find_first_not_of(L" \t");
-      lines.back().text += first == std::wstring::npos ? L"" : line.substr(first);
-    } else {
-      lines.push_back({number, line});
-    }
-    continued = !lines.back().text.empty() && lines.back().text.back() == L'\\' &&
-                lines.back().text.find(L"=hex") != std::wstring::npos;
-    if (continued) lines.back().text.pop_back();
-    if (end == text.size()) break;
+std::wstring_view SkipBlanks(std::wstring_view s) {
+  while (!s.empty() && (s.front() == L' ' || s.front() == L'\t')) s.remove_prefix(1);
+  return s;
+}
+
+std::wstring_view TrimBlanks(std::wstring_view s) {
+  s = SkipBlanks(s);
+  while (!s.empty() && (s.back() == L' ' || s.back() == L'\t')) s.remove_suffix(1);
+  return s;
+}
+
+std::wstring Windows1252(std::string_view bytes) {
+  if (bytes.empty()) return {};
+  const int size = static_cast<int>(bytes.size());
+  std::wstring out(bytes.size(), L'\0');
+  out.resize(static_cast<std::size_t>(kwplat::MultiByteToWideChar(1252, 0, bytes.data(), size, out.data(), size)));
+  return out;
+}
+
+// The first line of an 8-bit file decides its encoding: UTF-8 for the 5.00
+// header, Windows-1252 for the REGEDIT ones.
+Text Decode(const std::vector<unsigned char>& file) {
+  if (file.size() >= 2 && file[0] == 0xFF && file[1] == 0xFE) return {FromUtf16Le(file.data() + 2, file.size() - 2), false};
+  std::string_view bytes(reinterpret_cast<const char*>(file.data()), file.size());
+  if (bytes.substr(0, 3) == "\xEF\xBB\xBF") return {kwfw::Utf8ToWide(bytes.substr(3)), false};
+  const std::size_t start = std::min(bytes.find_first_not_of(" \t"), bytes.size());
+  if (bytes.substr(start, 7) == "REGEDIT") return {Windows1252(bytes), true};
+  return {kwfw::Utf8ToWide(bytes), false};
+}
+
+// Lines end at CR LF, LF or a lone CR.
+std::vector<std::wstring_view> Lines(std::wstring_view text) {
+  std::vector<std::wstring_view> lines;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != L'\r' && text[i] != L'\n') continue;
+    lines.push_back(text.substr(start, i - start));
+    if (text[i] == L'\r' && i + 1 < text.size() && text[i + 1] == L'\n') ++i;
+    start = i + 1;
   }
+  if (start < text.size()) lines.push_back(text.substr(start));
   return lines;
 }
 
-// Reads a quoted string at text[at] (on the opening quote); `at` ends after it.
-bool ReadQuoted(const std::wstring& text, std::size_t& at, std::wstring& out) {
-  if (at >= text.size() || text[at] != L'"') return false;
-  for (++at; at < text.size(); ++at) {
-    if (text[at] == L'"') {
-      ++at;
-      return true;
-    }
-    if (text[at] == L'\\' && at + 1 < text.size()) ++at;
-    out += text[at];
-  }
-  return false;
+bool IsHexDigit(wchar_t c) { return (c >= L'0' && c <= L'9') || (c >= L'a' && c <= L'f') || (c >= L'A' && c <= L'F'); }
+
+// The end of a line after data: blanks, then nothing or a ';' comment.
+bool EndsClean(std::wstring_view rest) {
+  rest = SkipBlanks(rest);
+  return rest.empty() || rest.front() == L';';
 }
 
-bool ReadHexBytes(std::wstring_view text, std::vector<BYTE>& bytes) {
-  std::wstring digits;
-  for (wchar_t c : text) {
-    if (c == L' ' || c == L'\t') continue;
-    if (c == L',') {
-      if (digits.empty() || digits.size() > 2) return false;
-      bytes.push_back(static_cast<BYTE>(std::wcstoul(digits.c_str(), nullptr, 16)));
-      digits.clear();
-    } else if (std::iswxdigit(static_cast<wint_t>(c))) {
-      digits += c;
+// A quoted string at the start of `s`, with the format's two escapes (\\ and \");
+// any other escape, or no closing quote, makes it no string. `s` moves past it.
+std::optional<std::wstring> ReadQuoted(std::wstring_view& s) {
+  if (s.empty() || s.front() != L'"') return std::nullopt;
+  std::wstring out;
+  for (std::size_t i = 1; i < s.size(); ++i) {
+    if (s[i] == L'"') {
+      s.remove_prefix(i + 1);
+      return out;
+    }
+    if (s[i] == L'\\') {
+      if (i + 1 >= s.size() || (s[i + 1] != L'\\' && s[i + 1] != L'"')) return std::nullopt;
+      ++i;
+    }
+    out += s[i];
+  }
+  return std::nullopt;
+}
+
+// The hex digits at the start of `s` as a number, for at most `most` digits.
+std::optional<unsigned long> ReadHexNumber(std::wstring_view& s, std::size_t most) {
+  std::size_t n = 0;
+  while (n < s.size() && IsHexDigit(s[n])) ++n;
+  if (n == 0 || n > most) return std::nullopt;
+  const unsigned long number = std::wcstoul(std::wstring(s.substr(0, n)).c_str(), nullptr, 16);
+  s.remove_prefix(n);
+  return number;
+}
+
+class Parser {
+ public:
+  Parser(std::vector<std::wstring_view> lines, bool ansi) : m_lines(std::move(lines)), m_ansi(ansi) {}
+
+  void Run(RegFileContents& out) {
+    enum class Section { kNone, kKey, kDeleted } section = Section::kNone;
+    while (m_next < m_lines.size()) {
+      const std::size_t number = m_next + 1;
+      std::wstring_view line = SkipBlanks(m_lines[m_next++]);
+      if (line.empty() || line.front() == L';' || line.front() == L'#') continue;
+      if (line.front() == L'[') {
+        RegFileKey key;
+        if (!ReadKey(line, key)) {
+          Warn(out, number, "not a key line the editor accepts ([PATH] or [-PATH]); its values are skipped");
+          section = Section::kNone;
+          continue;
+        }
+        key.line = number;
+        section = key.remove ? Section::kDeleted : Section::kKey;
+        out.keys.push_back(std::move(key));
+        continue;
+      }
+      RegFileValue value;
+      if (!ReadValue(line, value)) {
+        Warn(out, number, "not a value the editor accepts; the line is skipped");
+      } else if (section == Section::kKey) {
+        value.line = number;
+        out.keys.back().values.push_back(std::move(value));
+      } else {
+        Warn(out, number,
+             section == Section::kDeleted ? "a value after a key deletion is ignored"
+                                          : "a value outside a key is ignored");
+      }
+    }
+  }
+
+ private:
+  static void Warn(RegFileContents& out, std::size_t number, const char* why) {
+    out.warnings.push_back("line " + std::to_string(number) + ": " + why);
+  }
+
+  // "[PATH]" or "[-PATH]": nothing may stand between the bracket, the minus and
+  // the name; blanks before the closing bracket belong to the name.
+  static bool ReadKey(std::wstring_view line, RegFileKey& key) {
+    const std::size_t close = line.rfind(L']');
+    if (close == std::wstring_view::npos || !TrimBlanks(line.substr(close + 1)).empty()) return false;
+    std::wstring_view path = line.substr(1, close - 1);
+    key.remove = !path.empty() && path.front() == L'-';
+    if (key.remove) path.remove_prefix(1);
+    if (path.empty() || path.front() == L' ' || path.front() == L'\t') return false;
+    key.path = std::wstring(path);
+    return true;
+  }
+
+  bool ReadValue(std::wstring_view line, RegFileValue& value) {
+    if (!line.empty() && line.front() == L'@') {
+      line.remove_prefix(1);
+    } else if (std::optional<std::wstring> name = ReadQuoted(line)) {
+      value.name = std::move(*name);
     } else {
       return false;
     }
-  }
-  if (digits.size() > 2) return false;
-  if (!digits.empty()) bytes.push_back(static_cast<BYTE>(std::wcstoul(digits.c_str(), nullptr, 16)));
-  return true;
-}
-
-bool ReadData(const std::wstring& data, RegFileValue& value) {
-  if (data == L"-") {
-    value.remove = true;
-    return true;
-  }
-  if (!data.empty() && data[0] == L'"') {
-    std::size_t at = 0;
-    std::wstring text;
-    if (!ReadQuoted(data, at, text) || at != data.size()) return false;
-    value.type = REG_SZ;
-    std::u16string units = kwfw::WideToUtf16(text);
-    units += u'\0';
-    for (char16_t unit : units) {
-      value.bytes.push_back(static_cast<BYTE>(unit & 0xFF));
-      value.bytes.push_back(static_cast<BYTE>(unit >> 8));
+    line = SkipBlanks(line);
+    if (line.empty() || line.front() != L'=') return false;
+    line = SkipBlanks(line.substr(1));
+    if (!line.empty() && line.front() == L'-') {
+      value.remove = true;
+      return EndsClean(line.substr(1));
     }
-    return true;
-  }
-  if (data.rfind(L"dword:", 0) == 0) {
-    std::wstring digits = data.substr(6);
-    if (digits.empty() || digits.size() > 8 || digits.find_first_not_of(L"0123456789abcdefABCDEF") != std::wstring::npos) {
+    if (std::optional<std::wstring> text = ReadQuoted(line)) {
+      value.type = REG_SZ;
+      value.bytes = Utf16LeBytes(*text + L'\0');
+      return EndsClean(line);
+    }
+    if (line.starts_with(L"dword:")) {
+      line = SkipBlanks(line.substr(6));
+      const std::optional<unsigned long> number = ReadHexNumber(line, 8);
+      if (!number || !EndsClean(line)) return false;
+      value.type = REG_DWORD;
+      for (int shift = 0; shift < 32; shift += 8) value.bytes.push_back(static_cast<BYTE>(*number >> shift));
+      return true;
+    }
+    if (line.starts_with(L"hex:")) {
+      value.type = REG_BINARY;
+      line.remove_prefix(4);
+    } else if (line.starts_with(L"hex(")) {
+      line.remove_prefix(4);
+      const std::optional<unsigned long> type = ReadHexNumber(line, 8);
+      if (!type || !line.starts_with(L"):")) return false;
+      value.type = static_cast<DWORD>(*type);
+      line.remove_prefix(2);
+    } else {
       return false;
     }
-    const unsigned long number = std::wcstoul(digits.c_str(), nullptr, 16);
-    value.type = REG_DWORD;
-    for (int shift = 0; shift < 32; shift += 8) value.bytes.push_back(static_cast<BYTE>(number >> shift));
+    return ReadHexBytes(line, value.bytes) && FinishText(value);
+  }
+
+  // Bytes "xx,xx,...", continued over lines by a backslash after a comma (or right
+  // after the prefix). On the continuation lines blanks and ';' comment lines are
+  // passed over and a '#' comment line ends the value as bad; the end of the file
+  // ends a continued value with the bytes so far. A comma with nothing after it
+  // ends the value.
+  bool ReadHexBytes(std::wstring_view line, std::vector<BYTE>& bytes) {
+    bool needByte = false;  // just after a continuation
+    bool canContinue = true;  // after the prefix or a comma
+    for (;;) {
+      line = SkipBlanks(line);
+      if (line.empty()) return !needByte;
+      const wchar_t c = line.front();
+      if (IsHexDigit(c)) {
+        const std::optional<unsigned long> byte = ReadHexNumber(line, 2);
+        if (!byte) return false;
+        bytes.push_back(static_cast<BYTE>(*byte));
+        needByte = false;
+        line = SkipBlanks(line);
+        if (line.empty() || line.front() == L';') return true;
+        if (line.front() != L',') return false;
+        line.remove_prefix(1);
+        canContinue = true;
+        continue;
+      }
+      if (needByte) return false;
+      if (c == L';') return true;
+      if (c != L'\\' || !canContinue) return false;
+      line = SkipBlanks(line.substr(1));
+      if (!line.empty() && line.front() != L';') return false;
+      if (!NextDataLine(line)) return true;
+      if (line.front() == L'#') return false;
+      needByte = true;
+      canContinue = false;
+    }
+  }
+
+  // The next line of a continued value that is not blank and not a ';' comment,
+  // without its leading blanks; false at the end of the file.
+  bool NextDataLine(std::wstring_view& line) {
+    while (m_next < m_lines.size()) {
+      line = SkipBlanks(m_lines[m_next++]);
+      if (!line.empty() && line.front() != L';') return true;
+    }
+    return false;
+  }
+
+  // Text given as hex: an 8-bit REGEDIT4 file's bytes are Windows-1252 text, and
+  // an expandable string or a string list gets the terminator it lacks.
+  bool FinishText(RegFileValue& value) const {
+    if (!IsTextType(value.type)) return true;
+    auto& b = value.bytes;
+    if (m_ansi) b = Utf16LeBytes(Windows1252(std::string_view(reinterpret_cast<const char*>(b.data()), b.size())));
+    if ((value.type == REG_EXPAND_SZ || value.type == REG_MULTI_SZ) && !b.empty() &&
+        (b.size() % 2 != 0 || b[b.size() - 1] != 0 || b[b.size() - 2] != 0)) {
+      if (b.size() % 2 != 0) b.push_back(0);
+      b.insert(b.end(), {0, 0});
+    }
     return true;
   }
-  if (data.rfind(L"hex:", 0) == 0) {
-    value.type = REG_BINARY;
-    return ReadHexBytes(std::wstring_view(data).substr(4), value.bytes);
-  }
-  if (data.rfind(L"hex(", 0) == 0) {
-    const std::size_t close = data.find(L"):");
-    if (close == std::wstring::npos || close == 4 || close > 12) return false;
-    const std::wstring type = data.substr(4, close - 4);
-    if (type.find_first_not_of(L"0123456789abcdefABCDEF") != std::wstring::npos) return false;
-    value.type = static_cast<DWORD>(std::wcstoul(type.c_str(), nullptr, 16));
-    return ReadHexBytes(std::wstring_view(data).substr(close + 2), value.bytes);
-  }
-  return false;
-}
+
+  std::vector<std::wstring_view> m_lines;
+  bool m_ansi;
+  std::size_t m_next = 1;  // the header is line 1
+};
 
 }  // namespace
 
 std::string WriteRegFile(const std::vector<RegFileKey>& keys) {
-  std::wstring text = std::wstring(kHeader) + L"\r\n\r\n";
+  std::wstring text = std::wstring(kHeader5) + L"\r\n\r\n";
   for (const RegFileKey& key : keys) {
     text += (key.remove ? L"[-" : L"[") + key.path + L"]\r\n";
     for (const RegFileValue& value : key.values) text += ValueLine(value) + L"\r\n";
     text += L"\r\n";
   }
-  std::string bytes = "\xFF\xFE";
-  for (char16_t unit : kwfw::WideToUtf16(text)) {
-    bytes += static_cast<char>(unit & 0xFF);
-    bytes += static_cast<char>(unit >> 8);
-  }
-  return bytes;
+  const std::vector<BYTE> bytes = Utf16LeBytes(text);
+  return "\xFF\xFE" + std::string(bytes.begin(), bytes.end());
 }
 
-bool ParseRegFile(const std::vector<unsigned char>& file, std::vector<RegFileKey>& keys, std::string& error) {
-  std::vector<RegFileKey> parsed;
-  bool header = false;
-  for (const Line& line : Lines(Decode(file))) {
-    const std::wstring& text = line.text;
-    auto fail = [&](const char* why) {
-      error = "line " + std::to_string(line.number) + ": " + why;
-      return false;
-    };
-    if (text.empty() || text[0] == L';') continue;
-    if (!header) {
-      if (text != kHeader) return fail("not a .reg file (the first line must be \"Windows Registry Editor Version 5.00\")");
-      header = true;
-      continue;
-    }
-    if (text[0] == L'[') {
-      if (text.back() != L']' || text.size() < 3) return fail("a key line must be [PATH] or [-PATH]");
-      RegFileKey key;
-      key.remove = text[1] == L'-';
-      key.path = text.substr(key.remove ? 2 : 1, text.size() - (key.remove ? 3 : 2));
-      if (key.path.empty()) return fail("a key line must name a key");
-      parsed.push_back(std::move(key));
-      continue;
-    }
-    if (parsed.empty() || parsed.back().remove) return fail("a value must follow the key it belongs to");
-    RegFileValue value;
-    std::size_t at = 0;
-    if (text[0] == L'@') {
-      at = 1;
-    } else if (!ReadQuoted(text, at, value.name)) {
-      return fail("a value line must start with \"NAME\" or @");
-    }
-    if (at >= text.size() || text[at] != L'=') return fail("'=' expected after the value's name");
-    if (!ReadData(text.substr(at + 1), value)) return fail("the value's data is not in a form this format has");
-    parsed.back().values.push_back(std::move(value));
-  }
-  if (!header) {
-    error = "not a .reg file (it is empty)";
+bool ParseRegFile(const std::vector<unsigned char>& file, RegFileContents& contents, std::string& error) {
+  const Text decoded = Decode(file);
+  std::vector<std::wstring_view> lines = Lines(decoded.text);
+  // The header must be the first line; blanks may come before it on that line.
+  const std::wstring_view header = lines.empty() ? std::wstring_view() : TrimBlanks(lines[0]);
+  RegFileContents read;
+  if (header == kHeader5 || header == kHeader4) {
+    Parser(std::move(lines), decoded.ansi && header == kHeader4).Run(read);
+  } else if (header.starts_with(L"REGEDIT")) {
+    // The Windows 3.1 form, which holds only HKEY_CLASSES_ROOT: accepted, as the
+    // editor accepts it, but this registry has no such root.
+    read.warnings.push_back("line 1: a Windows 3.1 registration file (HKEY_CLASSES_ROOT only); nothing was imported");
+  } else {
+    error = "not a .reg file (its first line must be \"Windows Registry Editor Version 5.00\" or \"REGEDIT4\")";
     return false;
   }
-  keys = std::move(parsed);
+  contents = std::move(read);
   return true;
 }
 
