@@ -37,59 +37,75 @@ std::string FolderOf(const std::string& path) {
   return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
-bool ReplaceFile(const std::string& target, const std::string& bytes, const struct stat* old) {
+AtomicFile::AtomicFile(const std::string& target, const struct stat* old) : m_target(target) {
   const std::string folder = FolderOf(target);
-  std::string temp;
-  int fd;
   do {
-    temp = folder + "/" + kTemporaryPrefix + "XXXXXX";  // an interrupted try may have filled in the X's
-    fd = Sys().mkstemp(temp.data());
-  } while (fd < 0 && errno == EINTR);
-  if (fd < 0) return false;
-  bool ok = WriteAll(fd, bytes.data(), bytes.size());
-  int failure = errno;  // the metadata calls below may change errno
+    m_temp = folder + "/" + kTemporaryPrefix + "XXXXXX";  // an interrupted try may have filled in the X's
+    m_fd = Sys().mkstemp(m_temp.data());
+  } while (m_fd < 0 && errno == EINTR);
+  if (m_fd < 0) {
+    m_temp.clear();
+    Fail();
+    return;
+  }
+  const int saved = errno;  // the metadata calls below may change errno
   if (old != nullptr) {
-    if (fchown(fd, old->st_uid, old->st_gid) != 0) {
+    if (fchown(m_fd, old->st_uid, old->st_gid) != 0) {
       // Only the owner's own files can be given back their owner; the data matter more.
     }
-    fchmod(fd, old->st_mode & 07777);
+    fchmod(m_fd, old->st_mode & 07777);
     std::vector<char> acl(4096);
     const ssize_t n = getxattr(target.c_str(), "system.posix_acl_access", acl.data(), acl.size());
-    if (n > 0) fsetxattr(fd, "system.posix_acl_access", acl.data(), static_cast<std::size_t>(n), 0);
+    if (n > 0) fsetxattr(m_fd, "system.posix_acl_access", acl.data(), static_cast<std::size_t>(n), 0);
   } else {
     const mode_t mask = umask(0);
     umask(mask);
-    fchmod(fd, 0666 & ~mask);
+    fchmod(m_fd, 0666 & ~mask);
   }
+  errno = saved;
+}
+
+AtomicFile::~AtomicFile() {
+  if (m_fd >= 0) CloseFd(m_fd);
+  if (!m_temp.empty()) Sys().unlink(m_temp.c_str());
+}
+
+bool AtomicFile::Fail() {
+  if (m_failure == 0) m_failure = errno != 0 ? errno : EIO;
+  errno = m_failure;
+  return false;
+}
+
+bool AtomicFile::Write(const void* data, std::size_t size) {
+  if (m_failure != 0) return Fail();
+  return WriteAll(m_fd, data, size) || Fail();
+}
+
+bool AtomicFile::Commit() {
+  if (m_failure != 0) return Fail();
   // The data reach the disk before the rename makes them the file's, so that a
   // crash or a full disk never leaves a renamed file with missing blocks.
-  if (ok && Retried(Sys().fsync, fd) != 0) {
-    ok = false;
-    failure = errno;
-  }
-  if (CloseFd(fd) != 0 && ok) {
-    ok = false;
-    failure = errno;
-  }
-  if (ok && Sys().rename(temp.c_str(), target.c_str()) != 0) {
-    ok = false;
-    failure = errno;
-  }
-  if (!ok) {
-    Sys().unlink(temp.c_str());
-    errno = failure;
-    return false;
-  }
+  if (Retried(Sys().fsync, m_fd) != 0) return Fail();
+  const int fd = m_fd;
+  m_fd = -1;
+  if (CloseFd(fd) != 0) return Fail();
+  if (Sys().rename(m_temp.c_str(), m_target.c_str()) != 0) return Fail();
+  m_temp.clear();
   // The folder's flush makes the rename last. When the flush fails the new content
   // is in place but may not survive a crash, and the caller is told; a folder that
   // cannot be opened, or a file system that cannot flush folders (EINVAL), is left as is.
-  const int dir = Retried(Sys().open, folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+  const int dir = Retried(Sys().open, FolderOf(m_target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
   if (dir < 0) return true;
-  ok = Retried(Sys().fsync, dir) == 0 || errno == EINVAL;
-  failure = errno;
+  const bool ok = Retried(Sys().fsync, dir) == 0 || errno == EINVAL;
+  const int failure = errno;
   Sys().close(dir);
   errno = failure;
   return ok;
+}
+
+bool ReplaceFile(const std::string& target, const std::string& bytes, const struct stat* old) {
+  AtomicFile file(target, old);
+  return file.Write(bytes.data(), bytes.size()) && file.Commit();
 }
 
 }  // namespace kwplat

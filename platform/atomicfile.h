@@ -26,4 +26,27 @@ KW_API std::string FolderOf(const std::string& path);
 // leaves the new content in place. Short writes and EINTR are retried.
 KW_API bool ReplaceFile(const std::string& target, const std::string& bytes, const struct stat* old);
 
+// The same replacement written in pieces, for content too large to hold at once:
+// Write as often as needed, then Commit. Until the commit `target` is unchanged;
+// an object that goes uncommitted removes its temporary file. Each call returns
+// false with errno set once anything has failed.
+class KW_API AtomicFile {
+ public:
+  AtomicFile(const std::string& target, const struct stat* old);
+  ~AtomicFile();
+  AtomicFile(const AtomicFile&) = delete;
+  AtomicFile& operator=(const AtomicFile&) = delete;
+
+  bool Write(const void* data, std::size_t size);
+  bool Commit();
+
+ private:
+  bool Fail();
+
+  std::string m_target;
+  std::string m_temp;
+  int m_fd = -1;
+  int m_failure = 0;  // the first errno that failed the replacement
+};
+
 }  // namespace kwplat

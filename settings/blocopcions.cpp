@@ -625,7 +625,9 @@ int TBlocOpcions::_fnImportNodeXML(XMLNode& node, TBlocOpcions* bloc) {
   if (SameNoCase(type, L"binary")) {
     const std::string coded = kwfw::WideToUtf8(text);
     const int size = Base64decode_len(coded.c_str());
-    auto* data = static_cast<char*>(std::malloc(static_cast<std::size_t>(size)));
+    // Zero-filled: the decoder fills only the bytes the text holds, and the rest of
+    // the stored size must read the same on every run.
+    auto* data = static_cast<char*>(std::calloc(static_cast<std::size_t>(size), 1));
     if (data == nullptr) return -1;
     if (Base64decode(data, coded.c_str()) == 0) {
       std::free(data);

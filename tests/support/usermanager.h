@@ -52,6 +52,12 @@ inline std::map<std::string, std::string> TestUnits() {
        "TimeoutStopSec=infinity\n"
        "ExecStart=/bin/sh -c 'trap \"\" TERM; systemd-notify --ready; while :; do sleep 0.2; done'\n"},
       {"kwbase.service", "[Unit]\nDescription=Needed by hung\n[Service]\nExecStart=/bin/sleep 1000\n"},
+      // Started and then failed: an exit status, a program that cannot be run, no
+      // readiness before the start time-out.
+      {"kwfalse.service", "[Unit]\nDescription=Exits 1\n[Service]\nType=oneshot\nExecStart=/bin/false\n"},
+      {"kwmissing.service", "[Unit]\nDescription=No program\n[Service]\nType=exec\nExecStart=/nonexistent/kwlib63\n"},
+      {"kwsilent.service",
+       "[Unit]\nDescription=Never ready\n[Service]\nType=notify\nTimeoutStartSec=1\nExecStart=/bin/sleep 1000\n"},
       {"kwfail.service",
        "[Unit]\nDescription=Fails\nAssertPathExists=/nonexistent/kwlib63\n[Service]\nExecStart=/bin/sleep 1000\n"},
   };

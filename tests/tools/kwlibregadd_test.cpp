@@ -90,6 +90,9 @@ TEST_F(KwlibRegAddTest, TypesAndDataAsTheWindowsToolStoresThem) {
       {"REG_MULTI_SZ refuses ##", "/v m /t REG_MULTI_SZ /s '#' /d '##' /f", L"m", {}},
       {"/s takes one character", "/v m /t REG_MULTI_SZ /s '#random' /d 'a#b' /f", L"m", {}},
       {"/s takes one character, not none", "/v m /t REG_MULTI_SZ /s '' /d 'a#b' /f", L"m", {}},
+      {"/s takes one UTF-16 unit, not a pair", "/v m /t REG_MULTI_SZ /s '\U0001F600' /d 'a\U0001F600b' /f", L"m", {}},
+      {"a help word as data is data", "/v h /d -h /f", L"h", Sz(wstring(L"-h\0", 3))},
+      {"a help word as a name is a name", "/v /? /d x /f", L"/?", Sz(wstring(L"x\0", 2))},
   };
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const AddCase& c = cases[i];

@@ -138,6 +138,23 @@ TEST_F(KwlibRegExportTest, ValuesTheStringFormCannotHold) {
                        "\"inner\"=hex(1):61,00,00,00,62,00,00,00\n\"open\"=hex(1):61,00\n\n"));
 }
 
+TEST_F(KwlibRegExportTest, ALoneSurrogateTravelsUnchanged) {
+  // The registry keeps UTF-16 units as they are, halves of pairs included.
+  const std::string bytes("\x00\xD8\x61\x00\x00\x00", 6);
+  ASSERT_EQ(Import("Windows Registry Editor Version 5.00\n\n[HKEY_CURRENT_USER\\Software\\KwlibTest]\n"
+                   "\"lone\"=hex(1):00,d8,61,00,00,00\n\"list\"=hex(7):00,dc,00,00,00,00\n")
+                .status,
+            0);
+  EXPECT_EQ(Value(L"Software\\KwlibTest", L"lone"), (kwtest::Stored{REG_SZ, bytes}));
+  const std::string exported = m_hive.Dir().At("exported.reg");
+  ASSERT_EQ(Reg("export 'HKCU\\Software\\KwlibTest' " + exported).status, 0);
+  ASSERT_EQ(Reg("delete 'HKCU\\Software\\KwlibTest' /f").status, 0);
+  ASSERT_EQ(Reg("import " + exported).status, 0);
+  EXPECT_EQ(Value(L"Software\\KwlibTest", L"lone"), (kwtest::Stored{REG_SZ, bytes}));
+  EXPECT_EQ(Value(L"Software\\KwlibTest", L"list"),
+            (kwtest::Stored{REG_MULTI_SZ, std::string("\x00\xDC\x00\x00\x00\x00", 6)}));
+}
+
 TEST_F(KwlibRegExportTest, SwitchesAndFiles) {
   ASSERT_EQ(Reg("add 'HKCU\\Software\\KwlibTest' /v x /d 1 /f").status, 0);
   const std::string file = m_hive.Dir().At("out.reg");

@@ -139,7 +139,12 @@ TEST_F(KwlibRegImportTest, KeyLines) {
                                   "[hkey_CURRENT_user\\Software\\KwlibTest\\Keep]\n"
                                   "[- HKEY_CURRENT_USER\\Software\\KwlibTest\\Keep]\n"
                                   "[-hkey_current_USER\\Software\\KwlibTest\\tREE]\n"
-                                  "[HKEY_CLASSES_ROOT\\KwlibTest]\n\"y\"=\"1\"\n");
+                                  "[HKEY_CLASSES_ROOT\\KwlibTest]\n\"y\"=\"1\"\n"
+                                  // Closing backslashes go (import.c: Subkey1e-1g); an empty
+                                  // name inside the path costs its key only.
+                                  "[HKEY_CURRENT_USER\\Software\\KwlibTest\\Sub1f\\\\]\n\"b\"=\"2\"\n"
+                                  "[HKEY_CURRENT_USER\\\\Bad]\n\"c\"=\"3\"\n"
+                                  "[HKEY_CURRENT_USER\\Software\\KwlibTest\\After]\n\"d\"=\"4\"\n");
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_FALSE(KeyExists(kPath + L"\\Tree"));
   EXPECT_FALSE(KeyExists(kPath + L"\\ Blank1"));
@@ -152,6 +157,10 @@ TEST_F(KwlibRegImportTest, KeyLines) {
     EXPECT_NE(r.err.find(line), std::string::npos) << line << "\n" << r.err;
   }
   EXPECT_NE(r.err.find("HKEY_CLASSES_ROOT"), std::string::npos) << r.err;
+  EXPECT_EQ(Value(kPath + L"\\Sub1f", L"b"), Sz(std::wstring(L"2\0", 2)));
+  EXPECT_NE(r.err.find("line 18: an empty key name in the path"), std::string::npos) << r.err;
+  EXPECT_FALSE(KeyExists(L"Bad"));
+  EXPECT_EQ(Value(kPath + L"\\After", L"d"), Sz(std::wstring(L"4\0", 2)));
 }
 
 TEST_F(KwlibRegImportTest, HeadersAndEncodings) {

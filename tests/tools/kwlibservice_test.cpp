@@ -32,6 +32,14 @@ TEST(KwlibService, StartStatusGrantStop) {
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "kwlib service kwfail: the service did not start\n");
   EXPECT_EQ(kwtest::Shell(kwlib + "restart kwsimple").status, 2);
+  // A start that fails: never "stopped" with exit status 0. Whether the start call
+  // itself sees the failure ("did not start") or the service stops failed after the
+  // start was accepted ("did not run") depends on when the manager's job ends.
+  for (const char* unit : {"kwfalse", "kwmissing", "kwsilent"}) {
+    r = kwtest::Shell(kwlib + "start " + unit);
+    EXPECT_EQ(r.status, 1) << unit << ": " << r.out;
+    EXPECT_EQ(r.err.rfind(std::string("kwlib service ") + unit + ": the service did not ", 0), 0u) << r.err;
+  }
 }
 
 }  // namespace

@@ -24,6 +24,9 @@ TEST(KwlibShare, AddListRemoveAndADisabledMachine) {
   EXPECT_EQ(kwtest::Shell(kwlib + " share list").out, "HOT\t" + folder + "\n");
   EXPECT_EQ(kwtest::Shell(kwlib + " share remove " + folder + "/").status, 0);
   EXPECT_EQ(kwtest::Shell(kwlib + " share list").out, "");
+  r = kwtest::Shell(kwlib + " share remove " + folder);  // nothing left to remove
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "kwlib share: " + folder + ": not shared\n");
   EXPECT_EQ(kwtest::Shell(kwlib + " share add " + samba.Dir().At("smb.conf")).status, 1);  // not a folder
 
   samba.Configure(0, true);

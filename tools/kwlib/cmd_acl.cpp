@@ -113,14 +113,14 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
 }
 
 KWLIB_COMMAND(kAcl, "acl", "show a file's access list, or add an entry to it",
-              "usage: kwlib acl show FILE\n"
+              "Usage: kwlib acl show FILE\n"
               "       kwlib acl add FILE ACCOUNT MASK\n"
               "       kwlib acl add FILE --everyone MASK\n"
               "show prints the file's access list as Windows entries: allow or deny, the SID,\n"
               "the account, the access mask, and for a folder's default ACL that new files\n"
               "inherit it. add gives ACCOUNT (a user or group of this system, or GUEST) or\n"
               "Everyone the rights MASK, replacing the account's own entries: MASK is a number\n"
-              "(0x1F01FF) or letters of F (all), R (read), W (write) and X (execute).",
+              "(0x1F01FF) or letters of F (all), R (read), W (write) and X (execute).\n",
               Run);
 
 }  // namespace

@@ -10,14 +10,79 @@
 
 namespace {
 
+constexpr std::size_t kBlock = 3 << 18;  // a multiple of three and of four
+
+int Failed(std::ostream& err, const std::string& file, const std::string& error) {
+  err << "kwlib base64: " << file << ": " << error << "\n";
+  return kwlib::kExitFailure;
+}
+
+// Base64 text decoded as it comes: blanks and line breaks dropped, whole groups of
+// four characters decoded at once, the last group with its padding at the end.
+// Without an output it only checks the text.
+class Decoder {
+ public:
+  explicit Decoder(std::ostream* out) : m_out(out) {}
+
+  void Add(const unsigned char* bytes, std::size_t n) {
+    for (std::size_t i = 0; i < n && m_bad == 0; ++i) {
+      const unsigned char c = bytes[i];
+      if (c == '\n' || c == '\r' || c == ' ' || c == '\t') continue;
+      ++m_position;
+      if (c == '=') {
+        ++m_padding;
+      } else if (m_padding > 0 || !IsAlphabet(c)) {
+        m_bad = m_position;  // only padding may follow the padding
+      } else {
+        m_group += static_cast<char>(c);
+      }
+    }
+    const std::size_t whole = m_group.size() / 4 * 4;
+    if (m_padding == 0 && whole >= kBlock) Decode(whole);
+  }
+
+  void Finish() {
+    if (m_bad == 0) Decode(m_group.size());
+  }
+
+  std::size_t Bad() const { return m_bad; }
+
+ private:
+  static bool IsAlphabet(unsigned char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
+  }
+
+  void Decode(std::size_t n) {
+    std::string coded = m_group.substr(0, n);
+    m_group.erase(0, n);
+    if (m_out == nullptr || coded.empty()) return;
+    std::string bytes(static_cast<std::size_t>(Base64decode_len(coded.c_str())), '\0');
+    m_out->write(bytes.data(), Base64decode(bytes.data(), coded.c_str()));
+  }
+
+  std::ostream* m_out;
+  std::string m_group;
+  std::size_t m_position = 0;  // of the last character read, blanks left out
+  std::size_t m_padding = 0;
+  std::size_t m_bad = 0;  // the position of the first character that is not Base64
+};
+
+int NotBase64(std::ostream& err, const std::string& file, const Decoder& decoder) {
+  err << "kwlib base64: " << file << ": not Base64 text (character " << decoder.Bad() << ")\n";
+  return kwlib::kExitFailure;
+}
+
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   bool decode = false;
   std::string file = "-";
   int files = 0;
+  bool options = true;
   for (const std::string& a : args) {
-    if (a == "-d" || a == "--decode") {
+    if (options && a == "--") {
+      options = false;
+    } else if (options && (a == "-d" || a == "--decode")) {
       decode = true;
-    } else if (a.size() > 1 && a[0] == '-') {
+    } else if (options && a.size() > 1 && a[0] == '-') {
       throw kwlib::UsageError("unknown option '" + a + "'");
     } else if (++files > 1) {
       throw kwlib::UsageError("only one file may be given");
@@ -25,38 +90,39 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
       file = a;
     }
   }
-  std::vector<unsigned char> data;
   std::string error;
-  if (!kwlib::ReadAll(file, data, error)) {
-    err << "kwlib base64: " << file << ": " << error << "\n";
-    return kwlib::kExitFailure;
-  }
   if (!decode) {
-    if (data.size() > 0x5FFFFFFF) {
-      err << "kwlib base64: " << file << ": too large to encode at once\n";
-      return kwlib::kExitFailure;
-    }
-    std::string text(static_cast<std::size_t>(Base64encode_len(static_cast<int>(data.size()))), '\0');
-    const int n = Base64encode(text.data(), reinterpret_cast<const char*>(data.data()), static_cast<int>(data.size()));
-    out.write(text.data(), n - 1) << "\n";
+    // Whole groups of three bytes encode on their own; the rest waits for the next
+    // block or the end.
+    std::string pending, text;
+    const auto encode = [&](const char* bytes, std::size_t n) {
+      text.resize(static_cast<std::size_t>(Base64encode_len(static_cast<int>(n))));
+      out.write(text.data(), Base64encode(text.data(), bytes, static_cast<int>(n)) - 1);
+    };
+    const bool read = kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* bytes, std::size_t n) {
+      pending.append(reinterpret_cast<const char*>(bytes), n);
+      const std::size_t whole = pending.size() / 3 * 3;
+      encode(pending.data(), whole);
+      pending.erase(0, whole);
+    }, error);
+    if (!read) return Failed(err, file, error);
+    encode(pending.data(), pending.size());
+    out << "\n";
     return kwlib::kExitOk;
   }
-  // Line breaks and spaces are dropped before decoding: the decoder stops at the first.
-  std::string coded;
-  for (unsigned char c : data) {
-    if (c != '\n' && c != '\r' && c != ' ' && c != '\t') coded += static_cast<char>(c);
+  // A file is checked whole first, so that text that is not Base64 writes nothing;
+  // standard input is decoded as it comes.
+  Decoder check(nullptr);
+  if (file != "-" && !kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* b, std::size_t n) { check.Add(b, n); }, error)) {
+    return Failed(err, file, error);
   }
-  // The decoder ends at the first byte outside the alphabet; only padding may follow.
-  const std::size_t valid = coded.find_first_not_of(
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
-  if (valid != std::string::npos && coded.find_first_not_of('=', valid) != std::string::npos) {
-    err << "kwlib base64: " << file << ": not Base64 text (character " << valid + 1 << ")\n";
-    return kwlib::kExitFailure;
+  if (check.Bad()) return NotBase64(err, file, check);
+  Decoder decoder(&out);
+  if (!kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* b, std::size_t n) { decoder.Add(b, n); }, error)) {
+    return Failed(err, file, error);
   }
-  std::string bytes(static_cast<std::size_t>(Base64decode_len(coded.c_str())), '\0');
-  const int n = Base64decode(bytes.data(), coded.c_str());
-  out.write(bytes.data(), n);
-  return kwlib::kExitOk;
+  decoder.Finish();
+  return decoder.Bad() ? NotBase64(err, file, decoder) : kwlib::kExitOk;
 }
 
 }  // namespace
@@ -66,5 +132,6 @@ KWLIB_COMMAND(kBase64, "base64", "encode or decode Base64",
               "Encodes FILE (default: standard input) as Base64 text on one line, or with\n"
               "-d decodes Base64 text (line breaks, tabs and spaces are ignored; any other\n"
               "character outside the alphabet, other than the closing padding '=', is an\n"
-              "error: nothing is written and the exit status is 1).\n",
+              "error with exit status 1: for a file nothing is written, standard input is\n"
+              "decoded as it comes and stops there). Both stream in blocks.\n",
               &Run);

@@ -1,34 +1,15 @@
 // kwlib crc32: the CRC-32 of files, streamed.
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <iomanip>
 #include <iostream>
-#include <vector>
 
 #include <kwlib63/json.h>
 #include <kwlib63/persist/crc32.h>
 
 #include "command.h"
+#include "fileio.h"
 
 namespace {
-
-// The CRC-32 of a whole file read in blocks; false with `error` set on failure.
-bool FileCrc(const std::string& path, std::uint32_t& crc, std::string& error) {
-  std::FILE* f = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
-  if (f == nullptr) {
-    error = std::strerror(errno);
-    return false;
-  }
-  std::vector<unsigned char> block(1 << 20);
-  crc = 0xFFFFFFFFu;
-  for (std::size_t n; (n = std::fread(block.data(), 1, block.size(), f)) > 0;) crc = kwpersist::Crc32Update(crc, block.data(), n);
-  const bool ok = std::ferror(f) == 0;
-  if (!ok) error = std::strerror(errno);
-  if (f != stdin) std::fclose(f);
-  crc = ~crc;
-  return ok;
-}
 
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json"});
@@ -38,9 +19,13 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   int status = kwlib::kExitOk;
   Json::Value list(Json::arrayValue);
   for (const std::string& file : files) {
-    std::uint32_t crc = 0;
+    std::uint32_t crc = 0xFFFFFFFFu;
     std::string error;
-    if (!FileCrc(file, crc, error)) {
+    const bool read = kwlib::ReadBlocks(
+        file, 1 << 20, [&](const unsigned char* bytes, std::size_t n) { crc = kwpersist::Crc32Update(crc, bytes, n); },
+        error);
+    crc = ~crc;
+    if (!read) {
       err << "kwlib crc32: " << file << ": " << error << "\n";
       status = kwlib::kExitFailure;
       continue;
@@ -56,7 +41,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
       out << hex << "  " << file << "\n";
     }
   }
-  if (json) out << Json::writeString(Json::StreamWriterBuilder(), list) << "\n";
+  if (json) out << kwlib::JsonText(list) << "\n";
   return status;
 }
 

@@ -5,7 +5,10 @@
 #include <iostream>
 #include <memory>
 
+#include <kwlib63/framework/casefold.h>
+#include <kwlib63/framework/textconv.h>
 #include <kwlib63/json.h>
+#include <kwlib63/platform/codepage.h>
 #include <kwlib63/persist/csv_parser.h>
 
 #include "command.h"
@@ -39,18 +42,69 @@ void PrintField(std::ostream& out, const std::string& field) {
   }
 }
 
+// The encodings --encoding takes, by the code page that reads them.
+struct Encoding {
+  const char* name;
+  UINT codePage;
+};
+constexpr Encoding kEncodings[] = {{"utf-8", CP_UTF8},        {"windows-1252", 1252}, {"cp1252", 1252},
+                                   {"iso-8859-1", 28591},     {"latin1", 28591},      {"cp437", 437},
+                                   {"cp850", 850},            {"macroman", 10000}};
+
+UINT ParseEncoding(const std::string& name) {
+  for (const Encoding& e : kEncodings) {
+    if (kwfw::EqualNoCase(std::string_view(name), e.name)) return e.codePage;
+  }
+  throw kwlib::UsageError("unknown encoding '" + name + "' (utf-8, windows-1252, iso-8859-1, cp437, cp850, macroman)");
+}
+
+bool IsUtf8(const std::string& text) {
+  char32_t cp = 0;
+  for (std::size_t at = 0, n; at < text.size(); at += n) {
+    if ((n = kwfw::DecodeUtf8(text, at, cp)) == 0) return false;
+  }
+  return true;
+}
+
+// A field as UTF-8 for JSON: read in `codePage`; false when it is UTF-8 that is not.
+bool ToUtf8(std::string& field, UINT codePage) {
+  if (codePage == CP_UTF8) return IsUtf8(field);
+  if (field.empty()) return true;
+  std::wstring wide(field.size(), L'\0');
+  wide.resize(static_cast<std::size_t>(kwplat::MultiByteToWideChar(codePage, 0, field.data(), static_cast<int>(field.size()),
+                                                                   wide.data(), static_cast<int>(wide.size()))));
+  field = kwfw::WideToUtf8(wide);
+  return true;
+}
+
+// A row of the JSON array, as the JSON writer lays out an array inside an array.
+void PrintJsonRow(std::ostream& out, const std::vector<std::string>& row, bool first) {
+  Json::Value fields(Json::arrayValue);
+  for (const std::string& field : row) fields.append(field);
+  std::string text = kwlib::JsonText(fields);
+  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2) text.insert(at + 1, 1, '\t');
+  out << (first ? "[\n\t" : ",\n\t") << text;
+}
+
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   csv_parser parser;
   std::string file, mode;
   char quote = 0;
   bool json = false;
+  UINT codePage = CP_UTF8;
+  bool options = true;
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::string& a = args[i];
     const auto value = [&]() -> const std::string& {
       if (i + 1 >= args.size()) throw kwlib::UsageError(a + " needs a value");
       return args[++i];
     };
-    if (a == "--sep") {
+    if (!options || a == "-" || a.empty() || a[0] != '-') {
+      if (!file.empty()) throw kwlib::UsageError("give one file");
+      file = a;
+    } else if (a == "--") {
+      options = false;
+    } else if (a == "--sep") {
       parser.set_field_term_char(ParseChar(value(), "--sep"));
     } else if (a == "--quote") {
       quote = ParseChar(value(), "--quote");
@@ -61,12 +115,10 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
       parser.set_skip_lines(static_cast<unsigned int>(kwlib::ParseNumber(value(), 0xFFFFFFFFul, "--skip")));
     } else if (a == "--json") {
       json = true;
-    } else if (a.size() > 1 && a[0] == '-') {
-      throw kwlib::UsageError("unknown option '" + a + "'");
-    } else if (file.empty()) {
-      file = a;
+    } else if (a == "--encoding") {
+      codePage = ParseEncoding(value());
     } else {
-      throw kwlib::UsageError("give one file");
+      throw kwlib::UsageError("unknown option '" + a + "'");
     }
   }
   if (file.empty()) throw kwlib::UsageError("no file given");
@@ -81,14 +133,22 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     return kwlib::kExitFailure;
   }
   parser.init(input.get());
-  Json::Value rows(Json::arrayValue);
+  // JSON is written a row at a time, as the rows are read.
+  std::size_t rows = 0;
   while (parser.has_more_rows()) {
-    const std::vector<std::string> row = parser.get_row();
+    std::vector<std::string> row = parser.get_row();
     if (row.empty() && !parser.has_more_rows()) break;  // nothing but blank lines were left
+    ++rows;
     if (json) {
-      Json::Value fields(Json::arrayValue);
-      for (const std::string& field : row) fields.append(field);
-      rows.append(fields);
+      for (std::size_t f = 0; f < row.size(); ++f) {
+        if (!ToUtf8(row[f], codePage)) {
+          if (rows > 1) out << "\n]\n";
+          err << "kwlib csv: " << file << ": row " << rows << ", field " << f + 1
+              << ": not UTF-8 text (give --encoding with the file's code page)\n";
+          return kwlib::kExitFailure;
+        }
+      }
+      PrintJsonRow(out, row, rows == 1);
       continue;
     }
     for (std::size_t f = 0; f < row.size(); ++f) {
@@ -101,20 +161,25 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     err << "kwlib csv: " << file << ": read error\n";
     return kwlib::kExitFailure;
   }
-  if (json) out << Json::writeString(Json::StreamWriterBuilder(), rows) << "\n";
+  if (json) out << (rows == 0 ? "[]\n" : "\n]\n");
   return kwlib::kExitOk;
 }
 
 }  // namespace
 
 KWLIB_COMMAND(kCsv, "csv", "print the rows of a delimited file",
-              "Usage: kwlib csv [--sep C] [--quote C --mode required|optional] [--skip N] [--json] FILE\n\n"
+              "Usage: kwlib csv [--sep C] [--quote C --mode required|optional] [--skip N]\n"
+              "                 [--json [--encoding ENC]] FILE\n\n"
               "Reads FILE (\"-\" for standard input) row by row and prints each row on one\n"
               "line, fields separated by tabs; tabs, line ends, backslashes and other control\n"
               "bytes inside fields are written as \\t, \\n, \\\\, \\xHH. --json prints an array\n"
-              "of rows instead. --sep sets the field separator (default ','; \"tab\" or \\t\n"
+              "of rows instead, written as the rows are read; its text must be UTF-8, or\n"
+              "read in the code page --encoding names (windows-1252, iso-8859-1, cp437,\n"
+              "cp850, macroman): a field that is not stops the output with exit status 1.\n"
+              "--sep sets the field separator (default ','; \"tab\" or \\t\n"
               "for a tab), --quote the enclosure with its mode: required (only quoted text\n"
-              "counts) or optional (one quote is stripped from each end of a field). --skip\n"
+              "counts) or optional (a field enclosed in quotes loses them). --skip\n"
               "skips the first N lines. Blank lines never make rows.\n"
-              "Exit status: 0, or 1 when the file cannot be read.\n",
+              "Exit status: 0, or 1 when the file cannot be read or is not text of the\n"
+              "encoding.\n",
               &Run);

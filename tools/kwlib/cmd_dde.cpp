@@ -119,8 +119,13 @@ int Transact(const std::vector<std::string>& words, std::ostream& out) {
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) {
   std::vector<std::string> words;
   std::wstring reply = L"ok";
+  bool options = true;
   for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == "--reply" && i + 1 < args.size()) {
+    if (!options) {
+      words.push_back(args[i]);
+    } else if (args[i] == "--") {
+      options = false;
+    } else if (args[i] == "--reply" && i + 1 < args.size()) {
       reply = kwfw::Utf8ToWide(args[++i]);
     } else if (args[i] == "--reply-file" && i + 1 < args.size()) {
       std::ifstream file(args[++i], std::ios::binary);
@@ -147,7 +152,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) 
 }
 
 KWLIB_COMMAND(kDde, "dde", "a DDE server and client on the session bus",
-              "usage: kwlib dde serve [--reply TEXT | --reply-file FILE] SERVICE TOPIC...\n"
+              "Usage: kwlib dde serve [--reply TEXT | --reply-file FILE] SERVICE TOPIC...\n"
               "       kwlib dde execute SERVICE TOPIC COMMAND\n"
               "       kwlib dde request SERVICE TOPIC ITEM\n"
               "serve registers SERVICE with up to ten topics, prints \"serving SERVICE\" once\n"
@@ -155,7 +160,7 @@ KWLIB_COMMAND(kDde, "dde", "a DDE server and client on the session bus",
               "every request with TEXT (\"ok\" by default) or the contents of FILE, until it is\n"
               "interrupted. execute sends COMMAND to a topic of a server; request prints a\n"
               "server's answer for ITEM. Failures are told with the DDE error's text.\n"
-              "KWLIB63_DDE_BUS names another bus than the session bus.",
+              "KWLIB63_DDE_BUS names another bus than the session bus.\n",
               Run);
 
 }  // namespace

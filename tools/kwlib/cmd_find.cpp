@@ -5,6 +5,7 @@
 
 #include <kwlib63/framework/stringlist.h>
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/lasterror.h>
 #include <kwlib63/system/iteradorfitxers.h>
 
 #include "command.h"
@@ -20,9 +21,10 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   TIteradorFitxers iterador;
   const int result = iterador.GetLlistaFitxers(list, kwfw::Utf8ToWide(words[0]).c_str(),
                                                kwfw::Utf8ToWide(words[1]).c_str(), recursive ? TRUE : FALSE);
-  if (result == TIteradorFitxers::kNoLlistable) {
-    err << "kwlib find: " << words[1] << ": the folder cannot be listed\n";
-    return kwlib::kExitFailure;
+  // The walk answers "cannot be listed" also for a readable folder where nothing
+  // matched; the listing's own error tells the two apart.
+  if (result == TIteradorFitxers::kNoLlistable && kwplat::GetLastError() != ERROR_FILE_NOT_FOUND) {
+    return kwlib::SystemFailure(err, "find: " + words[1], kwplat::GetLastError());
   }
   // The recursive walk meets deeper folders more than once; each path is shown once.
   std::set<std::wstring> shown;
@@ -34,11 +36,12 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
 }
 
 KWLIB_COMMAND(kFind, "find", "list the files of a folder that match a mask",
-              "usage: kwlib find [-r|--recursive] MASK FOLDER\n"
+              "Usage: kwlib find [-r|--recursive] MASK FOLDER\n"
               "Prints the files of FOLDER whose names match MASK (Windows rules: * and ?,\n"
               "\"*.*\" for every name, without regard to case), with -r those of its subfolders\n"
-              "too, deepest first, each path once. Links to folders are not followed. A folder\n"
-              "that cannot be listed makes the exit status 1.",
+              "too, deepest first, each path once. Links to folders are not followed. No match\n"
+              "is no error (exit 0, no output); a folder that cannot be listed makes the exit\n"
+              "status 1.\n",
               Run);
 
 }  // namespace

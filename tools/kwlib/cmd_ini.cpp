@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <cwchar>
+#include <fstream>
 #include <iostream>
 #include <map>
 #include <vector>
@@ -11,6 +12,7 @@
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/json.h>
+#include <kwlib63/platform/codepage.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/profile.h>
 #include <kwlib63/platform/xmlnode.h>
@@ -46,6 +48,23 @@ bool IsFolder(const std::string& path, std::string& error) {
   return true;
 }
 
+// The profile functions' choice: UTF-16LE when the file starts with its mark,
+// Windows-1252 otherwise (a new file included).
+bool IsUtf16File(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  char mark[2] = {};
+  return file.read(mark, 2) && mark[0] == '\xFF' && mark[1] == '\xFE';
+}
+
+bool InWindows1252(const std::wstring& text) {
+  if (text.empty()) return true;
+  BOOL lost = FALSE;
+  std::string bytes(text.size(), '\0');
+  kwplat::WideCharToMultiByte(1252, WC_NO_BEST_FIT_CHARS, text.data(), static_cast<int>(text.size()), bytes.data(),
+                              static_cast<int>(bytes.size()), nullptr, &lost);
+  return !lost;
+}
+
 int Failed(std::ostream& err, const std::string& what) {
   return kwlib::SystemFailure(err, "ini: " + what, kwplat::GetLastError());
 }
@@ -54,7 +73,7 @@ void PrintList(std::ostream& out, const std::vector<std::string>& items, bool js
   if (json) {
     Json::Value list(Json::arrayValue);
     for (const std::string& item : items) list.append(item);
-    out << Json::writeString(Json::StreamWriterBuilder(), list) << "\n";
+    out << kwlib::JsonText(list) << "\n";
   } else {
     for (const std::string& item : items) out << item << "\n";
   }
@@ -63,6 +82,13 @@ void PrintList(std::ostream& out, const std::vector<std::string>& items, bool js
 // The XML settings form, through CFitxerSettingsXML.
 int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, std::ostream& err) {
   const std::string& action = words[0];
+  // The settings class reads a file that is no settings document as empty: said
+  // here, rather than as a missing key.
+  if ((action == "get" || action == "sections" || action == "keys") &&
+      kwplat::XMLNode::ParseFile(Utf8ToWide(words[1]).c_str(), L"Sections").IsEmpty()) {
+    err << "kwlib ini: " << words[1] << ": not an XML settings file (well-formed XML with a root Sections)\n";
+    return kwlib::kExitFailure;
+  }
   CFitxerSettingsXML xml(Utf8ToWide(words[1]).c_str());
   const auto w = [&](std::size_t i) { return Utf8ToWide(words[i]); };
   if (action == "get") {
@@ -72,7 +98,7 @@ int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, 
       err << "kwlib ini: " << words[1] << ": no key '" << words[3] << "' in section '" << words[2] << "'\n";
       return kwlib::kExitFailure;
     }
-    out << (json ? Json::writeString(Json::StreamWriterBuilder(), Json::Value(WideToUtf8(value.GetString())))
+    out << (json ? kwlib::JsonText(Json::Value(WideToUtf8(value.GetString())))
                  : WideToUtf8(value.GetString()))
         << "\n";
     return kwlib::kExitOk;
@@ -153,7 +179,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
       return kwlib::kExitFailure;
     }
     if (json) {
-      out << Json::writeString(Json::StreamWriterBuilder(), Json::Value(value)) << "\n";
+      out << kwlib::JsonText(Json::Value(value)) << "\n";
     } else {
       out << value << "\n";
     }
@@ -164,6 +190,17 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     // break would make a value that reads back as another key.
     for (std::size_t i = 2; i < 5; ++i) {
       if (words[i].find_first_of("\r\n") != std::string::npos) throw kwlib::UsageError("a line break cannot be written in an INI file");
+    }
+    // Windows writes a character its code page lacks as '?', and the text is lost:
+    // refused here, before the file changes.
+    if (!IsUtf16File(words[1])) {
+      for (std::size_t i = 2; i < 5; ++i) {
+        if (!InWindows1252(Utf8ToWide(words[i]))) {
+          err << "kwlib ini: " << words[1] << ": '" << words[i]
+              << "' cannot be written in a Windows-1252 file (a file that starts with the UTF-16 mark holds any text)\n";
+          return kwlib::kExitFailure;
+        }
+      }
     }
     if (!kwplat::WritePrivateProfileStringW(section().c_str(), key().c_str(), Utf8ToWide(words[4]).c_str(), file.c_str())) {
       return Failed(err, words[1]);

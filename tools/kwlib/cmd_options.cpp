@@ -72,7 +72,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
       return kwlib::kExitFailure;
     }
     if (json) {
-      out << Json::writeString(Json::StreamWriterBuilder(), ToJson(block)) << "\n";
+      out << kwlib::JsonText(ToJson(block)) << "\n";
     } else {
       kwplat::XMLNode root = kwplat::XMLNode::CreateTopNode(L"Options");
       block.ToNodeXML(root);

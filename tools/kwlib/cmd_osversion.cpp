@@ -32,7 +32,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) 
   v["library"] = kwfw::WideToUtf8(library);
   v["libraryVersion"] = std::to_string(packed >> 16) + "." + std::to_string(packed & 0xFFFF);
   if (arguments.Has("--json")) {
-    out << Json::writeString(Json::StreamWriterBuilder(), v) << "\n";
+    out << kwlib::JsonText(v) << "\n";
     return kwlib::kExitOk;
   }
   out << "name             " << v["name"].asString() << "\n"
@@ -44,11 +44,11 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) 
 }
 
 KWLIB_COMMAND(kOsversion, "osversion", "the system version as the library reports it",
-              "usage: kwlib osversion [--json]\n"
+              "Usage: kwlib osversion [--json]\n"
               "Prints the system's name and version as COSVersionInfo gives them (the kernel\n"
               "release read as major.minor, its patch level as the service pack, within the\n"
               "ranges the library probes), the kernel release itself, and the kwlib63 library\n"
-              "in use with the version its DllGetVersion entry reports.",
+              "in use with the version its DllGetVersion entry reports.\n",
               Run);
 
 }  // namespace

@@ -33,18 +33,43 @@ std::size_t ExpandedSize(const std::vector<unsigned char>& in, Format format) {
   return size;
 }
 
+// The length of the packets at the start of `in` that are whole and expand to at
+// most `limit` bytes (the first whole one whatever its size), so that a block of
+// highly compressed input never expands all at once.
+std::size_t NextPackets(const std::vector<unsigned char>& in, Format format, std::size_t limit) {
+  std::size_t i = 0, expanded = 0;
+  while (i < in.size()) {
+    const bool run = format == Format::kRle || in[i] >= 128;
+    const std::size_t length = run ? 2 : in[i] + 2u;
+    const std::size_t size = format == Format::kRle ? in[i] + 1u : run ? 257u - in[i] : in[i] + 1u;
+    if (i + length > in.size() || (i > 0 && expanded + size > limit)) break;
+    expanded += size;
+    i += length;
+  }
+  return i;
+}
+
+constexpr std::size_t kBlock = 1 << 20;
+
 int Run(const std::vector<std::string>& args, std::ostream&, std::ostream& err) {
   Format format = Format::kNone;
   bool expand = false;
   std::vector<std::string> files;
+  bool options = true;
   for (const std::string& a : args) {
-    const Format f = a == "--rle" ? Format::kRle : a == "--rll" ? Format::kRll : a == "--packbits" ? Format::kPackbits : Format::kNone;
-    if (f != Format::kNone) {
+    const Format f = !options        ? Format::kNone
+                     : a == "--rle"  ? Format::kRle
+                     : a == "--rll"  ? Format::kRll
+                     : a == "--packbits" ? Format::kPackbits
+                                         : Format::kNone;
+    if (options && a == "--") {
+      options = false;
+    } else if (f != Format::kNone) {
       if (format != Format::kNone) throw kwlib::UsageError("give one format");
       format = f;
-    } else if (a == "-d" || a == "--decompress") {
+    } else if (options && (a == "-d" || a == "--decompress")) {
       expand = true;
-    } else if (a.size() > 1 && a[0] == '-') {
+    } else if (options && a.size() > 1 && a[0] == '-') {
       throw kwlib::UsageError("unknown option '" + a + "'");
     } else {
       files.push_back(a);
@@ -52,37 +77,58 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream& err) 
   }
   if (format == Format::kNone) throw kwlib::UsageError("give a format: --rle, --rll or --packbits");
   if (files.size() != 2) throw kwlib::UsageError("give an input and an output file");
-  std::vector<unsigned char> in;
+  kwlib::Output output(files[1]);
   std::string error;
-  if (!kwlib::ReadAll(files[0], in, error)) {
+  std::vector<unsigned char> pending, coded;
+  // Codes the first `n` bytes waiting.
+  const auto code = [&](std::size_t n) {
+    if (expand) {
+      const std::vector<unsigned char> part(pending.begin(), pending.begin() + static_cast<std::ptrdiff_t>(n));
+      const std::size_t size = ExpandedSize(part, format);
+      coded.resize(size + 129);  // PackBits may write a whole packet past the limit
+      const auto in = static_cast<unsigned long>(n);
+      coded.resize(format == Format::kRle
+                       ? TCompression::DescomprimirRLE(pending.data(), in, static_cast<unsigned long>(size), coded.data())
+                       : TCompression::DescomprimirPackbits(pending.data(), in, static_cast<unsigned long>(size), coded.data()));
+    } else {
+      coded.resize(2 * n + 2);
+      auto size = static_cast<unsigned long>(n);
+      const auto room = static_cast<unsigned long>(coded.size());
+      if (format == Format::kRle) {
+        TCompression::ComprimirRLE(pending.data(), size, coded.data(), room);
+      } else if (format == Format::kRll) {
+        TCompression::ComprimirRLL(pending.data(), size, coded.data(), room);
+      } else {
+        TCompression::ComprimirPackbits(pending.data(), size, coded.data());
+      }
+      coded.resize(n == 0 ? 0 : size);
+    }
+    output.Write(coded.data(), coded.size());
+    pending.erase(pending.begin(), pending.begin() + static_cast<std::ptrdiff_t>(n));
+  };
+  // Expanding: whole packets as they come, a megabyte of output at a time; at the
+  // end a packet the input cuts short, as the library expands it. Compressing: a
+  // block at a time (a run does not go on across a block's end, which costs only a
+  // packet).
+  const auto codeReady = [&](bool last) {
+    if (expand) {
+      for (std::size_t n; (n = NextPackets(pending, format, kBlock)) > 0;) code(n);
+      if (last && !pending.empty()) code(pending.size());
+    } else {
+      while (pending.size() >= kBlock) code(kBlock);
+      if (last) code(pending.size());
+    }
+  };
+  const bool read = kwlib::ReadBlocks(files[0], kBlock, [&](const unsigned char* bytes, std::size_t n) {
+    pending.insert(pending.end(), bytes, bytes + n);
+    codeReady(false);
+  }, error);
+  if (!read) {
     err << "kwlib pack: " << files[0] << ": " << error << "\n";
     return kwlib::kExitFailure;
   }
-  if (in.size() > 0xFFFFFFFFu / 2) {
-    err << "kwlib pack: " << files[0] << ": too large\n";
-    return kwlib::kExitFailure;
-  }
-  std::vector<unsigned char> out;
-  auto n = static_cast<unsigned long>(in.size());
-  if (expand) {
-    const std::size_t size = ExpandedSize(in, format);
-    out.resize(size + 129);  // PackBits may write a whole packet past the limit
-    out.resize(format == Format::kRle
-                   ? TCompression::DescomprimirRLE(in.data(), n, static_cast<unsigned long>(size), out.data())
-                   : TCompression::DescomprimirPackbits(in.data(), n, static_cast<unsigned long>(size), out.data()));
-  } else {
-    out.resize(2 * in.size() + 2);
-    const unsigned long room = static_cast<unsigned long>(out.size());
-    if (format == Format::kRle) {
-      TCompression::ComprimirRLE(in.data(), n, out.data(), room);
-    } else if (format == Format::kRll) {
-      TCompression::ComprimirRLL(in.data(), n, out.data(), room);
-    } else {
-      TCompression::ComprimirPackbits(in.data(), n, out.data());
-    }
-    out.resize(in.empty() ? 0 : n);
-  }
-  if (!kwlib::WriteAll(files[1], out.data(), out.size(), error)) {
+  codeReady(true);
+  if (!output.Finish(error)) {
     err << "kwlib pack: " << files[1] << ": " << error << "\n";
     return kwlib::kExitFailure;
   }
@@ -94,5 +140,7 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream& err) 
 KWLIB_COMMAND(kPack, "pack", "compress or expand with RLE, RLL or PackBits",
               "Usage: kwlib pack (--rle|--rll|--packbits) [-d|--decompress] IN OUT\n\n"
               "Compresses IN into OUT with the chosen run-length format, or with -d expands\n"
-              "it (RLL data expands as PackBits). \"-\" is standard input or output.\n",
+              "it (RLL data expands as PackBits). \"-\" is standard input or output. Both\n"
+              "work in blocks of 1 MiB: a run is not carried across a block's end, so a larger\n"
+              "input may code to a few bytes more than coded whole; it expands the same.\n",
               &Run);

@@ -45,7 +45,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) 
           << "folder        " << (v["folder"].asBool() ? "yes" : "no") << "\n";
       if (i + 1 < words.size()) out << "\n";
     }
-    if (json) out << Json::writeString(Json::StreamWriterBuilder(), all) << "\n";
+    if (json) out << kwlib::JsonText(all) << "\n";
     return kwlib::kExitOk;
   }
   if (action == "purify") {

@@ -37,6 +37,11 @@ std::string Preview(const std::vector<unsigned char>& data, bool text) {
 }
 
 int Dump(const std::string& path, bool json, std::ostream& out, std::ostream& err) {
+  std::string error;
+  if (!kwlib::ReadableFile(path, error)) {
+    err << "kwlib records: " << path << ": " << error << "\n";
+    return kwlib::kExitFailure;
+  }
   const std::wstring wide = kwfw::Utf8ToWide(path);
   TSerializer* s = TSerializer::Open(wide.c_str(), 0);
   if (s == nullptr) return kwlib::kExitFailure;
@@ -76,7 +81,7 @@ int Dump(const std::string& path, bool json, std::ostream& out, std::ostream& er
     root["header"] = Json::Value(Json::arrayValue);
     for (short w : {w2, w3, w4}) root["header"].append(w);
     root["records"] = records;
-    out << Json::writeString(Json::StreamWriterBuilder(), root) << "\n";
+    out << kwlib::JsonText(root) << "\n";
   }
   TSerializer::Close(s);
   return status;
@@ -106,19 +111,9 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     ~Restore() { AfxSetMessageBoxHandler(handler, context); }
   } restore{previous, previousContext};
   if (args[0] == "dump") {
-    bool json = false;
-    std::vector<std::string> files;
-    for (std::size_t i = 1; i < args.size(); ++i) {
-      if (args[i] == "--json") {
-        json = true;
-      } else if (args[i].rfind("--", 0) == 0) {
-        throw kwlib::UsageError("unknown option '" + args[i] + "'");
-      } else {
-        files.push_back(args[i]);
-      }
-    }
-    if (files.size() != 1) throw kwlib::UsageError("give one file");
-    return Dump(files[0], json, out, err);
+    const kwlib::Arguments arguments = kwlib::SplitFlags({args.begin() + 1, args.end()}, {"--json"});
+    if (arguments.words.size() != 1) throw kwlib::UsageError("give one file");
+    return Dump(arguments.words[0], arguments.Has("--json"), out, err);
   }
   if (args[0] == "get") {
     std::vector<std::string> rest;

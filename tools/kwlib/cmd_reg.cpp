@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <iostream>
 #include <optional>
@@ -59,19 +60,20 @@ struct Switches {
 
 bool IsHelp(std::string a) {
   std::transform(a.begin(), a.end(), a.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return a == "/?" || a == "/h" || a == "-?" || a == "-h";
+  return a == "/?" || a == "/h" || a == "-?" || a == "-h" || a == "--help";
 }
 
 Switches ParseSwitches(const std::vector<std::string>& args) {
   Switches s;
-  if (std::any_of(args.begin(), args.end(), IsHelp)) {
-    s.help = true;
-    return s;
-  }
   const std::string operation = args.empty() ? "" : args[0];
   bool view = false;
   for (std::size_t i = 0; i < args.size(); ++i) {
     std::string a = args[i];
+    // Asked for where a switch may stand (not as the operand of /v or /d).
+    if (IsHelp(a)) {
+      s.help = true;
+      return s;
+    }
     // A word with a second slash is an absolute file name, not a switch.
     if (a.size() < 2 || a[0] != '/' || a.find('/', 1) != std::string::npos) {
       s.words.push_back(a);
@@ -139,7 +141,12 @@ Switches ParseSwitches(const std::vector<std::string>& args) {
   return s;
 }
 
+// A key on the command line: one closing backslash is allowed, as the Windows
+// tool allows it; two are refused (the editor's files may have more).
 KeyName ParseKey(const std::string& text) {
+  if (text.size() >= 2 && text.compare(text.size() - 2, 2, "\\\\") == 0) {
+    throw UsageError("the key name '" + text + "' ends in more than one backslash");
+  }
   KeyName name;
   std::string error;
   if (!kwlib::ParseKeyName(Utf8ToWide(text), name, error)) throw UsageError(error);
@@ -349,7 +356,10 @@ std::vector<BYTE> DataFor(DWORD type, const Switches& s) {
       return kwlib::Utf16LeBytes(Utf8ToWide(text) + L'\0');
     case REG_MULTI_SZ: {
       const std::wstring separator = s.separator ? Utf8ToWide(*s.separator) : L"\\0";
-      if (s.separator && separator.size() != 1) throw UsageError("/s takes one character");
+      // One character as Windows counts them: one UTF-16 unit.
+      if (s.separator && (separator.size() != 1 || static_cast<std::uint32_t>(separator[0]) > 0xFFFF)) {
+        throw UsageError("/s takes one character");
+      }
       return StringList(Utf8ToWide(text), separator);
     }
     case REG_DWORD:
@@ -473,6 +483,11 @@ int Export(const KeyName& name, const std::string& file, const Switches& s, std:
 // ends the import.
 LONG ApplyKey(HANDLE transaction, const KeyName& name, const kwlib::RegFileKey& entry, const std::string& prefix,
               std::ostream& err) {
+  // "[HKEY_CURRENT_USER\\Name]" names no key the registry can open or make.
+  if (!name.path.empty() && name.path.front() == L'\\') {
+    err << prefix << "line " << entry.line << ": an empty key name in the path; the key is skipped\n";
+    return ERROR_SUCCESS;
+  }
   if (entry.remove) {
     if (name.path.empty()) {
       err << prefix << "line " << entry.line << ": a root key cannot be deleted; the line is skipped\n";
@@ -582,6 +597,6 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   throw UsageError("unknown operation '" + operation + "'");
 }
 
-KWLIB_COMMAND(kReg, "reg", "query and change the registry; export and import .reg files", kHelp, Run);
+KWLIB_COMMAND(kReg, "reg", "query and change the registry; export and import .reg files", kHelp, Run, true);
 
 }  // namespace

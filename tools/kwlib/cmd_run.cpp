@@ -91,11 +91,11 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream&) {
 }
 
 KWLIB_COMMAND(kRun, "run", "run a command with its output redirected through the library",
-              "usage: kwlib run [--progress] [--cwd DIR] -- COMMAND [ARGS...]\n"
+              "Usage: kwlib run [--progress] [--cwd DIR] -- COMMAND [ARGS...]\n"
               "Runs COMMAND (looked up in PATH, no shell) through CCmdRedirect and passes its\n"
               "output and error on as they come. --progress draws a progress line on standard\n"
               "error from the percentages the command prints (\"42%\"); --cwd runs it in DIR.\n"
-              "The exit status is the command's, 127 when it cannot be started.",
+              "The exit status is the command's, 127 when it cannot be started.\n",
               Run);
 
 }  // namespace

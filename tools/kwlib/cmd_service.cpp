@@ -116,21 +116,32 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   const std::optional<SERVICE_STATUS_PROCESS> status = Status(name, err);
   if (!status) return kwlib::kExitFailure;
   Print(out, words[1], *status);
+  // A start the manager accepted may still end with the service stopped and
+  // failed (its program missing, an exit status, no readiness in time).
+  if (action == "start" && status->dwCurrentState == SERVICE_STOPPED && status->dwWin32ExitCode != ERROR_SUCCESS) {
+    err << "kwlib service " << words[1] << ": the service did not run";
+    if (status->dwWin32ExitCode == ERROR_SERVICE_SPECIFIC_ERROR) {
+      err << " (its exit status: " << status->dwServiceSpecificExitCode << ")";
+    }
+    err << "\n";
+    return kwlib::kExitFailure;
+  }
   return kwlib::kExitOk;
 }
 
 KWLIB_COMMAND(kService, "service", "start, stop and look at services (systemd units)",
-              "usage: kwlib service start NAME\n"
+              "Usage: kwlib service start NAME\n"
               "       kwlib service stop NAME\n"
               "       kwlib service status NAME\n"
               "       kwlib service grant-guest NAME\n"
               "options: --user  the user's own service manager instead of the system's\n"
               "start starts the service and waits while it is starting; stop stops the services\n"
-              "that depend on it, then it; both print the state reached. status prints the state,\n"
+              "that depend on it, then it; both print the state reached. A start that ends with\n"
+              "the service stopped and failed makes the exit status 1. status prints the state,\n"
               "check point and wait hint. grant-guest lets the guest account (nobody) start and\n"
               "stop the service, through a polkit rule. NAME is a unit name (\".service\" may be\n"
               "left out). KWLIB63_SERVICE_BUS names another manager's bus and KWLIB63_POLKIT_RULES\n"
-              "another rules folder.",
+              "another rules folder.\n",
               Run);
 
 }  // namespace

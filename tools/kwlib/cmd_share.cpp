@@ -75,9 +75,17 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     return kwlib::kExitFailure;
   }
   if (action == "remove") {
+    const Listed before = List();
+    if (before.status == NERR_ServerNotStarted) return NotEnabled(err);
+    const bool removedSomething = !ShareOf(words[1]).empty();
     const int result = AfxUnShareFolder(folder.c_str());
     if (result == -3) {
       err << "kwlib share: " << words[1] << ": not a folder\n";
+      return kwlib::kExitFailure;
+    }
+    // The library answers 0 also for a folder that had no share to remove.
+    if (result == 0 && !removedSomething) {
+      err << "kwlib share: " << words[1] << ": not shared\n";
       return kwlib::kExitFailure;
     }
     return result == 0 ? kwlib::kExitOk : kwlib::SystemFailure(err, "share", static_cast<unsigned long>(result));
@@ -86,7 +94,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
 }
 
 KWLIB_COMMAND(kShare, "share", "share folders on the network (Samba user shares)",
-              "usage: kwlib share add FOLDER\n"
+              "Usage: kwlib share add FOLDER\n"
               "       kwlib share remove FOLDER\n"
               "       kwlib share list\n"
               "add shares FOLDER as the library's sharing manager does (a name made from its last\n"
@@ -94,7 +102,7 @@ KWLIB_COMMAND(kShare, "share", "share folders on the network (Samba user shares)
               "and prints the share's name; a folder already shared keeps its share. remove\n"
               "withdraws the folder's share. list prints each share's name and folder.\n"
               "Sharing needs Samba's user shares to be enabled; KWLIB63_SMB_CONF names another\n"
-              "smb.conf.",
+              "smb.conf.\n",
               Run);
 
 }  // namespace

@@ -69,10 +69,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     }
   }
   if (json) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "  ";
-    builder["emitUTF8"] = true;
-    out << Json::writeString(builder, list) << '\n';
+    out << kwlib::JsonText(list) << '\n';
   }
   return missing == 0 ? kwlib::kExitOk : kwlib::kExitFailure;
 }

@@ -58,14 +58,14 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) 
 }
 
 KWLIB_COMMAND(kUnits, "units", "convert a length to points and to another unit; show or set the active unit",
-              "usage: kwlib units TEXT [UNIT]\n"
+              "Usage: kwlib units TEXT [UNIT]\n"
               "       kwlib units --active [UNIT]\n"
               "TEXT is a length as a user types it: \"12 mm\", \"1 1/2 in\", \"3/4\", \"10 rep\" (already\n"
               "points). Without a unit in it, it is in the active unit. Prints the length in\n"
               "points, then in UNIT (default: the active unit), with a fraction in sixteenths\n"
               "for inches, feet and yards. UNIT is mm, cm, m, in, ft, yd or pt.\n"
               "--active shows the active unit (kept per user in the registry, or from the\n"
-              "locale's measurement system), and with a UNIT makes it the active one.",
+              "locale's measurement system), and with a UNIT makes it the active one.\n",
               Run);
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <kwlib63/settings/pathstring.h>
 
 #include "command.h"
+#include "fileio.h"
 
 namespace {
 
@@ -27,11 +28,16 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   const bool json = arguments.Has("--json");
   if (arguments.words.size() != 1) throw kwlib::UsageError(arguments.words.empty() ? "no file given" : "give one file");
   const std::string& file = arguments.words[0];
+  std::string error;
+  if (!kwlib::ReadableFile(file, error)) {
+    err << "kwlib version: " << file << ": " << error << "\n";
+    return kwlib::kExitFailure;
+  }
   const CPathString path(kwfw::Utf8ToWide(file).c_str(), nullptr);
   CInfoVersio fileVersion, productVersion;
   if (!CPathString::GetFileVersion(path, fileVersion) || !CPathString::GetProductVersion(path, productVersion)) {
     const bool missing = kwplat::GetLastError() == ERROR_RESOURCE_TYPE_NOT_FOUND;
-    err << "kwlib version: " << file << ": " << (missing ? "no version information" : "cannot be read") << "\n";
+    err << "kwlib version: " << file << ": " << (missing ? "no version information" : "not a program or library with a version note") << "\n";
     return kwlib::kExitFailure;
   }
   CString fileText, productText;
@@ -64,7 +70,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
       out << k << std::string(k.size() < 17 ? 17 - k.size() : 1, ' ') << v << "\n";
     }
   }
-  if (json) out << Json::writeString(Json::StreamWriterBuilder(), result) << "\n";
+  if (json) out << kwlib::JsonText(result) << "\n";
   return kwlib::kExitOk;
 }
 

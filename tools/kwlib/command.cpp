@@ -31,8 +31,13 @@ bool Arguments::Has(const std::string& flag) const {
 
 Arguments SplitFlags(const std::vector<std::string>& args, const std::vector<std::string>& known) {
   Arguments result;
+  bool options = true;  // "--" ends them: a word after it may start with '-'
   for (const std::string& a : args) {
-    if (std::find(known.begin(), known.end(), a) != known.end()) {
+    if (!options) {
+      result.words.push_back(a);
+    } else if (a == "--") {
+      options = false;
+    } else if (std::find(known.begin(), known.end(), a) != known.end()) {
       result.flags.push_back(a);
     } else if (a.size() > 2 && a.rfind("--", 0) == 0) {
       throw UsageError("unknown option '" + a + "'");
@@ -41,6 +46,12 @@ Arguments SplitFlags(const std::vector<std::string>& args, const std::vector<std
     }
   }
   return result;
+}
+
+std::string JsonText(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["emitUTF8"] = true;
+  return Json::writeString(builder, value);
 }
 
 int SystemFailure(std::ostream& err, const std::string& what, unsigned long code) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include <kwlib63/json.h>
+
 namespace kwlib {
 
 // Exit codes of every command.
@@ -25,6 +27,9 @@ struct Command {
   const char* summary;  // one line for `kwlib --help`
   const char* help;     // the full text for `kwlib NAME --help`
   int (*run)(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+  // The command reads its words in another tool's syntax and finds a request for
+  // help itself (main() would take "-h" given as data for one).
+  bool ownHelp = false;
 };
 
 const std::vector<const Command*>& Commands();
@@ -42,8 +47,12 @@ struct Arguments {
 
 // Takes out the flags in `known` ("--json", ...); any other word starting with
 // "--" is a UsageError. Words starting with a single '-' stay words: "-" names
-// standard input and a value may be negative.
+// standard input and a value may be negative. "--" ends the flags: every word
+// after it is a word.
 Arguments SplitFlags(const std::vector<std::string>& args, const std::vector<std::string>& known);
+
+// The one JSON form of every command: indented with tabs, text as UTF-8.
+std::string JsonText(const Json::Value& value);
 
 // Prints "kwlib WHAT: " and the system's text for error `code`; returns kExitFailure.
 int SystemFailure(std::ostream& err, const std::string& what, unsigned long code);

@@ -11,34 +11,54 @@
 
 namespace kwlib {
 
-bool ReadAll(const std::string& path, std::vector<unsigned char>& data, std::string& error) {
+bool ReadBlocks(const std::string& path, std::size_t size,
+                const std::function<void(const unsigned char*, std::size_t)>& block, std::string& error) {
   std::FILE* f = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
   if (f == nullptr) {
     error = std::strerror(errno);
     return false;
   }
-  data.clear();
-  unsigned char chunk[1 << 16];
-  for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, f)) > 0;) data.insert(data.end(), chunk, chunk + n);
+  std::vector<unsigned char> buffer(size);
+  for (std::size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), f)) > 0;) block(buffer.data(), n);
   const bool failed = std::ferror(f) != 0;
   if (failed) error = std::strerror(errno);
   if (f != stdin) std::fclose(f);
   return !failed;
 }
 
-bool WriteAll(const std::string& path, const unsigned char* data, std::size_t size, std::string& error) {
-  bool ok = false;
-  if (path == "-") {
-    ok = std::fwrite(data, 1, size, stdout) == size && std::fflush(stdout) == 0;
-  } else {
-    // Replaced whole, so that a failed write leaves the file as it was.
-    const std::string target = kwplat::WriteTarget(path);
-    struct stat old {};
-    const bool exists = stat(target.c_str(), &old) == 0;
-    ok = kwplat::ReplaceFile(target, std::string(reinterpret_cast<const char*>(data), size), exists ? &old : nullptr);
+bool ReadAll(const std::string& path, std::vector<unsigned char>& data, std::string& error) {
+  data.clear();
+  return ReadBlocks(path, 1 << 16, [&](const unsigned char* bytes, std::size_t n) { data.insert(data.end(), bytes, bytes + n); },
+                    error);
+}
+
+Output::Output(const std::string& path) {
+  if (path == "-") return;
+  const std::string target = kwplat::WriteTarget(path);
+  struct stat old {};
+  const bool exists = stat(target.c_str(), &old) == 0;
+  m_file = std::make_unique<kwplat::AtomicFile>(target, exists ? &old : nullptr);
+}
+
+void Output::Write(const void* data, std::size_t size) {
+  if (!m_ok) return;
+  m_ok = m_file != nullptr ? m_file->Write(data, size) : std::fwrite(data, 1, size, stdout) == size;
+  if (!m_ok) m_errno = errno;
+}
+
+bool Output::Finish(std::string& error) {
+  if (m_ok) {
+    m_ok = m_file != nullptr ? m_file->Commit() : std::fflush(stdout) == 0;
+    if (!m_ok) m_errno = errno;
   }
-  if (!ok) error = std::strerror(errno);
-  return ok;
+  if (!m_ok) error = std::strerror(m_errno);
+  return m_ok;
+}
+
+bool WriteAll(const std::string& path, const unsigned char* data, std::size_t size, std::string& error) {
+  Output output(path);
+  output.Write(data, size);
+  return output.Finish(error);
 }
 
 bool ReadableFile(const std::string& path, std::string& error) {

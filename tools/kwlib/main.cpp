@@ -1,4 +1,5 @@
 // kwlib: the command-line face of kwlib63. `kwlib --help` lists the commands.
+#include <algorithm>
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -13,9 +14,11 @@ void PrintUsage(std::ostream& out) {
          "       kwlib COMMAND --help\n"
          "       kwlib --version\n\n"
          "Commands:\n";
+  // The summaries line up two columns after the longest name.
+  std::size_t width = 0;
+  for (const kwlib::Command* c : kwlib::Commands()) width = std::max(width, std::strlen(c->name));
   for (const kwlib::Command* c : kwlib::Commands()) {
-    out << "  " << c->name << std::string(c->name[0] != 0 && std::strlen(c->name) < 12 ? 12 - std::strlen(c->name) : 1, ' ')
-        << c->summary << "\n";
+    out << "  " << c->name << std::string(width + 2 - std::strlen(c->name), ' ') << c->summary << "\n";
   }
   out << "\nExit status: 0 success, 1 failure, 2 wrong usage.\n";
 }
@@ -50,7 +53,7 @@ int main(int argc, char** argv) {
   }
   args.erase(args.begin());
   for (const std::string& a : args) {
-    if (a == "--") break;
+    if (a == "--" || command->ownHelp) break;
     if (a == "--help" || a == "-h") {
       std::cout << command->help;
       return kwlib::kExitOk;

@@ -1,5 +1,6 @@
 #include "regfile.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cwchar>
 #include <optional>
@@ -11,19 +12,37 @@
 
 namespace kwlib {
 
+// A surrogate without its other half stays the unit it is, both ways, as the
+// registry keeps it: text written as a quoted string or hex then loses nothing.
 std::vector<BYTE> Utf16LeBytes(std::wstring_view text) {
   std::vector<BYTE> bytes;
-  for (char16_t unit : kwfw::WideToUtf16(text)) {
+  const auto put = [&bytes](unsigned unit) {
     bytes.push_back(static_cast<BYTE>(unit & 0xFF));
     bytes.push_back(static_cast<BYTE>(unit >> 8));
+  };
+  for (wchar_t c : text) {
+    const auto code = static_cast<std::uint32_t>(c);
+    if (code >= 0x10000 && code <= 0x10FFFF) {
+      put(0xD800 + ((code - 0x10000) >> 10));
+      put(0xDC00 + ((code - 0x10000) & 0x3FF));
+    } else {
+      put(code <= 0xFFFF ? code : 0xFFFD);
+    }
   }
   return bytes;
 }
 
 std::wstring FromUtf16Le(const BYTE* bytes, std::size_t size) {
-  std::u16string units(size / 2, u'\0');
-  for (std::size_t i = 0; i < units.size(); ++i) units[i] = static_cast<char16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
-  return kwfw::Utf16ToWide(units);
+  std::wstring text;
+  const auto unit = [bytes](std::size_t i) { return static_cast<std::uint32_t>(bytes[2 * i] | bytes[2 * i + 1] << 8); };
+  for (std::size_t i = 0; i < size / 2; ++i) {
+    std::uint32_t code = unit(i);
+    if (code >= 0xD800 && code < 0xDC00 && i + 1 < size / 2 && unit(i + 1) >= 0xDC00 && unit(i + 1) < 0xE000) {
+      code = 0x10000 + ((code - 0xD800) << 10) + (unit(++i) - 0xDC00);
+    }
+    text += static_cast<wchar_t>(code);
+  }
+  return text;
 }
 
 namespace {
@@ -80,7 +99,7 @@ std::wstring ValueLine(const RegFileValue& value) {
   // The editor's wrapping: a comma after every byte but the last, and a break
   // after the comma that brings the line to its end column, counted in UTF-16
   // units as the editor counts.
-  std::size_t column = kwfw::WideToUtf16(line).size();
+  std::size_t column = Utf16LeBytes(line).size() / 2;
   for (std::size_t i = 0; i < value.bytes.size(); ++i) {
     std::swprintf(number, 24, L"%02x", value.bytes[i]);
     line += number;

@@ -44,12 +44,7 @@ bool ParseKeyName(const std::wstring& text, KeyName& name, std::string& error) {
       continue;
     }
     std::wstring path = slash == std::wstring::npos ? L"" : text.substr(slash + 1);
-    // One closing backslash is allowed, as the Windows tool allows it; two are not.
-    if (!path.empty() && path.back() == L'\\') path.pop_back();
-    if (!path.empty() && path.back() == L'\\') {
-      error = "the key name '" + kwfw::WideToUtf8(text) + "' ends in more than one backslash";
-      return false;
-    }
+    while (!path.empty() && path.back() == L'\\') path.pop_back();
     name = {&root, path};
     return true;
   }

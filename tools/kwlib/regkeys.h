@@ -26,8 +26,8 @@ struct KeyName {
 };
 
 // "HKCU\Software\..." or "HKEY_CURRENT_USER\Software\..." (the root without regard
-// to case). False with `error` for an unknown root, an empty name inside the path
-// or more than one closing backslash, as the Windows tool refuses them.
+// to case; closing backslashes dropped, as the editor drops them). False with
+// `error` for an unknown root.
 bool ParseKeyName(const std::wstring& text, KeyName& name, std::string& error);
 
 // An open key, closed when it goes. Opened in `transaction` when one is given.
