@@ -72,13 +72,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   try {
     const kwlib::Arguments a = kwlib::SplitFlags(words, known);
     std::size_t f = 0, o = 0;
+    bool options = true;  // until "--", which is dropped
     for (const std::string& w : words) {
-      if (f < a.flags.size() && a.flags[f] == w && (w == "--json" || w == "--all" || w == "-r")) {
+      if (options && w == "--") {
+        options = false;
+      } else if (options && f < a.flags.size() && a.flags[f] == w && (w == "--json" || w == "--all" || w == "-r")) {
         Check(a.Has(w));
         ++f;
       } else {
         Check(o < a.words.size() && a.words[o] == w);  // words keep their order
-        Check(w.size() <= 2 || w.rfind("--", 0) != 0);
+        Check(!options || w.size() <= 2 || w.rfind("--", 0) != 0);
         ++o;
       }
     }
@@ -86,6 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   } catch (const kwlib::UsageError&) {
     bool unknown = false;
     for (const std::string& w : words) {
+      if (w == "--") break;
       unknown = unknown || (w.size() > 2 && w.rfind("--", 0) == 0 && w != "--json" && w != "--all");
     }
     Check(unknown);

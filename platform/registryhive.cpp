@@ -26,7 +26,8 @@ constexpr char kSchema[] =
     " name TEXT NOT NULL, folded TEXT NOT NULL, volatile INTEGER NOT NULL DEFAULT 0, UNIQUE(parent, folded));"
     "CREATE TABLE IF NOT EXISTS boot(id TEXT NOT NULL);"
     "CREATE TABLE IF NOT EXISTS vals(id INTEGER PRIMARY KEY, key INTEGER NOT NULL,"
-    " name TEXT NOT NULL, folded TEXT NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));";
+    " name TEXT NOT NULL, folded TEXT NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));"
+    "CREATE INDEX IF NOT EXISTS vals_order ON vals(key, id);";
 
 enum RegistryHive::Statement : int {
   kFindChild,
@@ -36,7 +37,12 @@ enum RegistryHive::Statement : int {
   kSetValue,
   kGetValue,
   kValueAt,
+  kValueAfter,
+  kValueFrom,
   kSubKeyAt,
+  kSubKeyAfter,
+  kSubKeyFrom,
+  kDataVersion,
   kDeleteValue,
   kHasChildren,
   kDeleteKeyValues,
@@ -256,6 +262,8 @@ bool RegistryHive::ForgetVolatileKeys() {
 }
 
 RegistryHive::~RegistryHive() {
+  sqlite3_value_free(m_valueCursor.last);
+  sqlite3_value_free(m_keyCursor.last);
   for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
   sqlite3_close(m_db);
 }
@@ -270,8 +278,13 @@ bool RegistryHive::Prepare() {
       " WHERE ?1 = 0 OR EXISTS(SELECT 1 FROM keys WHERE id = ?1)"
       " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
       "SELECT type, data FROM vals WHERE key = ?1 AND folded = ?2",
-      "SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY id LIMIT 1 OFFSET ?2",
-      "SELECT name FROM keys WHERE parent = ?1 ORDER BY folded LIMIT 1 OFFSET ?2",
+      "SELECT id, name, type, data FROM vals WHERE key = ?1 ORDER BY id LIMIT 1 OFFSET ?2",
+      "SELECT id, name, type, data FROM vals WHERE key = ?1 AND id > ?2 ORDER BY id LIMIT 1",
+      "SELECT id, name, type, data FROM vals WHERE key = ?1 AND id >= ?2 ORDER BY id LIMIT 1",
+      "SELECT folded, name FROM keys WHERE parent = ?1 ORDER BY folded LIMIT 1 OFFSET ?2",
+      "SELECT folded, name FROM keys WHERE parent = ?1 AND folded > ?2 ORDER BY folded LIMIT 1",
+      "SELECT folded, name FROM keys WHERE parent = ?1 AND folded >= ?2 ORDER BY folded LIMIT 1",
+      "PRAGMA data_version",
       "DELETE FROM vals WHERE key = ?1 AND folded = ?2",
       "SELECT 1 FROM keys WHERE parent = ?1 LIMIT 1",
       "DELETE FROM vals WHERE key = ?1",
@@ -449,32 +462,62 @@ LONG RegistryHive::GetValue(KeyId key, std::string_view name, DWORD& type, std::
   return ERROR_SUCCESS;
 }
 
+// The hive as this connection last saw it: its own changes and other
+// connections' commits both move it.
+std::pair<std::int64_t, std::int64_t> RegistryHive::Version() {
+  ResetOnExit version(Stmt(kDataVersion));
+  const std::int64_t others = sqlite3_step(version) == SQLITE_ROW ? sqlite3_column_int64(version, 0) : -1;
+  return {sqlite3_total_changes64(m_db), others};
+}
+
+// An enumeration asks for index 0, 1, 2, ... (often twice each, for a size and
+// then the data): while the hive has not changed, the entry handed out last, or
+// the one after it, is the index's, found through the table's index in one step
+// instead of counting `index` rows from the start.
+LONG RegistryHive::StepEnumeration(Cursor& cursor, Statement at, Statement after, Statement from, KeyId key,
+                                   DWORD index, sqlite3_stmt*& row) {
+  const auto version = Version();
+  const bool known = cursor.last != nullptr && cursor.key == key && cursor.version == version;
+  const bool next = known && index == cursor.index + 1 && index != 0;
+  const bool same = known && index == cursor.index;
+  row = Stmt(next ? after : same ? from : at);
+  sqlite3_bind_int64(row, 1, key);
+  if (next || same) {
+    sqlite3_bind_value(row, 2, cursor.last);
+  } else {
+    sqlite3_bind_int64(row, 2, index);
+  }
+  const int code = sqlite3_step(row);
+  sqlite3_value_free(cursor.last);
+  cursor = Cursor{};
+  if (code == SQLITE_DONE) return KeyGone(key) == 1018 ? 1018 : ERROR_NO_MORE_ITEMS;
+  if (code != SQLITE_ROW) return Failure(code);
+  cursor = Cursor{key, index, sqlite3_value_dup(sqlite3_column_value(row, 0)), version};
+  return ERROR_SUCCESS;
+}
+
 LONG RegistryHive::ValueAt(KeyId key, DWORD index, std::string& name, DWORD& type, std::string& data) {
   std::lock_guard guard(m_lock);
   if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
-  ResetOnExit at(Stmt(kValueAt));
-  if (const LONG result = StepAt(at, key, index); result != ERROR_SUCCESS) return result;
-  name = reinterpret_cast<const char*>(sqlite3_column_text(at, 0));
-  type = static_cast<DWORD>(sqlite3_column_int64(at, 1));
-  data = ColumnBytes(at, 2);
+  sqlite3_stmt* statement = nullptr;
+  const LONG result = StepEnumeration(m_valueCursor, kValueAt, kValueAfter, kValueFrom, key, index, statement);
+  ResetOnExit row(statement);
+  if (result != ERROR_SUCCESS) return result;
+  name = reinterpret_cast<const char*>(sqlite3_column_text(row, 1));
+  type = static_cast<DWORD>(sqlite3_column_int64(row, 2));
+  data = ColumnBytes(row, 3);
   return ERROR_SUCCESS;
 }
 
 LONG RegistryHive::SubKeyAt(KeyId key, DWORD index, std::string& name) {
   std::lock_guard guard(m_lock);
   if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
-  ResetOnExit at(Stmt(kSubKeyAt));
-  if (const LONG result = StepAt(at, key, index); result != ERROR_SUCCESS) return result;
-  name = reinterpret_cast<const char*>(sqlite3_column_text(at, 0));
+  sqlite3_stmt* statement = nullptr;
+  const LONG result = StepEnumeration(m_keyCursor, kSubKeyAt, kSubKeyAfter, kSubKeyFrom, key, index, statement);
+  ResetOnExit row(statement);
+  if (result != ERROR_SUCCESS) return result;
+  name = reinterpret_cast<const char*>(sqlite3_column_text(row, 1));
   return ERROR_SUCCESS;
-}
-
-LONG RegistryHive::StepAt(sqlite3_stmt* statement, KeyId key, DWORD index) {
-  sqlite3_bind_int64(statement, 1, key);
-  sqlite3_bind_int64(statement, 2, index);
-  const int code = sqlite3_step(statement);
-  if (code == SQLITE_DONE) return KeyGone(key) == 1018 ? 1018 : ERROR_NO_MORE_ITEMS;
-  return code == SQLITE_ROW ? ERROR_SUCCESS : Failure(code);
 }
 
 LONG RegistryHive::DeleteValue(KeyId key, std::string_view name) {

@@ -8,12 +8,14 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <kwlib63/framework/wintypes.h>
 
 struct sqlite3;
 struct sqlite3_stmt;
+struct sqlite3_value;
 
 namespace kwplat {
 
@@ -65,9 +67,21 @@ class RegistryHive {
   LONG Begin();
   LONG Finish(LONG result);
   LONG KeyGone(KeyId key);
-  // Steps a statement of (key, index) to its row: ERROR_SUCCESS with the row
-  // ready, ERROR_NO_MORE_ITEMS past the end, 1018 for a deleted key.
-  LONG StepAt(sqlite3_stmt* statement, KeyId key, DWORD index);
+  // Where an enumeration of values or sub-keys stands: the entry handed out for
+  // `index` of `key` (its sort column's value), and the hive's version then.
+  struct Cursor {
+    KeyId key = -1;
+    DWORD index = 0;
+    sqlite3_value* last = nullptr;
+    std::pair<std::int64_t, std::int64_t> version{};
+  };
+  std::pair<std::int64_t, std::int64_t> Version();
+  // Steps to the row of entry `index` of `key` (statement `at`; `after` the cursor
+  // when it stands just before, `from` it when it stands there): ERROR_SUCCESS
+  // with `row` ready, ERROR_NO_MORE_ITEMS past the end, 1018 for a deleted key.
+  // `row` is always set, for the caller to reset.
+  LONG StepEnumeration(Cursor& cursor, Statement at, Statement after, Statement from, KeyId key, DWORD index,
+                       sqlite3_stmt*& row);
   LONG Failure(int sqliteCode) const;
   // Brings the folded names of an older hive to FoldRegistryName, once per hive
   // file (its user_version); false when that cannot be done.
@@ -81,6 +95,8 @@ class RegistryHive {
   sqlite3* m_db = nullptr;
   bool m_writable = false;
   bool m_transacted = false;  // operations nest as savepoints in the open transaction
+  Cursor m_valueCursor;
+  Cursor m_keyCursor;
   std::vector<sqlite3_stmt*> m_statements;
 };
 
