@@ -36,7 +36,7 @@ std::vector<std::string> Lines(const std::string& file) {
 // A command line in the text's own form is an example; a synopsis (with words in
 // capitals standing for what the reader gives, or [options]) is not.
 bool IsSynopsis(const std::string& command) {
-  static const std::regex placeholder(R"((^|[\s\[|=])([A-Z]{2,}[A-Z0-9_-]*|N)(\.\.\.)?([\s\]|]|$))");
+  static const std::regex placeholder(R"((^|[\s\[|=])([A-Z]{2,}[A-Z0-9_-]*|N)(\.\.\.)?([\s\]|:,.]|$))");
   std::smatch m;
   for (auto at = command.cbegin(); std::regex_search(at, command.cend(), m, placeholder); at = m[2].second) {
     const std::string word = m[2];
@@ -83,13 +83,15 @@ TEST(KwlibExamples, EveryDocumentedExampleRunsAsDocumented) {
   const std::vector<Example> examples = Examples();
   ASSERT_GE(examples.size(), 10u) << "the examples were not found";
   // What the examples name: the tree's include folder, a key, a folder to share, a
-  // file to give an entry, a build whose output shows percentages.
+  // file to give an entry, one named like an option, a build whose output shows
+  // percentages.
   kwtest::TempDir home("kwlib-examples");
   kwtest::PrivateHive hive;
   kwtest::PrivateSamba samba;
   std::filesystem::create_symlink(std::string(KWLIB_SOURCE_DIR) + "/include", home.At("include"));
   std::filesystem::create_directory(home.At("Hot"));
   kwtest::WriteBytes(home.At("report.pdf"), "%PDF-1.4\n");
+  kwtest::WriteBytes(home.At("-x"), "a file named like an option\n");
   kwtest::WriteBytes(home.At("Makefile"), "all:\n\t@echo 'compiling 50%'\n\t@echo 'linking 100%'\n");
   HKEY key = nullptr;
   ASSERT_EQ(kwplat::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Tormel\\App", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,

@@ -16,7 +16,8 @@ namespace {
 int Run(const std::vector<std::string>& args, std::ostream&, std::ostream&) {
   unsigned long items = 10;
   unsigned long delayMs = 30;
-  for (std::size_t i = 0; i < args.size(); ++i) {
+  // "--" ends the options; the command takes no other words.
+  for (std::size_t i = 0; i < args.size() && args[i] != "--"; ++i) {
     if (args[i] == "--items" && i + 1 < args.size()) {
       items = kwlib::ParseNumber(args[++i], 100000, "item count");
     } else if (args[i] == "--delay" && i + 1 < args.size()) {
