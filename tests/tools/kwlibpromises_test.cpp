@@ -121,6 +121,26 @@ TEST_F(KwlibPromisesTest, ErrorsHelpAndOptionsInOneForm) {
   EXPECT_EQ(kwtest::Shell("cd " + m_dir.Path() + " && " + KWLIB_EXE + " base64 -- -x").out, "YWJj\n");
 }
 
+TEST_F(KwlibPromisesTest, OutputGoesWhereItIsSentOrTheRunFails) {
+  kwtest::WriteBytes(At("in"), std::string(5000, 'a') + "bcd");
+  // A pipe (or a device) named as the output is written to, not replaced by a file.
+  const Result piped = kwtest::Shell("cd " + m_dir.Path() + " && mkfifo f && { cat f > got & } && " + KWLIB_EXE +
+                                     " pack --rle in f && wait && " + KWLIB_EXE + " pack --rle -d got back && test -p f");
+  EXPECT_EQ(piped.status, 0) << piped.err;
+  EXPECT_EQ(kwtest::ReadBytes(At("back")), kwtest::ReadBytes(At("in")));
+  // Standard output that cannot be written is a failure, named.
+  const Result full = kwtest::Shell(std::string(KWLIB_EXE) + " base64 " + At("in") + " > /dev/full");
+  EXPECT_EQ(full.status, 1);
+  EXPECT_EQ(full.err, "kwlib base64: standard output: No space left on device\n");
+  // What can be read once only is read once.
+  EXPECT_EQ(kwtest::Shell("echo QUJD | " + std::string(KWLIB_EXE) + " base64 -d /dev/stdin").out, "ABC");
+  // A first row that is not UTF-8 still leaves JSON: an empty array.
+  kwtest::WriteBytes(At("c.csv"), "\xFF\n");
+  EXPECT_EQ(Kwlib("csv --json " + At("c.csv")).out, "[]\n");
+  EXPECT_EQ(Kwlib("records get -- " + At("missing") + " 1").err,
+            "kwlib records: " + At("missing") + ": No such file or directory\n");
+}
+
 // The peak resident memory of one run of a shell command, in KiB. AddressSanitizer
 // keeps freed memory in quarantine, which would measure the sanitizer, not the
 // command: the child runs without it.

@@ -1,4 +1,6 @@
 // kwlib base64: encodes a file as Base64 text, or decodes such text.
+#include <sys/stat.h>
+
 #include <iostream>
 #include <string>
 #include <vector>
@@ -110,10 +112,13 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     out << "\n";
     return kwlib::kExitOk;
   }
-  // A file is checked whole first, so that text that is not Base64 writes nothing;
-  // standard input is decoded as it comes.
+  // A regular file is checked whole first, so that text that is not Base64 writes
+  // nothing; standard input, a pipe or a device can be read once only, and is
+  // decoded as it comes.
+  struct stat info {};
+  const bool regular = file != "-" && stat(file.c_str(), &info) == 0 && S_ISREG(info.st_mode);
   Decoder check(nullptr);
-  if (file != "-" && !kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* b, std::size_t n) { check.Add(b, n); }, error)) {
+  if (regular && !kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* b, std::size_t n) { check.Add(b, n); }, error)) {
     return Failed(err, file, error);
   }
   if (check.Bad()) return NotBase64(err, file, check);

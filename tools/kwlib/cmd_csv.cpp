@@ -142,7 +142,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     if (json) {
       for (std::size_t f = 0; f < row.size(); ++f) {
         if (!ToUtf8(row[f], codePage)) {
-          if (rows > 1) out << "\n]\n";
+          out << (rows > 1 ? "\n]\n" : "[]\n");
           err << "kwlib csv: " << file << ": row " << rows << ", field " << f + 1
               << ": not UTF-8 text (give --encoding with the file's code page)\n";
           return kwlib::kExitFailure;

@@ -88,6 +88,11 @@ int Dump(const std::string& path, bool json, std::ostream& out, std::ostream& er
 }
 
 int Get(const std::string& path, unsigned long id, const std::string& output, std::ostream& err) {
+  std::string reason;
+  if (!kwlib::ReadableFile(path, reason)) {
+    err << "kwlib records: " << path << ": " << reason << "\n";
+    return kwlib::kExitFailure;
+  }
   void* data = nullptr;
   unsigned long length = 0;
   const int r = TSerializer::GetRegistre(kwfw::Utf8ToWide(path).c_str(), id, data, length);
@@ -118,8 +123,11 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   if (args[0] == "get") {
     std::vector<std::string> rest;
     std::string output = "-";
+    bool options = true;
     for (std::size_t i = 1; i < args.size(); ++i) {
-      if (args[i] == "-o") {
+      if (options && args[i] == "--") {
+        options = false;
+      } else if (options && args[i] == "-o") {
         if (++i == args.size()) throw kwlib::UsageError("-o needs a file");
         output = args[i];
       } else {

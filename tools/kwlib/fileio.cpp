@@ -33,22 +33,39 @@ bool ReadAll(const std::string& path, std::vector<unsigned char>& data, std::str
 }
 
 Output::Output(const std::string& path) {
-  if (path == "-") return;
+  if (path == "-") {
+    m_stream = stdout;
+    return;
+  }
   const std::string target = kwplat::WriteTarget(path);
   struct stat old {};
   const bool exists = stat(target.c_str(), &old) == 0;
+  // A device, a pipe or a socket is written to, never replaced by a file.
+  if (exists && !S_ISREG(old.st_mode)) {
+    m_stream = std::fopen(target.c_str(), "wb");
+    m_owned = m_stream != nullptr;
+    if (m_stream == nullptr) {
+      m_ok = false;
+      m_errno = errno;
+    }
+    return;
+  }
   m_file = std::make_unique<kwplat::AtomicFile>(target, exists ? &old : nullptr);
+}
+
+Output::~Output() {
+  if (m_owned) std::fclose(m_stream);
 }
 
 void Output::Write(const void* data, std::size_t size) {
   if (!m_ok) return;
-  m_ok = m_file != nullptr ? m_file->Write(data, size) : std::fwrite(data, 1, size, stdout) == size;
+  m_ok = m_file != nullptr ? m_file->Write(data, size) : std::fwrite(data, 1, size, m_stream) == size;
   if (!m_ok) m_errno = errno;
 }
 
 bool Output::Finish(std::string& error) {
   if (m_ok) {
-    m_ok = m_file != nullptr ? m_file->Commit() : std::fflush(stdout) == 0;
+    m_ok = m_file != nullptr ? m_file->Commit() : std::fflush(m_stream) == 0;
     if (!m_ok) m_errno = errno;
   }
   if (!m_ok) error = std::strerror(m_errno);

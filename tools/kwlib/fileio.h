@@ -2,6 +2,7 @@
 // text (the reason only: the caller names the file).
 #pragma once
 
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
@@ -22,17 +23,23 @@ bool WriteAll(const std::string& path, const unsigned char* data, std::size_t si
 bool ReadBlocks(const std::string& path, std::size_t size,
                 const std::function<void(const unsigned char*, std::size_t)>& block, std::string& error);
 
-// Output written as it is made: standard output for "-", else a file that is
-// replaced whole and atomically by Finish, and left as it was when anything fails.
+// Output written as it is made: standard output for "-"; a regular file (or a new
+// one) is replaced whole and atomically by Finish, and left as it was when anything
+// fails; a device, a pipe or a socket is written to as it is.
 class Output {
  public:
   explicit Output(const std::string& path);
+  ~Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
   void Write(const void* data, std::size_t size);
   // False with `error` set when a write or the replacement failed.
   bool Finish(std::string& error);
 
  private:
-  std::unique_ptr<kwplat::AtomicFile> m_file;  // null for standard output
+  std::unique_ptr<kwplat::AtomicFile> m_file;  // a regular file, replaced whole
+  std::FILE* m_stream = nullptr;  // else standard output, or a device or pipe written to
+  bool m_owned = false;
   bool m_ok = true;
   int m_errno = 0;
 };

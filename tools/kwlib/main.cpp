@@ -1,5 +1,7 @@
 // kwlib: the command-line face of kwlib63. `kwlib --help` lists the commands.
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -60,7 +62,16 @@ int main(int argc, char** argv) {
     }
   }
   try {
-    return command->run(args, std::cout, std::cerr);
+    const int status = command->run(args, std::cout, std::cerr);
+    // Output that did not reach standard output (a full disk, a closed pipe) is
+    // lost data: never a success.
+    std::cout.flush();
+    if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+      std::cerr << "kwlib " << command->name << ": standard output: "
+                << (errno != 0 ? std::strerror(errno) : "write error") << "\n";
+      return kwlib::kExitFailure;
+    }
+    return status;
   } catch (const kwlib::UsageError& e) {
     std::cerr << "kwlib " << command->name << ": " << e.what() << "\nTry 'kwlib " << command->name << " --help'.\n";
     return kwlib::kExitUsage;
