@@ -137,6 +137,22 @@ TEST_F(KwlibPromisesTest, OutputGoesWhereItIsSentOrTheRunFails) {
   // A first row that is not UTF-8 still leaves JSON: an empty array.
   kwtest::WriteBytes(At("c.csv"), "\xFF\n");
   EXPECT_EQ(Kwlib("csv --json " + At("c.csv")).out, "[]\n");
+  // An end that holds no whole byte, or too much padding, is an error, not bytes
+  // silently dropped; so is compressed data that stops inside a packet.
+  for (const char* text : {"Q", "QUJDQ", "Q===", "=", "QQ=", "QQ====="}) {
+    kwtest::WriteBytes(At("t.b64"), text);
+    const Result r = Kwlib("base64 -d " + At("t.b64"));
+    EXPECT_EQ(r.status, 1) << text;
+    EXPECT_EQ(r.out, "") << text;
+  }
+  for (const char* text : {"QQ==", "QQ", "QUI=", ""}) {
+    kwtest::WriteBytes(At("t.b64"), text);
+    EXPECT_EQ(Kwlib("base64 -d " + At("t.b64")).status, 0) << text;
+  }
+  kwtest::WriteBytes(At("cut.pk"), "\x05" "AB");  // a literal packet of six bytes holding two
+  const Result cut = Kwlib("pack --packbits -d " + At("cut.pk") + " " + At("cut.out"));
+  EXPECT_EQ(cut.status, 1);
+  EXPECT_EQ(kwtest::ReadBytes(At("cut.out")), "AB");
   EXPECT_EQ(Kwlib("records get -- " + At("missing") + " 1").err,
             "kwlib records: " + At("missing") + ": No such file or directory\n");
 }

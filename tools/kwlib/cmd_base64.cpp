@@ -37,14 +37,24 @@ class Decoder {
         m_bad = m_position;  // only padding may follow the padding
       } else {
         m_group += static_cast<char>(c);
+        ++m_characters;
       }
     }
     const std::size_t whole = m_group.size() / 4 * 4;
     if (m_padding == 0 && whole >= kBlock) Decode(whole);
   }
 
+  // The text's end: a last group of one character holds no byte, and padding
+  // beyond what completes the last group is no Base64; both are errors rather
+  // than bytes silently dropped.
   void Finish() {
-    if (m_bad == 0) Decode(m_group.size());
+    if (m_bad != 0) return;
+    const std::size_t last = m_characters % 4;
+    if (last == 1 || m_padding > 2 || (m_padding > 0 && (last + m_padding) % 4 != 0)) {
+      m_bad = m_position;
+      return;
+    }
+    Decode(m_group.size());
   }
 
   std::size_t Bad() const { return m_bad; }
@@ -66,6 +76,7 @@ class Decoder {
   std::string m_group;
   std::size_t m_position = 0;  // of the last character read, blanks left out
   std::size_t m_padding = 0;
+  std::size_t m_characters = 0;  // of the alphabet, in all
   std::size_t m_bad = 0;  // the position of the first character that is not Base64
 };
 
@@ -121,6 +132,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   if (regular && !kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* b, std::size_t n) { check.Add(b, n); }, error)) {
     return Failed(err, file, error);
   }
+  check.Finish();
   if (check.Bad()) return NotBase64(err, file, check);
   Decoder decoder(&out);
   if (!kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* b, std::size_t n) { decoder.Add(b, n); }, error)) {
@@ -136,7 +148,8 @@ KWLIB_COMMAND(kBase64, "base64", "encode or decode Base64",
               "Usage: kwlib base64 [-d|--decode] [FILE]\n\n"
               "Encodes FILE (default: standard input) as Base64 text on one line, or with\n"
               "-d decodes Base64 text (line breaks, tabs and spaces are ignored; any other\n"
-              "character outside the alphabet, other than the closing padding '=', is an\n"
-              "error with exit status 1: for a file nothing is written, standard input is\n"
-              "decoded as it comes and stops there). Both stream in blocks.\n",
+              "character outside the alphabet, other than the closing padding '=', a last\n"
+              "group of one character and padding beyond the last group are errors with exit\n"
+              "status 1: for a file nothing is written, standard input is decoded as it comes\n"
+              "and stops there). Both stream in blocks.\n",
               &Run);

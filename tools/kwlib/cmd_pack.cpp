@@ -127,9 +127,16 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream& err) 
     err << "kwlib pack: " << files[0] << ": " << error << "\n";
     return kwlib::kExitFailure;
   }
+  // Expanding, bytes left after the whole packets are a packet the input cuts
+  // short: expanded as far as it goes, and an error, since the rest is lost.
+  const bool cut = expand && !pending.empty();
   codeReady(true);
   if (!output.Finish(error)) {
     err << "kwlib pack: " << files[1] << ": " << error << "\n";
+    return kwlib::kExitFailure;
+  }
+  if (cut) {
+    err << "kwlib pack: " << files[0] << ": the data ends inside a packet (written as far as it goes)\n";
     return kwlib::kExitFailure;
   }
   return kwlib::kExitOk;
@@ -142,5 +149,7 @@ KWLIB_COMMAND(kPack, "pack", "compress or expand with RLE, RLL or PackBits",
               "Compresses IN into OUT with the chosen run-length format, or with -d expands\n"
               "it (RLL data expands as PackBits). \"-\" is standard input or output. Both\n"
               "work in blocks of 1 MiB: a run is not carried across a block's end, so a larger\n"
-              "input may code to a few bytes more than coded whole; it expands the same.\n",
+              "input may code to a few bytes more than coded whole; it expands the same.\n"
+              "Input that ends inside a packet is expanded as far as it goes, with exit\n"
+              "status 1.\n",
               &Run);
