@@ -25,7 +25,8 @@ constexpr std::uint64_t kBytes = 100'000'000;
 constexpr char kFlood[] = "yes 0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ | head -c 100000000";
 
 // Counts what arrives and says when the first text, and when `expected` characters,
-// have come.
+// have come; the waiting thread is woken only then, so that the figures are the
+// object's and not this thread's wake-ups.
 class Counter : public CCmdRedirect {
  public:
   ~Counter() override {
@@ -37,11 +38,13 @@ class Counter : public CCmdRedirect {
     while (text[n] != L'\0') ++n;
     std::lock_guard guard(m_lock);
     if (m_received == 0) m_first = Clock::now();
+    const bool reached = m_received < m_wanted && m_received + n >= m_wanted;
     m_received += n;
-    m_changed.notify_all();
+    if (reached) m_changed.notify_all();
   }
   Clock::time_point WaitFor(std::uint64_t characters) {
     std::unique_lock guard(m_lock);
+    m_wanted = characters;
     m_changed.wait(guard, [&] { return m_received >= characters; });
     return characters == 1 ? m_first : Clock::now();
   }
@@ -50,6 +53,7 @@ class Counter : public CCmdRedirect {
   std::mutex m_lock;
   std::condition_variable m_changed;
   std::uint64_t m_received = 0;
+  std::uint64_t m_wanted = 1;
   Clock::time_point m_first;
 };
 

@@ -61,19 +61,21 @@ void AppendUtf8(std::string& out, char32_t cp) {
 }
 
 std::wstring Utf8ToWide(std::string_view text) {
-  std::wstring out;
-  out.reserve(text.size());
+  // Never more characters than bytes: the result is sized once and cut at the end.
+  std::wstring out(text.size(), L'\0');
+  std::size_t n = 0;
   for (std::size_t pos = 0; pos < text.size();) {
+    if (const auto lead = static_cast<unsigned char>(text[pos]); lead < 0x80) {
+      out[n++] = static_cast<wchar_t>(lead);
+      ++pos;
+      continue;
+    }
     char32_t cp;
     const std::size_t len = DecodeUtf8(text, pos, cp);
-    if (len == 0) {
-      out += static_cast<wchar_t>(kReplacement);
-      ++pos;
-    } else {
-      out += static_cast<wchar_t>(cp);
-      pos += len;
-    }
+    out[n++] = static_cast<wchar_t>(len == 0 ? kReplacement : cp);
+    pos += len == 0 ? 1 : len;
   }
+  out.resize(n);
   return out;
 }
 

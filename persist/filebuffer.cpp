@@ -22,6 +22,7 @@ CFileBuffer::~CFileBuffer() {
   // As Close, without closing explicitly: the file object closes itself. A write
   // error here has nowhere to go.
   try {
+    m_bStale = false;  // the block is dropped next: nothing of it needs zeroing
     flushBuffer();
   } catch (CException* e) {
     e->Delete();
@@ -44,18 +45,19 @@ int CFileBuffer::IsBuffered(unsigned long long pos) const {
 }
 
 unsigned char* CFileBuffer::getActualBufferPosition() {
-  if (!IsBuffered() || !Reserve(m_nBufferSize)) return nullptr;
+  if (!IsBuffered() || !Reserve(m_nBufferSize, !m_bStale)) return nullptr;
+  ZeroStale();
   return m_pBuffer + (m_nPosition - m_nBlockStart);
 }
 
-bool CFileBuffer::Reserve(unsigned long n) {
+bool CFileBuffer::Reserve(unsigned long n, bool zero) {
   if (n <= m_nCapacity && m_pBuffer != nullptr) return true;
   // Doubling keeps a writer's many small growths linear in the bytes written.
   unsigned long want = std::max({n, kFirstBlockBytes, m_nCapacity < m_nBufferSize / 2 ? m_nCapacity * 2 : m_nBufferSize});
   want = std::min(want, m_nBufferSize);
   auto* grown = static_cast<unsigned char*>(std::realloc(m_pBuffer, want));
   if (grown == nullptr) return false;
-  std::memset(grown + m_nCapacity, 0, want - m_nCapacity);
+  if (zero) std::memset(grown + m_nCapacity, 0, want - m_nCapacity);
   m_pBuffer = grown;
   m_nCapacity = want;
   return true;
@@ -67,8 +69,20 @@ void CFileBuffer::updateWriteBlockLimits(unsigned int n) {
   if (!IsBuffered()) return;
   const auto o = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
   const auto to = static_cast<unsigned long>(std::min<unsigned long long>(static_cast<unsigned long long>(o) + n, m_nBufferSize));
-  if (!Reserve(to)) return;  // never mark bytes the block has no memory for
+  if (!Reserve(to, !m_bStale)) return;  // never mark bytes the block has no memory for
+  ZeroStale();
   MarkDirty(o, to);
+}
+
+void CFileBuffer::ZeroStale() {
+  if (!m_bStale) return;
+  if (m_bDirty) {
+    std::memset(m_pBuffer, 0, m_nDirtyStart);
+    std::memset(m_pBuffer + m_nDirtyEnd, 0, m_nCapacity - m_nDirtyEnd);
+  } else {
+    std::memset(m_pBuffer, 0, m_nCapacity);
+  }
+  m_bStale = false;
 }
 
 int CFileBuffer::flushBuffer() {
@@ -78,6 +92,8 @@ int CFileBuffer::flushBuffer() {
     CFile::Write(m_pBuffer + m_nDirtyStart, m_nDirtyEnd - m_nDirtyStart);
     CFile::Seek(static_cast<long long>(m_nPosition), begin);
   }
+  // The bytes just written stay in the block; the ones around them must be zeros.
+  ZeroStale();
   m_bDirty = false;
   m_nDirtyStart = m_nDirtyEnd = 0;
   return 0;
@@ -90,6 +106,7 @@ void CFileBuffer::DeleteContents() {
   m_nBlockStart = 0;
   m_nValid = 0;
   m_bDirty = false;
+  m_bStale = false;
   m_nDirtyStart = m_nDirtyEnd = 0;
 }
 
@@ -97,6 +114,7 @@ int CFileBuffer::loadBuffer(unsigned long long pos) {
   if ((m_nFlags & 3) == modeReadWrite || m_nBufferSize == 0) return -1;
   try {
     if (m_pBuffer != nullptr) {
+      m_bStale = false;  // the block is filled or marked stale again next
       flushBuffer();
     } else if (!Reserve(std::min(m_nBufferSize, kFirstBlockBytes))) {
       return -1;
@@ -108,12 +126,14 @@ int CFileBuffer::loadBuffer(unsigned long long pos) {
       m_nBlockStart = pos >= length && pos - length < m_nBufferSize ? length : pos;
       if (pos >= length) CFile::Seek(0, end);
       m_nValid = 0;
-      std::memset(m_pBuffer, 0, m_nCapacity);
+      m_bStale = true;  // zeroed when a caller may see it (ZeroStale)
     } else {
       if (pos >= length) return -7;
-      // The block needs no more memory than the file has left from `pos`.
-      if (!Reserve(static_cast<unsigned long>(std::min<unsigned long long>(m_nBufferSize, length - pos)))) return -1;
+      // The block needs no more memory than the file has left from `pos`; the read
+      // fills it and the zeros go after what it brought.
+      if (!Reserve(static_cast<unsigned long>(std::min<unsigned long long>(m_nBufferSize, length - pos)), false)) return -1;
       m_nBlockStart = pos;
+      m_nValid = 0;  // until the read succeeds
       CFile::Seek(static_cast<long long>(pos), begin);
       m_nValid = CFile::Read(m_pBuffer, m_nCapacity);
       std::memset(m_pBuffer + m_nValid, 0, m_nCapacity - m_nValid);
@@ -171,8 +191,8 @@ void CFileBuffer::Write(const void* buffer, UINT count) {
         return;
       }
     }
-    if (!Reserve(offset + n)) return;  // no memory: dropped, as a block that cannot load
-    updateWriteBlockLimits(n);
+    if (!Reserve(offset + n, !m_bStale)) return;  // no memory: dropped, as a block that cannot load
+    MarkDirty(offset, offset + n);
     std::memcpy(m_pBuffer + offset, static_cast<const unsigned char*>(buffer) + done, n);
     done += n;
     m_nPosition += n;
@@ -199,6 +219,7 @@ void CFileBuffer::Flush() {
 }
 
 void CFileBuffer::Close() {
+  m_bStale = false;  // the block is dropped next: nothing of it needs zeroing
   flushBuffer();
   DeleteContents();
   m_nPosition = 0;

@@ -57,26 +57,25 @@ class KW_API CFileBuffer : public CFile {
   void updateWriteBlockLimits(unsigned int n);
 
   // Small transfers wholly inside the block, for callers that make many of them:
-  // the same effect as Read or Write, or false (nothing done) when the bytes are
-  // not all in the block and the general path must take them.
-  bool ReadInBlock(void* buffer, unsigned int n) {
-    if (m_pBuffer == nullptr || m_nPosition < m_nBlockStart || m_nPosition - m_nBlockStart + n > m_nValid) return false;
-    std::memcpy(buffer, m_pBuffer + (m_nPosition - m_nBlockStart), n);
+  // the block's `n` bytes at the position, which then moves past them (to read
+  // them, or to fill them in before any other call on the file), or null (nothing
+  // done) when they are not all in the block and the general path must take them.
+  const unsigned char* TakeInBlock(unsigned int n) {
+    if (m_pBuffer == nullptr || m_nPosition < m_nBlockStart || m_nPosition - m_nBlockStart + n > m_nValid) return nullptr;
+    const unsigned char* at = m_pBuffer + (m_nPosition - m_nBlockStart);
     m_nPosition += n;
-    return true;
+    return at;
   }
-  bool WriteInBlock(const void* buffer, unsigned int n) {
-    if (n == 0) return true;
+  unsigned char* PlaceInBlock(unsigned int n) {
     if (m_pBuffer == nullptr || !Writing() || m_nPosition < m_nBlockStart ||
         m_nPosition - m_nBlockStart + n > m_nBufferSize) {
-      return false;
+      return nullptr;
     }
     const auto o = static_cast<unsigned long>(m_nPosition - m_nBlockStart);
-    if (Apart(o, o + n) || (o + n > m_nCapacity && !Reserve(o + n))) return false;
+    if (Apart(o, o + n) || (o + n > m_nCapacity && !Reserve(o + n, !m_bStale))) return nullptr;
     MarkDirty(o, o + n);
-    std::memcpy(m_pBuffer + o, buffer, n);
     m_nPosition += n;
-    return true;
+    return m_pBuffer + o;
   }
 
  protected:
@@ -96,14 +95,19 @@ class KW_API CFileBuffer : public CFile {
  private:
   bool Writing() const { return (m_nFlags & modeWrite) != 0; }
   // Makes the first `n` bytes of the block (n <= the block size) memory, zeros
-  // where new; false, with the block as it was, when there is no memory.
-  bool Reserve(unsigned long n);
+  // where new unless the caller fills them itself; false, with the block as it
+  // was, when there is no memory.
+  bool Reserve(unsigned long n, bool zero = true);
   // Whether [from, to) of the block neither touches nor overlaps the stretch to
   // write. A writer's block is not read from the disk, so the bytes between two
   // such stretches are not the file's: they are written separately.
   bool Apart(unsigned long from, unsigned long to) const {
     return m_bDirty && (from > m_nDirtyEnd || to < m_nDirtyStart);
   }
+  // Zeros the bytes of a writer's block that lie outside the stretch to write, if
+  // they may still hold an earlier block's data: done only before the block is
+  // handed to a caller, since a sequential writer fills every byte it marks.
+  void ZeroStale();
   // Extends the stretch to write to cover [from, to) of the block.
   void MarkDirty(unsigned long from, unsigned long to) {
     if (m_bDirty) {
@@ -124,6 +128,7 @@ class KW_API CFileBuffer : public CFile {
   unsigned long long m_nPosition = 0;
   unsigned long m_nValid = 0;  // read mode: bytes of the block that hold file data
   bool m_bDirty = false;       // write mode: [m_nDirtyStart, m_nDirtyEnd) must be written
+  bool m_bStale = false;       // write mode: bytes outside that stretch may not be zeros
   unsigned long m_nDirtyStart = 0;
   unsigned long m_nDirtyEnd = 0;
   int m_nDroppedCause = 0;  // write mode: why data were last dropped (0, none, when not)

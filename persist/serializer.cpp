@@ -4,11 +4,16 @@
 #include <cstring>
 #include <new>
 
+#include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/persist/filebuffer.h>
 #include <kwlib63/progress/indicadorestat.h>
 
 namespace {
+
+using kwfw::Load16;
+using kwfw::Load32;
+using kwfw::Store16;
 
 constexpr unsigned long kBufferSize = 8388608;
 constexpr UINT kOpenWrite = CFile::modeCreate | CFile::modeWrite | CFile::typeBinary;  // 36865
@@ -20,17 +25,6 @@ void Report(CException* e) {
   e->ReportError(MB_ICONERROR, 0);
   e->Delete();
 }
-
-void Put16(unsigned char* p, unsigned v) {
-  p[0] = static_cast<unsigned char>(v);
-  p[1] = static_cast<unsigned char>(v >> 8);
-}
-void Put32(unsigned char* p, std::uint32_t v) {
-  Put16(p, v & 0xFFFF);
-  Put16(p + 2, v >> 16);
-}
-unsigned Get16(const unsigned char* p) { return p[0] | (p[1] << 8u); }
-std::uint32_t Get32(const unsigned char* p) { return Get16(p) | (static_cast<std::uint32_t>(Get16(p + 2)) << 16); }
 
 }  // namespace
 
@@ -84,10 +78,10 @@ int TSerializer::CreateHeader(short nTipus, short w2, short w3, short w4) {
   try {
     if (m_pFile->GetLength() != 0) return -16100;
     unsigned char header[KW_SER_FILEHEADER];
-    Put16(header, static_cast<unsigned short>(nTipus));
-    Put16(header + 2, static_cast<unsigned short>(w2));
-    Put16(header + 4, static_cast<unsigned short>(w3));
-    Put16(header + 6, static_cast<unsigned short>(w4));
+    Store16(header, static_cast<std::uint16_t>(nTipus));
+    Store16(header + 2, static_cast<std::uint16_t>(w2));
+    Store16(header + 4, static_cast<std::uint16_t>(w3));
+    Store16(header + 6, static_cast<std::uint16_t>(w4));
     std::memcpy(header + 8, KW_SER_SIGNATURE, sizeof KW_SER_SIGNATURE);
     m_pFile->Write(header, sizeof header);
     return 0;
@@ -108,7 +102,7 @@ int TSerializer::GetHeader(short& nTipus, short& w2, short& w3, short& w4) {
   if (std::memcmp(header + 8, KW_SER_SIGNATURE, sizeof KW_SER_SIGNATURE) != 0) return -16103;
   short words[4];
   for (int i = 0; i < 4; ++i) {
-    words[i] = static_cast<short>(Get16(header + 2 * i));
+    words[i] = static_cast<short>(Load16(header + 2 * i));
     if (words[i] < 0) return -16103;
   }
   nTipus = words[0];
@@ -118,19 +112,14 @@ int TSerializer::GetHeader(short& nTipus, short& w2, short& w3, short& w4) {
   return 0;
 }
 
-int TSerializer::WriteRecord(void* pData, unsigned long nLength, unsigned long nId) {
+int TSerializer::WriteRecordGeneral(void* pData, unsigned long nLength, unsigned long nId) {
   // Lengths and identifiers are 32 bits in the file; a larger one cannot be written.
   if (nLength > 0xFFFFFFFFul || nId > 0xFFFFFFFFul || (nLength > 0 && pData == nullptr)) return -8;
   // A small record goes to the file in one piece: one call instead of two.
   unsigned char record[512];
-  Put32(record, static_cast<std::uint32_t>(nId));
-  Put32(record + 4, static_cast<std::uint32_t>(nLength));
-  Put16(record + 8, static_cast<unsigned short>(m_hdr.nNivell));
+  PutHeader(record, static_cast<DWORD>(nId), static_cast<DWORD>(nLength));
   try {
-    if (m_pBuffered != nullptr) {
-      if (!m_pBuffered->WriteInBlock(record, KW_SER_RECORDHEADER)) m_pFile->Write(record, KW_SER_RECORDHEADER);
-      if (!m_pBuffered->WriteInBlock(pData, static_cast<UINT>(nLength))) m_pFile->Write(pData, static_cast<UINT>(nLength));
-    } else if (nLength <= sizeof record - KW_SER_RECORDHEADER) {
+    if (nLength <= sizeof record - KW_SER_RECORDHEADER) {
       if (nLength > 0) std::memcpy(record + KW_SER_RECORDHEADER, pData, nLength);
       m_pFile->Write(record, static_cast<UINT>(KW_SER_RECORDHEADER + nLength));
     } else {
@@ -155,27 +144,30 @@ short TSerializer::Pop(short nNivell) {
 }
 
 bool TSerializer::ReadExactly(void* buffer, unsigned long count) {
-  if (count == 0 || (m_pBuffered != nullptr && m_pBuffered->ReadInBlock(buffer, static_cast<UINT>(count)))) return true;
+  if (count == 0) return true;
+  if (const unsigned char* at = m_pBuffered != nullptr ? m_pBuffered->TakeInBlock(static_cast<unsigned int>(count)) : nullptr) {
+    std::memcpy(buffer, at, count);
+    return true;
+  }
   return m_pFile->Read(buffer, static_cast<UINT>(count)) == count;
 }
 
-int TSerializer::ReadHeader() {
+int TSerializer::ReadHeader(SER_RECORDHEADER* out) {
   if (m_bPending) {
     m_bPending = false;
+    if (out != nullptr) *out = m_hdr;
     return 1;
   }
   if (m_nConsumed < m_hdr.nLength) m_pFile->Seek(static_cast<long long>(m_hdr.nLength - m_nConsumed), CFile::current);
+  if (TakeHeaderInBlock(out)) return 1;
   unsigned char header[KW_SER_RECORDHEADER];
-  // The fixed size lets the copy from the block compile to two moves.
-  if (!(m_pBuffered != nullptr && m_pBuffered->ReadInBlock(header, sizeof header)) &&
-      !ReadExactly(header, sizeof header)) {
+  if (!ReadExactly(header, sizeof header)) {
     // The end of the data: nothing of the last record is left to skip.
     m_nConsumed = m_hdr.nLength;
     return 0;
   }
-  m_hdr.nId = Get32(header);
-  m_hdr.nLength = Get32(header + 4);
-  m_hdr.nNivell = static_cast<short>(Get16(header + 8));
+  m_hdr = SER_RECORDHEADER{Load32(header), Load32(header + 4), static_cast<short>(Load16(header + 8))};
+  if (out != nullptr) *out = m_hdr;
   m_nConsumed = 0;
   return 1;
 }
@@ -190,15 +182,10 @@ int TSerializer::Advance(TIndicadorEstat* pIE) const {
   return pIE->MostrarEstat(min + (max - min) * fraction);
 }
 
-int TSerializer::NextRecord(SER_RECORDHEADER& hdr, short nNivell, TIndicadorEstat* pIE) {
+int TSerializer::NextRecordGeneral(SER_RECORDHEADER& hdr, short nNivell, TIndicadorEstat* pIE) {
   if (pIE != nullptr && pIE->TestCancel()) return 0;
   try {
-    if (!ReadHeader()) return 0;
-    // Field by field, as ReadHeader stored them, so the loads take the stored values
-    // straight from the stores.
-    hdr.nId = m_hdr.nId;
-    hdr.nLength = m_hdr.nLength;
-    hdr.nNivell = m_hdr.nNivell;
+    if (!ReadHeader(&hdr)) return 0;
     if (nNivell < 0 || nNivell == m_hdr.nNivell) return Advance(pIE);
     m_bPending = true;
     return 0;
@@ -230,7 +217,7 @@ bool TSerializer::DataInFile() {
   return false;
 }
 
-int TSerializer::ReadRecord(void* pBuffer, unsigned long nCount, TIndicadorEstat* pIE) {
+int TSerializer::ReadRecordGeneral(void* pBuffer, unsigned long nCount, TIndicadorEstat* pIE) {
   if (pIE != nullptr && pIE->TestCancel()) return 0;
   if (nCount == kRest) nCount = m_hdr.nLength >= m_nConsumed ? m_hdr.nLength - m_nConsumed : 0;
   if (nCount > 0xFFFFFFFFul || (nCount > 0 && pBuffer == nullptr)) return 0;

@@ -13,11 +13,11 @@
 #include <map>
 #include <string>
 
+#include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/export.h>
 #include <kwlib63/framework/file.h>
 #include <kwlib63/framework/wintypes.h>
-
-class CFileBuffer;
+#include <kwlib63/persist/filebuffer.h>
 
 class TIndicadorEstat;
 
@@ -54,7 +54,16 @@ class KW_API TSerializer {
 
   // A record of the current level (note the order: data, length, identifier).
   // 0, or -8 on a write error.
-  int WriteRecord(void* pData, unsigned long nLength, unsigned long nId);
+  int WriteRecord(void* pData, unsigned long nLength, unsigned long nId) {
+    // A record that fits the file's block is placed there whole, without a call.
+    unsigned char* at = pData != nullptr && nLength - 1 < 0xFFFFFFF5ul && nId <= 0xFFFFFFFFul && m_pBuffered != nullptr
+                            ? m_pBuffered->PlaceInBlock(static_cast<unsigned int>(KW_SER_RECORDHEADER + nLength))
+                            : nullptr;
+    if (at == nullptr) return WriteRecordGeneral(pData, nLength, nId);
+    PutHeader(at, static_cast<DWORD>(nId), static_cast<DWORD>(nLength));
+    std::memcpy(at + KW_SER_RECORDHEADER, pData, nLength);
+    return 0;
+  }
   // A non-negative argument sets the level; a negative one adds (Push) or takes
   // (Pop) one. Both return the new level.
   short Push(short nNivell = -1);
@@ -65,12 +74,29 @@ class KW_API TSerializer {
   // The next record header at level `nNivell` (any level when negative): 1, or 0
   // at the end of the data, on a cancel, or for another level (that record stays
   // pending for the next call).
-  int NextRecord(SER_RECORDHEADER& hdr, short nNivell = -1, TIndicadorEstat* pIE = nullptr);
+  // Readers call this and ReadRecord once per record, so the usual case, a
+  // record in the file's block and no indicator, is served here without a call.
+  int NextRecord(SER_RECORDHEADER& hdr, short nNivell = -1, TIndicadorEstat* pIE = nullptr) {
+    if (pIE != nullptr || m_bPending || m_nConsumed < m_hdr.nLength || !TakeHeaderInBlock(&hdr)) {
+      return NextRecordGeneral(hdr, nNivell, pIE);
+    }
+    if (nNivell < 0 || nNivell == hdr.nNivell) return 1;
+    m_bPending = true;
+    return 0;
+  }
   int NextRecord(unsigned long& nId, unsigned long& nLength, short& nNivellRec, short nNivell = -1,
                  TIndicadorEstat* pIE = nullptr);
   // `nCount` bytes of data (0xFFFFFFFF: the rest of the record). 1, or 0 when fewer
   // arrive or on a cancel.
-  int ReadRecord(void* pBuffer, unsigned long nCount, TIndicadorEstat* pIE = nullptr);
+  int ReadRecord(void* pBuffer, unsigned long nCount, TIndicadorEstat* pIE = nullptr) {
+    const unsigned char* at = pIE == nullptr && pBuffer != nullptr && nCount - 1 < 0xFFFFFFFEul && m_pBuffered != nullptr
+                                  ? m_pBuffered->TakeInBlock(static_cast<unsigned int>(nCount))
+                                  : nullptr;
+    if (at == nullptr) return ReadRecordGeneral(pBuffer, nCount, pIE);
+    std::memcpy(pBuffer, at, nCount);
+    m_nConsumed += nCount;
+    return 1;
+  }
   // Skips the records deeper than `nNivell` (the current level when negative).
   int SkipRecord(short nNivell = -1, TIndicadorEstat* pIE = nullptr);
   // The next record whole. 0; -5 cancelled; -17 no record; -7 read error; the
@@ -104,8 +130,33 @@ class KW_API TSerializer {
   CObject* GetHelper(const wchar_t* name) const;
 
  private:
-  // Delivers the pending header or reads the next one. 1, or 0 at the end of data.
-  int ReadHeader();
+  int WriteRecordGeneral(void* pData, unsigned long nLength, unsigned long nId);
+  // A record header of the current level at `at`.
+  void PutHeader(unsigned char* at, DWORD nId, DWORD nLength) const {
+    kwfw::Store32(at, nId);
+    kwfw::Store32(at + 4, nLength);
+    kwfw::Store16(at + 8, static_cast<std::uint16_t>(m_hdr.nNivell));
+  }
+  int NextRecordGeneral(SER_RECORDHEADER& hdr, short nNivell, TIndicadorEstat* pIE);
+  int ReadRecordGeneral(void* pBuffer, unsigned long nCount, TIndicadorEstat* pIE);
+  // Delivers the pending header or reads the next one, also into `out` when given.
+  // 1, or 0 at the end of data.
+  int ReadHeader(SER_RECORDHEADER* out = nullptr);
+  // The next header taken from the file's block, when it lies there whole: kept as
+  // the current one and handed out from the parsed values (loading it back from
+  // m_hdr just after the stores would wait for them).
+  bool TakeHeaderInBlock(SER_RECORDHEADER* out) {
+    const unsigned char* at = m_pBuffered != nullptr ? m_pBuffered->TakeInBlock(KW_SER_RECORDHEADER) : nullptr;
+    if (at == nullptr) return false;
+    // Each record's place depends on the last one's length: fetching ahead keeps
+    // the walk from waiting on memory.
+    __builtin_prefetch(at + 4096);
+    const SER_RECORDHEADER parsed{kwfw::Load32(at), kwfw::Load32(at + 4), static_cast<short>(kwfw::Load16(at + 8))};
+    m_hdr = parsed;
+    if (out != nullptr) *out = parsed;
+    m_nConsumed = 0;
+    return true;
+  }
   // The indicator moved to the file position; 1 without one.
   int Advance(TIndicadorEstat* pIE) const;
   // Reads the current record into `pData`: 0, or -7 (a block `allocated` here is

@@ -152,7 +152,9 @@ DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
       timeout = 0;
     } else if (milliseconds != INFINITE) {
       if (!deadline) deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*deadline - Clock::now()).count();
+      // Rounded up: truncating would turn the last fraction of a millisecond, and
+      // so a whole 1 ms wait, into no wait at all.
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now()).count();
       if (left <= 0) return WAIT_TIMEOUT;
       timeout = static_cast<int>(std::min<long long>(left, 1 << 30));
     }

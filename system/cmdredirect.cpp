@@ -1,5 +1,6 @@
 #include <kwlib63/system/cmdredirect.h>
 
+#include <algorithm>
 #include <chrono>
 #include <climits>
 #include <condition_variable>
@@ -21,6 +22,10 @@
 namespace {
 
 constexpr DWORD kChunk = 256;
+// The pipe is emptied this much at a time and its bytes handed on in chunks of
+// kChunk: the callbacks see the chunks they always have, without a system call
+// for each.
+constexpr DWORD kRead = 64 * 1024;
 
 // How much of `bytes` ends with whole UTF-8 sequences: a sequence cut by the end
 // of a read is left for the next one.
@@ -34,6 +39,8 @@ std::size_t WholeSequences(const std::string& bytes) {
   }
   return size;
 }
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 bool Active(HANDLE process) {
   DWORD code = 0;
@@ -231,7 +238,6 @@ int CCmdRedirect::StdErrThread(HANDLE hRead) { return ReadLoop(hRead, false); }
 
 int CCmdRedirect::ReadLoop(HANDLE hRead, bool parseProgress) {
   const std::shared_ptr<Run> run = m_run;
-  run->ready.wait();
   // Told on every way out, after the last use of the object's state.
   struct Leave {
     Run& run;
@@ -242,27 +248,36 @@ int CCmdRedirect::ReadLoop(HANDLE hRead, bool parseProgress) {
     }
   } leave{*run};
   std::string& pending = parseProgress ? m_pendingOut : m_pendingErr;
-  char buffer[kChunk + 1];
+  // On the stack, so that nothing is allocated before the first read.
+  char block[kRead];
+  char chunk[kChunk + 1];
   for (;;) {
     DWORD read = 0;
-    if (!kwplat::ReadFile(hRead, buffer, kChunk, &read, nullptr) || read == 0) {
+    if (!kwplat::ReadFile(hRead, block, kRead, &read, nullptr) || read == 0) {
       if (kwplat::GetLastError() == ERROR_BROKEN_PIPE || kwplat::GetLastError() == ERROR_INVALID_HANDLE) return 0;
       if (m_bRunThread) continue;
       return 0;
     }
-    buffer[read] = '\0';
-    pending.append(buffer, read);
-    const std::size_t whole = WholeSequences(pending);
-    const std::wstring text = kwfw::Utf8ToWide(std::string_view(pending).substr(0, whole));
-    pending.erase(0, whole);
-    if (!text.empty()) {
-      if (parseProgress) OnChildStdOutWrite(text.c_str());
-      else OnChildStdErrWrite(text.c_str());
-      // Stopped meanwhile, perhaps by the callback itself, which may have started
-      // the object again: nothing of it is this thread's any more.
-      if (run->stopped) return 0;
+    // The reading starts at once; only the callbacks, which may stop the object,
+    // wait until the start has stored its threads.
+    run->ready.wait();
+    for (DWORD at = 0; at < read; at += kChunk) {
+      const DWORD n = std::min(kChunk, read - at);
+      std::memcpy(chunk, block + at, n);
+      chunk[n] = '\0';
+      pending.append(chunk, n);
+      const std::size_t whole = WholeSequences(pending);
+      const std::wstring text = kwfw::Utf8ToWide(std::string_view(pending).substr(0, whole));
+      pending.erase(0, whole);
+      if (!text.empty()) {
+        if (parseProgress) OnChildStdOutWrite(text.c_str());
+        else OnChildStdErrWrite(text.c_str());
+        // Stopped meanwhile, perhaps by the callback itself, which may have started
+        // the object again: nothing of it is this thread's any more.
+        if (run->stopped) return 0;
+      }
+      if (parseProgress) ParseProgress(chunk);
     }
-    if (parseProgress) ParseProgress(buffer);
   }
 }
 
@@ -272,18 +287,30 @@ void CCmdRedirect::ParseProgress(const char* chunk) {
   // Only a sign in the new text can change the answer: the digits before an older
   // sign are what they were. The search is therefore linear in the output.
   const std::size_t found = std::string_view(m_strProgressText).substr(before).rfind('%');
-  if (found == std::string_view::npos || before + found == 0) return;
-  const std::size_t sign = before + found;
-  std::size_t start = sign;
-  while (start > 0 && m_strProgressText[start - 1] >= '0' && m_strProgressText[start - 1] <= '9') --start;
-  if (start == sign) return;
-  // atoi's value, without its undefined overflow for an endless run of digits.
-  const long long value = std::strtoll(m_strProgressText.c_str() + start, nullptr, 10);
-  const int percentage = value > INT_MAX ? INT_MAX : static_cast<int>(value);
-  if (percentage > m_nProgress) {
-    m_nProgress = percentage;
-    m_strProgressText.clear();
+  if (found != std::string_view::npos && before + found > 0) {
+    const std::size_t sign = before + found;
+    std::size_t start = sign;
+    while (start > 0 && IsDigit(m_strProgressText[start - 1])) --start;
+    if (start < sign) {
+      // atoi's value, without its undefined overflow for an endless run of digits.
+      const long long value = std::strtoll(m_strProgressText.c_str() + start, nullptr, 10);
+      const int percentage = value > INT_MAX ? INT_MAX : static_cast<int>(value);
+      if (percentage > m_nProgress) {
+        m_nProgress = percentage;
+        m_strProgressText.clear();
+        return;
+      }
+    }
   }
+  // What can still stand before a later sign is the run of digits at the end, and
+  // of that only its value: the text keeps that much, so that a child that never
+  // prints a higher percentage costs no memory.
+  std::size_t run = m_strProgressText.size();
+  while (run > 0 && IsDigit(m_strProgressText[run - 1])) --run;
+  m_strProgressText.erase(0, run);
+  const std::size_t zeros = std::min(m_strProgressText.find_first_not_of('0'), m_strProgressText.size());
+  m_strProgressText.erase(0, zeros == m_strProgressText.size() && zeros > 0 ? zeros - 1 : zeros);
+  if (m_strProgressText.size() > 10) m_strProgressText = "2147483648";  // above the cap whatever follows
 }
 
 int CCmdRedirect::ProcessThread() {

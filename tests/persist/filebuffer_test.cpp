@@ -99,6 +99,36 @@ TEST_F(FileBufferTest, MemoryFollowsTheDataUpToTheBlockSize) {
   EXPECT_EQ(f.AllocatedBlockSize(), kBlock);
 }
 
+// A writer's block that moved on holds the earlier block's bytes in memory until
+// someone may see them: whichever way the block is then handed out (its address,
+// after a flush in place, bytes marked without being written), it shows zeros
+// beyond what was written.
+TEST_F(FileBufferTest, ABlockHandedOutHoldsZerosBeyondTheWrittenBytes) {
+  const std::string written = std::string(20, 'a');  // with blocks of 16, the second starts at 16
+  const std::string seen = std::string(4, 'a') + std::string(12, '\0');
+  {
+    CFileBuffer f(m_path.c_str(), kWrite, 16);
+    f.Write(written.data(), 20);
+    const unsigned char* at = f.getActualBufferPosition();
+    ASSERT_NE(at, nullptr);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(at) - 4, 16), seen);
+  }
+  {
+    CFileBuffer f(m_path.c_str(), kWrite, 16);
+    f.Write(written.data(), 20);
+    f.Flush();
+    const unsigned char* at = f.getActualBufferPosition();
+    ASSERT_NE(at, nullptr);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(at) - 4, 16), seen);
+  }
+  {
+    CFileBuffer f(m_path.c_str(), kWrite, 16);
+    f.Write(written.data(), 20);
+    f.updateWriteBlockLimits(3);
+  }
+  EXPECT_EQ(Contents(), written + std::string(3, '\0'));
+}
+
 // Writes of all sizes with seeks anywhere, back into written data or past its end
 // (gaps read as zeros), against a string holding what the file must hold; then
 // reads at random places against it.

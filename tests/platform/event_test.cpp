@@ -49,6 +49,17 @@ TEST(Events, WaitForAnyOrAll) {
   EXPECT_EQ(kwplat::WaitForSingleObject(e.h[0], 0), WAIT_TIMEOUT);  // taken by the wait for all
 }
 
+// A wait that times out has waited its time: a loop that waits 1 ms at a time
+// must not spin. Only a lower bound, which no load can break.
+TEST(Events, TimeOutIsWaitedWhole) {
+  Handles e(FALSE, TRUE);
+  for (const DWORD ms : {1u, 2u, 10u}) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(kwplat::WaitForMultipleObjects(2, e.h, FALSE, ms), WAIT_TIMEOUT);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(ms)) << ms << " ms";
+  }
+}
+
 TEST(Events, BadArguments) {
   int notAnEvent = 0;
   HANDLE bad = &notAnEvent;

@@ -3,11 +3,15 @@
 // destruction mid-run, the argument rules, the working folder and the descriptors
 // the child receives.
 #include <atomic>
+#include <climits>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <mutex>
+#include <random>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -115,6 +119,69 @@ TEST(CmdRedirect, ProgressOnlyRisesAndSurvivesSplitWrites) {
   EXPECT_TRUE(split.WaitFor(L"\u00E9"));
   EXPECT_EQ(split.GetCurrentProgress(), 42);
   EXPECT_EQ(split.Out(), L"42%x%\u00E9");
+}
+
+// The percentage as the object has always followed it: all the text since the last
+// step kept, and after each chunk the digits before its last sign read.
+struct ProgressModel {
+  std::string text;
+  int progress = 0;
+  void Chunk(std::string_view chunk) {
+    text += chunk;
+    const std::size_t sign = text.rfind('%');
+    if (sign == std::string::npos || sign == 0) return;
+    std::size_t start = sign;
+    while (start > 0 && text[start - 1] >= '0' && text[start - 1] <= '9') --start;
+    if (start == sign) return;
+    const long long value = std::strtoll(text.c_str() + start, nullptr, 10);
+    const int percentage = value > INT_MAX ? INT_MAX : static_cast<int>(value);
+    if (percentage > progress) {
+      progress = percentage;
+      text.clear();
+    }
+  }
+};
+
+// Output of every size around the chunk and the read: whatever the chunks, each
+// holds at most 256 bytes, they come in order, the percentage is the model's over
+// the same chunks, and the text kept for it stays small.
+TEST(CmdRedirect, ChunksAndProgressFollowTheModel) {
+  class Chunks : public Recorder {
+   public:
+    std::size_t Kept() const { return m_strProgressText.size(); }
+  };
+  const unsigned seed = std::random_device{}();
+  std::mt19937 rng(seed);
+  kwtest::TempDir dir;
+  for (const std::size_t size : {0u, 1u, 255u, 256u, 257u, 4096u, 65535u, 65536u, 65537u, 300000u}) {
+    // Runs of digits long and short, signs, other bytes; leading zeros and numbers
+    // beyond the cap included.
+    std::string text;
+    while (text.size() < size) {
+      const unsigned pick = rng() % 10;
+      if (pick < 5) text += std::string(1 + rng() % (pick == 0 ? 40 : 3), static_cast<char>('0' + rng() % 10));
+      else if (pick < 7) text += '%';
+      else text += "x\n"[rng() % 2];
+    }
+    text.resize(size);
+    const std::string file = dir.At("out-" + std::to_string(size));
+    kwtest::WriteBytes(file, text);
+    Chunks r;
+    ASSERT_EQ(r.StartChildProcess(kwfw::Utf8ToWide("/bin/cat " + file).c_str(), FALSE, TRUE, nullptr), 1);
+    ASSERT_TRUE(kwtest::Eventually([&] { return r.m_terminated && r.Out().size() == size; }))
+        << "seed " << seed << ", size " << size;
+    r.TerminateChildProcess();
+    ProgressModel model;
+    std::string joined;
+    for (const std::wstring& chunk : r.m_outCalls) {
+      ASSERT_LE(chunk.size(), 256u) << "seed " << seed;
+      model.Chunk(kwfw::WideToUtf8(chunk));
+      joined += kwfw::WideToUtf8(chunk);
+    }
+    EXPECT_EQ(joined, text) << "seed " << seed << ", size " << size;
+    EXPECT_EQ(r.GetCurrentProgress(), model.progress) << "seed " << seed << ", size " << size;
+    EXPECT_LE(r.Kept(), 10u) << "seed " << seed << ", size " << size;
+  }
 }
 
 TEST(CmdRedirect, InputArgumentsFolderAndDescriptors) {
