@@ -115,4 +115,78 @@ void BM_PlainUpdate(benchmark::State& state) {
 }
 BENCHMARK(BM_PlainUpdate)->UseRealTime();
 
+constexpr int kEnumValues = 10'000;
+
+// A key of 10 000 values, made once; the key's id for the peer.
+sqlite3_int64 EnumKey() {
+  static const sqlite3_int64 id = [] {
+    HiveFile();
+    HKEY key = nullptr;
+    if (kwplat::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Tormel\\Enum", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                                nullptr) != ERROR_SUCCESS) {
+      std::abort();
+    }
+    for (int i = 0; i < kEnumValues; ++i) {
+      const DWORD data = static_cast<DWORD>(i);
+      const std::wstring name = L"Valor" + std::to_wstring(i);
+      kwplat::RegSetValueExW(key, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&data), sizeof data);
+    }
+    kwplat::RegCloseKey(key);
+    sqlite3* db = nullptr;
+    sqlite3_open_v2(HiveFile().c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_stmt* find = nullptr;
+    sqlite3_prepare_v2(db, "SELECT key FROM vals WHERE folded = 'valor0'", -1, &find, nullptr);
+    if (sqlite3_step(find) != SQLITE_ROW) std::abort();
+    const sqlite3_int64 found = sqlite3_column_int64(find, 0);
+    sqlite3_finalize(find);
+    sqlite3_close(db);
+    return found;
+  }();
+  return id;
+}
+
+// Every value of the key by index, 0 to n-1, name, type and data, as an editor
+// listing the key reads them.
+void BM_RegEnumValue10k(benchmark::State& state) {
+  EnumKey();
+  HKEY key = nullptr;
+  if (kwplat::RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Tormel\\Enum", 0, KEY_READ, &key) != ERROR_SUCCESS) std::abort();
+  for (auto _ : state) {
+    DWORD count = 0;
+    for (;; ++count) {
+      wchar_t name[256];
+      DWORD nameLength = 256, type = 0, data = 0, size = sizeof data;
+      if (kwplat::RegEnumValueW(key, count, name, &nameLength, nullptr, &type, reinterpret_cast<BYTE*>(&data), &size) !=
+          ERROR_SUCCESS) {
+        break;
+      }
+      benchmark::DoNotOptimize(data);
+    }
+    if (count != kEnumValues) state.SkipWithError("the values were not all listed");
+  }
+  kwplat::RegCloseKey(key);
+  state.SetItemsProcessed(state.iterations() * kEnumValues);
+}
+BENCHMARK(BM_RegEnumValue10k)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// The same rows in one statement, in the same order.
+void BM_PlainSelectAll10k(benchmark::State& state) {
+  PlainStatement plain("SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY id");
+  sqlite3_stmt* select = plain.Statement();
+  const sqlite3_int64 key = EnumKey();
+  for (auto _ : state) {
+    int count = 0;
+    sqlite3_bind_int64(select, 1, key);
+    while (sqlite3_step(select) == SQLITE_ROW) {
+      benchmark::DoNotOptimize(sqlite3_column_text(select, 0));
+      benchmark::DoNotOptimize(sqlite3_column_blob(select, 2));
+      ++count;
+    }
+    sqlite3_reset(select);
+    if (count != kEnumValues) state.SkipWithError("the rows were not all read");
+  }
+  state.SetItemsProcessed(state.iterations() * kEnumValues);
+}
+BENCHMARK(BM_PlainSelectAll10k)->UseRealTime()->Unit(benchmark::kMillisecond);
+
 }  // namespace

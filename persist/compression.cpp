@@ -225,6 +225,37 @@ unsigned long TCompression::DescomprimirRLE(unsigned char* pSrc, unsigned long n
 unsigned long TCompression::DescomprimirPackbits(unsigned char* pSrc, unsigned long nLenSrc, unsigned long nMaxDst,
                                                  unsigned char* pDst) {
   std::size_t in = 0, out = 0;
+  // Far from the end of the input and from the limit, a packet of up to kWide
+  // bytes is written as kWide bytes, a fixed size that needs no branch on its
+  // length. What goes past the packet is written again by the packets after it:
+  // every two input bytes give at least one output byte, and with kFarIn input
+  // bytes left and kFarOut output bytes below the limit, they give kWide more.
+  constexpr std::size_t kWide = 16, kFarIn = 4 * kWide, kFarOut = 2 * kWide;
+  while (nLenSrc - in >= kFarIn && out + kFarOut <= nMaxDst) {
+    const unsigned h = pSrc[in++];
+    if (h < 128) {
+      const std::size_t count = h + 1u;
+      if (count <= kWide) {
+        std::memcpy(pDst + out, pSrc + in, kWide);
+      } else if (count <= nLenSrc - in) {
+        std::memcpy(pDst + out, pSrc + in, count);
+      } else {
+        --in;  // cut short by the end of the input: the exact loop below takes it
+        break;
+      }
+      out += count;
+      in += count;
+    } else {
+      const std::size_t count = 257 - h;
+      if (count <= kWide) {
+        std::memset(pDst + out, pSrc[in], kWide);
+      } else {
+        std::memset(pDst + out, pSrc[in], count);
+      }
+      ++in;
+      out += count;
+    }
+  }
   while (in < nLenSrc && out < nMaxDst) {
     const unsigned h = pSrc[in++];
     if (h < 128) {

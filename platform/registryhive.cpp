@@ -48,6 +48,7 @@ enum RegistryHive::Statement : int {
   kDeleteKeyValues,
   kDeleteKey,
   kBegin,
+  kBeginRead,
   kCommit,
   kRollback,
   kStatementCount
@@ -84,6 +85,29 @@ class ResetOnExit {
 
  private:
   sqlite3_stmt* m_statement;
+};
+
+// Statements that belong together (an enumeration's version check and its row) in
+// one read transaction: the file is locked once for them instead of once each.
+// Inside a transaction already, nothing is done.
+class ReadTransaction {
+ public:
+  ReadTransaction(sqlite3* db, sqlite3_stmt* begin, sqlite3_stmt* commit) : m_commit(commit) {
+    if (sqlite3_get_autocommit(db) == 0) return;
+    ResetOnExit opened(begin);
+    m_open = sqlite3_step(begin) == SQLITE_DONE;
+  }
+  ~ReadTransaction() {
+    if (!m_open) return;
+    ResetOnExit closed(m_commit);
+    sqlite3_step(m_commit);
+  }
+  ReadTransaction(const ReadTransaction&) = delete;
+  ReadTransaction& operator=(const ReadTransaction&) = delete;
+
+ private:
+  sqlite3_stmt* m_commit;
+  bool m_open = false;
 };
 
 }  // namespace
@@ -290,6 +314,7 @@ bool RegistryHive::Prepare() {
       "DELETE FROM vals WHERE key = ?1",
       "DELETE FROM keys WHERE id = ?1",
       "BEGIN IMMEDIATE",
+      "BEGIN",
       "COMMIT",
       "ROLLBACK",
   };
@@ -499,6 +524,7 @@ LONG RegistryHive::StepEnumeration(Cursor& cursor, Statement at, Statement after
 LONG RegistryHive::ValueAt(KeyId key, DWORD index, std::string& name, DWORD& type, std::string& data) {
   std::lock_guard guard(m_lock);
   if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
+  const ReadTransaction together(m_db, Stmt(kBeginRead), Stmt(kCommit));
   sqlite3_stmt* statement = nullptr;
   const LONG result = StepEnumeration(m_valueCursor, kValueAt, kValueAfter, kValueFrom, key, index, statement);
   ResetOnExit row(statement);
@@ -512,6 +538,7 @@ LONG RegistryHive::ValueAt(KeyId key, DWORD index, std::string& name, DWORD& typ
 LONG RegistryHive::SubKeyAt(KeyId key, DWORD index, std::string& name) {
   std::lock_guard guard(m_lock);
   if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
+  const ReadTransaction together(m_db, Stmt(kBeginRead), Stmt(kCommit));
   sqlite3_stmt* statement = nullptr;
   const LONG result = StepEnumeration(m_keyCursor, kSubKeyAt, kSubKeyAfter, kSubKeyFrom, key, index, statement);
   ResetOnExit row(statement);
