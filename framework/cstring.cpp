@@ -404,9 +404,16 @@ void CStringT<CharT>::Format(PCXSTR format, ...) {
 template <typename CharT>
 void CStringT<CharT>::FormatV(PCXSTR format, va_list args) {
   if (format == nullptr) AfxThrowInvalidArgException();
-  std::basic_string<CharT> out;
-  Guard([&] { kwfw::FormatAppendV(out, format, args); });
-  m_str.swap(out);
+  // Formatted apart, since an argument may be this string's own text, into a
+  // buffer the thread keeps, so that formatting again allocates nothing; a buffer
+  // grown by a very long text is let go.
+  thread_local std::basic_string<CharT> scratch;
+  scratch.clear();
+  Guard([&] {
+    kwfw::FormatAppendV(scratch, format, args);
+    m_str.assign(scratch);
+  });
+  if (scratch.capacity() > 65536) std::basic_string<CharT>().swap(scratch);
 }
 
 template <typename CharT>

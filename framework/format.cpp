@@ -4,7 +4,11 @@
 // conversion is handed to snprintf on its own.
 #include <kwlib63/framework/format.h>
 
+#include <langinfo.h>
+
+#include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
@@ -148,10 +152,33 @@ void FormatInteger(std::basic_string<CharT>& out, const Conversion& s, va_list& 
   }
 }
 
+// %f without flags or width, the usual case, written without the C library:
+// std::to_chars gives the C library's digits (rounded the same way), and the
+// decimal point is the one of the calling thread's locale.
+template <typename CharT>
+bool AppendPlainFixed(std::basic_string<CharT>& out, const Conversion& s, double value) {
+  constexpr int kMaxPrecision = 64;  // with 309 integer digits at most, the buffer holds it
+  if (s.flagCount != 0 || s.width != 0 || s.precision > kMaxPrecision || (s.conv != 'f' && s.conv != 'F') ||
+      !std::isfinite(value)) {
+    return false;
+  }
+  char digits[400];
+  const char* end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed,
+                                  s.precision >= 0 ? s.precision : 6).ptr;
+  const char* point = std::find(static_cast<const char*>(digits), end, '.');
+  AppendNarrow(out, std::string_view(digits, static_cast<std::size_t>(point - digits)));
+  if (point != end) {
+    AppendNarrow(out, nl_langinfo(RADIXCHAR));
+    AppendNarrow(out, std::string_view(point + 1, static_cast<std::size_t>(end - point - 1)));
+  }
+  return true;
+}
+
 template <typename CharT>
 void FormatFloat(std::basic_string<CharT>& out, const Conversion& s, va_list& args) {
   if (s.size == Size::kLongDouble) return AppendNumber(out, NumericFormat(s, "L"), va_arg(args, long double));
-  AppendNumber(out, NumericFormat(s, ""), va_arg(args, double));
+  const double value = va_arg(args, double);
+  if (!AppendPlainFixed(out, s, value)) AppendNumber(out, NumericFormat(s, ""), value);
 }
 
 // Whether a %s/%c-family argument is wide, by the Windows rules.
@@ -313,8 +340,14 @@ void FormatImpl(std::basic_string<CharT>& out, const CharT* format, va_list& arg
         const void* ptr = va_arg(args, const void*);
         std::basic_string<CharT> text;
         const bool wide = ArgIsWide<CharT>(s, s.conv == 'S');
+        // The common cases, without padding: appended as they are, or narrow text
+        // in a wide format converted straight into the output.
         if (ptr != nullptr && s.width == 0 && s.precision < 0 && wide == (sizeof(CharT) != 1)) {
-          out += static_cast<const CharT*>(ptr);  // the common case: no conversion, no padding
+          out += static_cast<const CharT*>(ptr);
+          break;
+        }
+        if (ptr != nullptr && s.width == 0 && s.precision < 0 && !wide) {
+          AppendNarrow(out, static_cast<const char*>(ptr));
           break;
         }
         if (ptr == nullptr) {

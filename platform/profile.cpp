@@ -50,18 +50,19 @@ struct Parsed {
   bool hasEquals = false;
 };
 
-std::wstring Trim(std::wstring_view s) {
+// A view, so that a look-up by a caller's name copies nothing.
+std::wstring_view Trim(std::wstring_view s) {
   const std::size_t first = s.find_first_not_of(L" \t");
-  if (first == std::wstring_view::npos) return std::wstring();
+  if (first == std::wstring_view::npos) return {};
   const std::size_t last = s.find_last_not_of(L" \t");
-  return std::wstring(s.substr(first, last - first + 1));
+  return s.substr(first, last - first + 1);
 }
 
 Parsed Parse(const std::wstring& text) {
   Parsed p;
   // A line's text ends at a NUL, as Windows reads it: a file written with its C
   // terminator ends in one, which makes no entry.
-  const std::wstring t = Trim(std::wstring_view(text).substr(0, text.find(L'\0')));
+  const std::wstring t(Trim(std::wstring_view(text).substr(0, text.find(L'\0'))));
   if (t.empty()) return p;
   if (t[0] == L';') {
     p.kind = Parsed::kComment;
@@ -296,7 +297,7 @@ bool ReadBytes(const std::string& path, std::string& bytes, struct stat& st) {
 // every read.
 class ProfileCache {
  public:
-  std::shared_ptr<const FileIndex> Load(const std::wstring& path) {
+  std::shared_ptr<const FileIndex> Load(std::wstring_view path) {
     {
       const std::lock_guard lock(m_lock);
       Drain();
@@ -331,7 +332,7 @@ class ProfileCache {
     if (m_entries.size() >= kEntries && !m_entries.contains(path)) Reset();
     // Any report since the watches were set might concern what was just read: the
     // entry is then checked by its stamp on the next read instead of trusted.
-    m_entries[path] = Entry{StampOf(st), index, watches.Valid() && m_events == watches.events, watches, BaseName(native)};
+    m_entries[std::wstring(path)] = Entry{StampOf(st), index, watches.Valid() && m_events == watches.events, watches, BaseName(native)};
     return index;
   }
 
@@ -407,7 +408,12 @@ class ProfileCache {
   }
 
   std::mutex m_lock;  // guards everything below
-  std::unordered_map<std::wstring, Entry> m_entries;
+  // Looked up by the caller's text as it is, without a copy.
+  struct PathHash {
+    using is_transparent = void;
+    std::size_t operator()(std::wstring_view path) const { return std::hash<std::wstring_view>{}(path); }
+  };
+  std::unordered_map<std::wstring, Entry, PathHash, std::equal_to<>> m_entries;
   std::uint64_t m_events = 0;  // reports drained so far
   int m_notify = -1;
 };
@@ -546,7 +552,7 @@ BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPC
     return FALSE;
   }
   // Names are matched and written without their surrounding blanks, as they are read.
-  const std::wstring sectionName = Trim(section), keyName = key != nullptr ? Trim(key) : std::wstring();
+  const std::wstring sectionName(Trim(section)), keyName(key != nullptr ? Trim(key) : std::wstring_view());
   return Modify(file, [&](IniFile& ini) {
     const std::optional<Range> r = FindSection(ini, sectionName);
     if (key == nullptr) {
@@ -581,7 +587,7 @@ BOOL WritePrivateProfileSectionW(LPCWSTR section, LPCWSTR lines, LPCWSTR file) {
   }
   std::vector<std::wstring> texts;
   for (const wchar_t* p = lines; p != nullptr && *p != 0; p += std::wcslen(p) + 1) texts.emplace_back(p);
-  const std::wstring sectionName = Trim(section);
+  const std::wstring sectionName(Trim(section));
   return Modify(file, [&](IniFile& ini) {
     const std::optional<Range> r = FindSection(ini, sectionName);
     if (lines == nullptr) {

@@ -1,9 +1,16 @@
 // The Windows printf conventions: which argument width a conversion takes, the
 // Windows-only size prefixes, and how strings are cut and padded.
 #include <climits>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <vector>
 #include <gtest/gtest.h>
 
 #include <kwlib63/framework/cstring.h>
+#include <kwlib63/framework/textconv.h>
+
+#include "support/locales.h"
 
 namespace {
 
@@ -67,6 +74,49 @@ TEST(Format, FloatsPointersAndLiterals) {
   int written = -1;
   EXPECT_EQ(W(L"a%nb", &written), L"ab");
   EXPECT_EQ(written, -1);  // %n never writes
+}
+
+// Fixed-point numbers are written without the C library in the usual case: the
+// digits and the decimal point must still be the C library's, in locales with a
+// point and with a comma, for random values, ties and extremes, in both widths.
+TEST(Format, FixedPointAsTheCLibraryWritesIt) {
+  const unsigned seed = std::random_device{}();
+  std::mt19937_64 rng(seed);
+  std::vector<double> values = {0.0, -0.0, 0.5, 1.5, 2.5, 0.125, -0.375, 2.675, 1e300, -1e-300, 5e-324, 123456789.987654321};
+  for (int i = 0; i < 3000; ++i) {
+    std::uint64_t bits = rng();
+    double v;
+    std::memcpy(&v, &bits, sizeof v);
+    if (v == v && v - v == 0) values.push_back(v);
+    values.push_back(static_cast<double>(static_cast<long long>(rng() % 2000001) - 1000000) / static_cast<double>(1 << (rng() % 12)));
+  }
+  for (const char* name : {"C", "C.UTF-8", "tr_TR.UTF-8", "fr_FR.UTF-8"}) {
+    kwtest::ScopedLocale locale(name);
+    if (!locale.Ok()) continue;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      const int precision = static_cast<int>(i % 18);
+      char want[512];
+      std::snprintf(want, sizeof want, "%.*f", precision, values[i]);
+      ASSERT_EQ(N("%.*f", precision, values[i]), want) << name << ", seed " << seed;
+      ASSERT_EQ(W(L"%.*f", precision, values[i]), kwfw::Utf8ToWide(want)) << name << ", seed " << seed;
+    }
+    char want[64];
+    std::snprintf(want, sizeof want, "%f|%F|%.0f", 3.25, -7.5, 2.5);
+    EXPECT_EQ(N("%f|%F|%.0f", 3.25, -7.5, 2.5), want) << name;
+  }
+}
+
+// A formatted text may take the string's own text as an argument, and a very long
+// one leaves nothing behind for the next.
+TEST(Format, OwnTextAsArgumentAndLongTexts) {
+  CString s(L"abc");
+  s.Format(L"%s-%s", s.GetString(), s.GetString());
+  EXPECT_EQ(std::wstring(s.GetString()), L"abc-abc");
+  const std::string big(100000, 'x');
+  s.Format(L"%S%d", big.c_str(), 7);
+  EXPECT_EQ(s.GetLength(), 100001);
+  s.Format(L"%S|%S", "d\xC3\xA9j\xC3\xA0", "bad\xFF" "byte");
+  EXPECT_EQ(std::wstring(s.GetString()), L"d\u00E9j\u00E0|bad\uFFFDbyte");
 }
 
 }  // namespace
