@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "regcommand.h"
+#include "support/locales.h"
 
 namespace {
 
@@ -94,6 +95,36 @@ TEST_F(KwlibRegQueryTest, SubKeysInUpperCaseOrderAndEveryNameListed) {
   EXPECT_NE(r.out.find("    " + longValue + "    REG_SZ    \n"), std::string::npos);
   EXPECT_EQ(Reg("add 'HKCU\\Software\\KwlibTest\\" + longName + "z' /f").status, 1);
   EXPECT_EQ(Reg("add 'HKCU\\Software\\KwlibTest' /v " + longValue + "v /f").status, 1);
+}
+
+// Names compare and sort by the registry's own rules, whatever the locale: I and i
+// are one letter, dotted İ and dotless ı letters of their own (a Turkish locale
+// would pair them with i and I), and sub-keys go by their upper-case names.
+TEST_F(KwlibRegQueryTest, NamesCompareAlikeInEveryLocale) {
+  for (const char* sub : {"Iy", "\xC4\xB0z", "iw", "\xC4\xB1x"}) {  // Iy, İz, iw, ıx
+    ASSERT_EQ(Reg(std::string("add 'HKCU\\Software\\KwlibTest\\") + sub + "' /f").status, 0);
+  }
+  ASSERT_EQ(Reg("add 'HKCU\\Software\\KwlibTest' /v \xC4\xB0 /d dotted /f").status, 0);
+  ASSERT_EQ(Reg("add 'HKCU\\Software\\KwlibTest' /v i /d plain /f").status, 0);
+  for (const char* locale : kwtest::kTextLocales) {
+    const auto query = [&](const std::string& args) {
+      return kwtest::Shell(std::string("LC_ALL=") + locale + " KWLIB63_REGISTRY_DIR=" + m_hive.Dir().Path() + " " +
+                           KWLIB_EXE + " reg query 'HKCU\\Software\\KwlibTest' " + args + " </dev/null");
+    };
+    kwtest::Result r = query("/v I");
+    EXPECT_EQ(r.status, 0) << locale;
+    EXPECT_NE(r.out.find("    i    REG_SZ    plain\n"), std::string::npos) << locale << r.out;
+    EXPECT_EQ(r.out.find("dotted"), std::string::npos) << locale;
+    EXPECT_EQ(query("/v \xC4\xB1").status, 1) << locale;  // ı is not İ, nor i
+    r = query("/s");
+    ASSERT_EQ(r.status, 0) << locale;
+    const std::size_t iw = r.out.find("\\iw\n"), ix = r.out.find("\\\xC4\xB1x\n"), iy = r.out.find("\\Iy\n"),
+                      iz = r.out.find("\\\xC4\xB0z\n");
+    EXPECT_LT(iw, ix) << locale << r.out;
+    EXPECT_LT(ix, iy) << locale;
+    EXPECT_LT(iy, iz) << locale;
+    EXPECT_NE(iz, std::string::npos) << locale;
+  }
 }
 
 TEST_F(KwlibRegQueryTest, RefusedSwitches) {

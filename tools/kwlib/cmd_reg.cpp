@@ -153,8 +153,6 @@ KeyName ParseKey(const std::string& text) {
   return name;
 }
 
-bool IsText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
-
 struct TypeName {
   DWORD type;
   const char* name;
@@ -191,7 +189,7 @@ std::string Shown(const RegFileValue& value) {
     for (int i = 7; i >= 0; --i) number = number << 8 | b[i];
     return Hex(number);
   }
-  if (IsText(value.type)) {
+  if (kwlib::IsTextType(value.type)) {
     std::wstring text = kwlib::FromUtf16Le(b.data(), b.size());
     while (!text.empty() && text.back() == L'\0') text.pop_back();
     std::string shown;

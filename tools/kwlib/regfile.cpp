@@ -53,8 +53,6 @@ constexpr std::wstring_view kHeader4 = L"REGEDIT4";
 // included, the closing backslash not): 25 bytes on a continuation line.
 constexpr std::size_t kHexLineEnd = 2 + 25 * 3;
 
-bool IsTextType(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
-
 // Writing.
 
 std::wstring Quoted(std::wstring_view text) {

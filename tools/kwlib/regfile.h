@@ -12,8 +12,12 @@
 #include <vector>
 
 #include <kwlib63/framework/wintypes.h>
+#include <kwlib63/platform/registry.h>
 
 namespace kwlib {
+
+// The types whose data is text (one string, or a list of them).
+inline bool IsTextType(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
 
 struct RegFileValue {
   std::wstring name;  // empty: the key's default value ("@")

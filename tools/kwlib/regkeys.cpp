@@ -13,8 +13,6 @@ namespace {
 const Root kRoots[] = {{"HKCU", "HKEY_CURRENT_USER", HKEY_CURRENT_USER},
                        {"HKLM", "HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE}};
 
-bool IsText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
-
 // Calls `call(buffer, room)` with a buffer of `room` characters, growing it while
 // the answer is ERROR_MORE_DATA, so that no name is too long to be read.
 template <class Call>
@@ -97,7 +95,7 @@ bool ReadValues(HKEY key, std::vector<RegFileValue>& values, LONG& error) {
     }
     if (error != ERROR_SUCCESS) return false;
     value.name.assign(name.data(), length);
-    if (IsText(value.type)) {
+    if (IsTextType(value.type)) {
       std::wstring units(size / sizeof(wchar_t), L'\0');
       std::memcpy(units.data(), data.data(), units.size() * sizeof(wchar_t));
       value.bytes = Utf16LeBytes(units);
@@ -134,7 +132,7 @@ bool ReadSubKeys(HKEY key, std::vector<std::wstring>& names, LONG& error) {
 }
 
 LONG WriteValue(HKEY key, const RegFileValue& value) {
-  if (!IsText(value.type)) {
+  if (!IsTextType(value.type)) {
     return kwplat::RegSetValueExW(key, value.name.c_str(), 0, value.type, value.bytes.data(),
                                   static_cast<DWORD>(value.bytes.size()));
   }
