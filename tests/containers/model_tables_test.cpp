@@ -2,10 +2,15 @@
 // the pool and its free list, rows and columns, children and the three walks.
 // Seeded random walks across every size; a failure names the seed and the step.
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cwchar>
 #include <deque>
 #include <map>
 #include <memory>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 #include <gtest/gtest.h>
 
@@ -192,6 +197,262 @@ TEST(TableModel, HashAgainstItsPool) {
     }
     ASSERT_EQ(Counted::live, 0) << "seed " << seed;
   }
+  }
+}
+
+// The pool as the rules describe it, walked the slow way: every entry's key as it
+// was written (a counted key one position later, stale code units kept), the
+// chains in link order, the free list and the count. Duplicates, rewritten keys
+// and Done's leftovers are its business; the walk below keeps to plain keys.
+struct ChainModel {
+  struct Entry {
+    std::array<wchar_t, KW_HASH_CLAU> key{};
+    int keyLen = -1;
+    TItem* item = nullptr;
+  };
+  std::vector<Entry> pool;
+  std::vector<std::vector<std::uint32_t>> chains;
+  std::deque<std::uint32_t> free;
+  std::uint32_t count = 0;
+
+  void Init(std::uint32_t size) {
+    pool.assign(size, Entry{});
+    chains.assign(size / 3 + 1, {});
+    free.clear();
+    for (std::uint32_t i = 0; i < size; ++i) free.push_back(i);
+    count = 0;
+  }
+  // The UTF-16 code units of the key (a terminated one cut to 263), summed.
+  std::uint32_t Bucket(const wchar_t* key, int len) const {
+    const std::size_t n = len < 0 ? std::min<std::size_t>(std::wcslen(key), KW_HASH_CLAU - 1) : static_cast<std::size_t>(len);
+    std::uint32_t sum = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      const auto c = static_cast<std::uint32_t>(key[i]);
+      sum += c <= 0xFFFF ? c : 0xD800 + ((c - 0x10000) >> 10) + 0xDC00 + ((c - 0x10000) & 0x3FF);
+    }
+    return sum % static_cast<std::uint32_t>(chains.size());
+  }
+  static bool Matches(const Entry& e, const wchar_t* key, int len) {
+    if (len < 0) {
+      // The stored text against the key cut to what an entry holds.
+      const std::size_t n = std::min<std::size_t>(std::wcslen(key), KW_HASH_CLAU - 1);
+      return std::wcslen(e.key.data()) == n && std::equal(key, key + n, e.key.begin());
+    }
+    return e.keyLen == len && len < KW_HASH_CLAU && std::equal(key, key + len, e.key.begin());
+  }
+  // BuscarClau's answer: {the entry before the match or the tail, the match or -1}.
+  std::pair<int, int> Find(std::uint32_t bucket, const wchar_t* key, int len) const {
+    int previous = -1;
+    if (bucket >= chains.size()) return {-1, -1};
+    for (std::uint32_t at : chains[bucket]) {
+      if (Matches(pool[at], key, len)) return {previous, static_cast<int>(at)};
+      previous = static_cast<int>(at);
+    }
+    return {previous, -1};
+  }
+  void Write(std::uint32_t at, const wchar_t* key, int len) {
+    if (at >= pool.size()) return;
+    auto& k = pool[at].key;
+    if (len < 0) {
+      const std::size_t n = std::min<std::size_t>(std::wcslen(key), KW_HASH_CLAU - 1);
+      std::copy(key, key + n, k.begin());
+      k[n] = 0;
+    } else {
+      for (int i = 0; i < std::min(len, KW_HASH_CLAU - 3); ++i) k[static_cast<std::size_t>(i) + 1] = key[i];
+    }
+  }
+  int Store(TItem* item, const wchar_t* key, int len, TItem** old) {
+    const std::uint32_t bucket = Bucket(key, len);
+    if (const int at = Find(bucket, key, len).second; at >= 0) {
+      Entry& e = pool[static_cast<std::size_t>(at)];
+      if (old != nullptr) {
+        *old = e.item;
+        Write(static_cast<std::uint32_t>(at), key, len);
+      }
+      e.item = item;
+      e.keyLen = len;
+      return 0;
+    }
+    if (count == pool.size()) {
+      // The free head becomes the first new entry: what was left of the list is lost.
+      const auto first = static_cast<std::uint32_t>(pool.size());
+      pool.resize(first + std::max(first / 3, 20u), Entry{{}, 0, nullptr});
+      free.clear();
+      for (std::uint32_t i = first; i < pool.size(); ++i) free.push_back(i);
+    }
+    if (free.empty()) return -1;
+    const std::uint32_t at = free.front();
+    free.pop_front();
+    ++count;
+    chains[bucket].push_back(at);
+    Write(at, key, len);
+    pool[at].item = item;
+    pool[at].keyLen = len;
+    return 0;
+  }
+  // del: the bucket by `len`, the comparison of terminated keys.
+  int Del(const wchar_t* key, int len) {
+    const std::uint32_t bucket = Bucket(key, len);
+    const int at = Find(bucket, key, -1).second;
+    if (at < 0) return -1402;
+    auto& chain = chains[bucket];
+    chain.erase(std::find(chain.begin(), chain.end(), static_cast<std::uint32_t>(at)));
+    free.push_front(static_cast<std::uint32_t>(at));
+    pool[static_cast<std::size_t>(at)].item = nullptr;
+    pool[static_cast<std::size_t>(at)].key[0] = 0;
+    --count;
+    return 0;
+  }
+  // Done: the items are forgotten (handed to `forgotten`), the chains emptied; the
+  // free list runs on from its head through every later entry; the count stays.
+  void Done(std::vector<TItem*>& forgotten) {
+    for (auto& chain : chains) {
+      for (std::uint32_t at : chain) forgotten.push_back(pool[at].item);
+      chain.clear();
+    }
+    for (Entry& e : pool) {
+      e.item = nullptr;
+      e.keyLen = -1;
+    }
+    const std::uint32_t head = free.empty() ? static_cast<std::uint32_t>(pool.size()) : free.front();
+    free.clear();
+    for (std::uint32_t i = head; i < pool.size(); ++i) free.push_back(i);
+  }
+  // The ways a look-up can read entry `at`: its terminated text, and its counted
+  // units when its length allows a counted match.
+  std::vector<std::pair<std::wstring, int>> Readings(std::uint32_t at) const {
+    const Entry& e = pool[at];
+    std::vector<std::pair<std::wstring, int>> out = {{std::wstring(e.key.data()), -1}};
+    if (e.keyLen >= 0 && e.keyLen < KW_HASH_CLAU) out.push_back({std::wstring(e.key.data(), static_cast<std::size_t>(e.keyLen)), e.keyLen});
+    return out;
+  }
+};
+
+// Keys for the chain walk: few code units, so that sums and whole keys repeat; now
+// and then one longer than an entry holds.
+std::wstring ChainKeyOf(kwtest::Walk& walk) {
+  static const wchar_t* const kPieces[] = {L"ab", L"ba", L"a", L"", L"\U0001F600", L"\u00E9", L"c"};
+  if (walk.OneIn(20)) return std::wstring(static_cast<std::size_t>(walk.Between(260, 300)), L'q') + (walk.OneIn(2) ? L"r" : L"");
+  std::wstring key;
+  for (int i = walk.Pick(4); i > 0; --i) key += kPieces[walk.Pick(7)];
+  if (walk.OneIn(4)) key += std::to_wstring(walk.Pick(50));
+  return key;
+}
+
+// Every chain's tail, and for a spread of entries what BuscarClau answers in its
+// chain and what get finds, by each reading of its key.
+std::string Diff(const THash& h, const ChainModel& m, int step) {
+  if (h.length() != m.count) return "length " + std::to_string(h.length()) + " want " + std::to_string(m.count);
+  if (h.GetCapacitat() != m.pool.size()) return "capacity " + std::to_string(h.GetCapacitat());
+  if (h.GetNumBuckets() != m.chains.size()) return "buckets " + std::to_string(h.GetNumBuckets());
+  const std::size_t stride = m.count / 48 + 1;
+  std::size_t seen = 0;
+  for (std::uint32_t b = 0; b < m.chains.size(); ++b) {
+    int pos = static_cast<int>(b);
+    const int tail = h.BuscarClau(L"#", pos);
+    if (std::make_pair(tail, pos) != m.Find(b, L"#", -1)) return "tail of chain " + std::to_string(b);
+    for (std::uint32_t at : m.chains[b]) {
+      if ((seen++ + static_cast<std::size_t>(step)) % stride != 0) continue;
+      for (const auto& [k, len] : m.Readings(at)) {
+        const std::string what = " of entry " + std::to_string(at) + " len " + std::to_string(len);
+        pos = static_cast<int>(b);
+        const int previous = h.BuscarClau(k.c_str(), pos, len);
+        if (std::make_pair(previous, pos) != m.Find(b, k.c_str(), len)) return "BuscarClau" + what;
+        const int found = m.Find(m.Bucket(k.c_str(), len), k.c_str(), len).second;
+        if (h.get(k.c_str(), len) != (found >= 0 ? m.pool[static_cast<std::size_t>(found)].item : nullptr)) return "get" + what;
+      }
+    }
+  }
+  return "";
+}
+
+TEST(TableModel, HashChainsAgainstTheirWalk) {
+  for (unsigned seed = 1; seed <= 6; ++seed) {
+    kwtest::Walk walk(seed);
+    Counted::live = 0;
+    {
+      THash h;
+      ChainModel m;
+      const unsigned sizes[] = {0, 1, 2, 3, 5, 16, 33};
+      const auto reinit = [&] {
+        const unsigned size = sizes[walk.Pick(7)];
+        ASSERT_EQ(h.init(size), 0);
+        m.Init(size);
+      };
+      reinit();
+      // A key read back from a linked entry, so that counted keys and rewritten
+      // ones are found again; else a fresh one.
+      const auto keyAndLength = [&](std::wstring& key, int& len) {
+        std::vector<std::uint32_t> linked;
+        for (const auto& chain : m.chains) linked.insert(linked.end(), chain.begin(), chain.end());
+        if (!linked.empty() && walk.OneIn(3)) {
+          const auto readings = m.Readings(linked[static_cast<std::size_t>(walk.Pick(static_cast<int>(linked.size())))]);
+          std::tie(key, len) = readings[static_cast<std::size_t>(walk.Pick(static_cast<int>(readings.size())))];
+          return;
+        }
+        key = ChainKeyOf(walk);
+        len = walk.OneIn(2) ? -1 : walk.Between(0, static_cast<int>(key.size()));
+      };
+      for (int step = 0; step < 3000; ++step) {
+        std::wstring key;
+        int len = -1;
+        keyAndLength(key, len);
+        std::string op = " len " + std::to_string(len);
+        const int choice = walk.Pick(100);
+        if (choice < 70 && walk.Grow(static_cast<int>(m.count))) {
+          auto* item = new Counted(step);
+          if (walk.OneIn(3)) {
+            op = "change" + op;
+            TItem* old = nullptr;
+            TItem* want = nullptr;
+            const int result = h.change(item, key.c_str(), old, len);
+            ASSERT_EQ(result, m.Store(item, key.c_str(), len, &want)) << kwtest::Replay(seed, step, op);
+            ASSERT_EQ(old, want) << kwtest::Replay(seed, step, op);
+            delete old;  // handed back, or null
+            if (result != 0) delete item;
+          } else {
+            op = "put" + op;
+            const int result = h.put(item, key.c_str(), len);
+            ASSERT_EQ(result, m.Store(item, key.c_str(), len, nullptr)) << kwtest::Replay(seed, step, op);
+            if (result != 0) delete item;  // still the caller's
+          }
+        } else if (choice < 70) {
+          // del compares terminated keys: a counted length only picks the bucket.
+          len = len < 0 || walk.OneIn(2) ? -1 : walk.Between(0, static_cast<int>(std::wcslen(key.c_str())));
+          op = "del len " + std::to_string(len);
+          ASSERT_EQ(h.del(key.c_str(), len), m.Del(key.c_str(), len)) << kwtest::Replay(seed, step, op);
+        } else if (choice < 90) {
+          const int index = walk.Between(-1, static_cast<int>(m.pool.size()));
+          op = "CopyClau " + std::to_string(index) + op;
+          h.CopyClau(key.c_str(), index, len);
+          if (index >= 0) m.Write(static_cast<std::uint32_t>(index), key.c_str(), len);
+        } else if (choice < 93) {
+          op = "Done";
+          std::vector<TItem*> forgotten;
+          h.Done();
+          m.Done(forgotten);
+          for (TItem* item : forgotten) delete item;  // no longer the table's
+        } else if (choice < 95) {
+          op = "init";
+          reinit();
+        } else {
+          op = "LlistaElements";
+          std::vector<std::wstring> want;
+          for (std::uint32_t at = 0; at < m.pool.size(); ++at) {
+            if (m.pool[at].item != nullptr) want.emplace_back(m.pool[at].key.data());
+          }
+          std::unique_ptr<TLlista> list(h.LlistaElements());
+          std::vector<std::wstring> got;
+          for (int i = 0; i < list->Cnt(); ++i) got.emplace_back(static_cast<const THashItem*>(list->GetItem(i))->GetClau());
+          ASSERT_EQ(got, want) << kwtest::Replay(seed, step, op);
+        }
+        ASSERT_EQ(Diff(h, m, step), "") << kwtest::Replay(seed, step, op);
+        std::size_t linked = 0;
+        for (const auto& chain : m.chains) linked += chain.size();
+        ASSERT_EQ(Counted::live, static_cast<int>(linked)) << kwtest::Replay(seed, step, op);
+      }
+    }
+    ASSERT_EQ(Counted::live, 0) << "seed " << seed;
   }
 }
 
