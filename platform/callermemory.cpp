@@ -1,13 +1,37 @@
 #include <kwlib63/platform/callermemory.h>
 
+#include <pthread.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 namespace kwplat {
 namespace {
+
+// The highest address of the calling thread's stack, or 0 when it cannot be told.
+std::uintptr_t StackTop() {
+  pthread_attr_t attributes;
+  if (pthread_getattr_np(pthread_self(), &attributes) != 0) return 0;
+  void* low = nullptr;
+  std::size_t size = 0;
+  const bool known = pthread_attr_getstack(&attributes, &low, &size) == 0;
+  pthread_attr_destroy(&attributes);
+  return known ? reinterpret_cast<std::uintptr_t>(low) + size : 0;
+}
+
+// Whether [p, p + size) lies in the calling thread's stack between this frame and
+// the stack's top: the live frames of the callers, mapped and writable. The usual
+// caller's buffer, a local variable, is then written without the system call.
+[[gnu::noinline]] bool InCallersFrames(const void* p, std::size_t size) {
+  thread_local const std::uintptr_t top = StackTop();
+  // The frame's own address, not a local's: a sanitizer may keep locals elsewhere.
+  const auto frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+  const auto begin = reinterpret_cast<std::uintptr_t>(p);
+  return begin > frame && begin < top && size <= top - begin;
+}
 
 // The kernel copies within the process and reports EFAULT for a bad address
 // instead of raising SIGSEGV. Where a sandbox forbids the call, the pointer is
@@ -15,6 +39,12 @@ namespace {
 bool Copy(void* to, const void* from, std::size_t size, bool intoCaller) {
   if (size == 0) return true;
   if (from == nullptr || to == nullptr) return false;
+  // Only writes: a read may look past the caller's object on purpose (for a
+  // terminator the stated size left out), which the kernel's copy allows.
+  if (intoCaller && InCallersFrames(to, size)) {
+    std::memcpy(to, from, size);
+    return true;
+  }
   auto* target = static_cast<char*>(to);
   auto* source = static_cast<const char*>(from);
   while (size > 0) {

@@ -130,6 +130,11 @@ TEST_F(RegistryResults, BadDataPointers) {
         std::exit(RegQueryValueExW(m_key, L"n", nullptr, nullptr, const_cast<BYTE*>(bad), &size) == ERROR_NOACCESS ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
+  // A buffer on the caller's stack, written without the kernel's check, takes the
+  // value all the same.
+  DWORD local = 0, size = 4;
+  ASSERT_EQ(RegQueryValueExW(m_key, L"n", nullptr, nullptr, reinterpret_cast<BYTE*>(&local), &size), ERROR_SUCCESS);
+  EXPECT_EQ(local, 7u);
 }
 
 // test_enum_value: a name buffer too small gives ERROR_MORE_DATA with the type and
