@@ -27,6 +27,24 @@ decltype(auto) Guard(F&& f) {
   }
 }
 
+// A thread's buffer for formatting, kept between calls. The flag, a plain value
+// without a destructor, tells when the buffers are gone (at the thread's end, or
+// at exit for the main thread), so that a later format makes its own.
+thread_local bool t_scratchGone = false;
+
+template <typename CharT>
+struct Scratch {
+  std::basic_string<CharT> text;
+  ~Scratch() { t_scratchGone = true; }
+};
+
+template <typename CharT>
+std::basic_string<CharT>* ThreadScratch() {
+  if (t_scratchGone) return nullptr;
+  thread_local Scratch<CharT> scratch;
+  return &scratch.text;
+}
+
 template <typename CharT>
 std::size_t Length(const CharT* text) {
   if (text == nullptr) return 0;
@@ -406,8 +424,11 @@ void CStringT<CharT>::FormatV(PCXSTR format, va_list args) {
   if (format == nullptr) AfxThrowInvalidArgException();
   // Formatted apart, since an argument may be this string's own text, into a
   // buffer the thread keeps, so that formatting again allocates nothing; a buffer
-  // grown by a very long text is let go.
-  thread_local std::basic_string<CharT> scratch;
+  // grown by a very long text is let go. Once the thread's buffer is gone (a
+  // format from a destructor run at exit), a buffer of the call's own serves.
+  std::basic_string<CharT> own;
+  std::basic_string<CharT>* kept = ThreadScratch<CharT>();
+  std::basic_string<CharT>& scratch = kept != nullptr ? *kept : own;
   scratch.clear();
   Guard([&] {
     kwfw::FormatAppendV(scratch, format, args);

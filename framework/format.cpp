@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cfenv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -158,8 +159,10 @@ void FormatInteger(std::basic_string<CharT>& out, const Conversion& s, va_list& 
 template <typename CharT>
 bool AppendPlainFixed(std::basic_string<CharT>& out, const Conversion& s, double value) {
   constexpr int kMaxPrecision = 64;  // with 309 integer digits at most, the buffer holds it
+  // std::to_chars rounds to nearest; under another rounding mode the C library
+  // rounds as the mode says.
   if (s.flagCount != 0 || s.width != 0 || s.precision > kMaxPrecision || (s.conv != 'f' && s.conv != 'F') ||
-      !std::isfinite(value)) {
+      !std::isfinite(value) || std::fegetround() != FE_TONEAREST) {
     return false;
   }
   char digits[400];

@@ -22,8 +22,7 @@ CFileBuffer::~CFileBuffer() {
   // As Close, without closing explicitly: the file object closes itself. A write
   // error here has nowhere to go.
   try {
-    m_bStale = false;  // the block is dropped next: nothing of it needs zeroing
-    flushBuffer();
+    WriteDirty();  // the block is dropped next: nothing of it needs zeroing
   } catch (CException* e) {
     e->Delete();
   }
@@ -85,17 +84,24 @@ void CFileBuffer::ZeroStale() {
   m_bStale = false;
 }
 
-int CFileBuffer::flushBuffer() {
-  if (m_pBuffer == nullptr) return -1;
-  if (Writing() && m_bDirty && m_nDirtyEnd > m_nDirtyStart) {
-    CFile::Seek(static_cast<long long>(m_nBlockStart + m_nDirtyStart), begin);
-    CFile::Write(m_pBuffer + m_nDirtyStart, m_nDirtyEnd - m_nDirtyStart);
-    CFile::Seek(static_cast<long long>(m_nPosition), begin);
-  }
-  // The bytes just written stay in the block; the ones around them must be zeros.
-  ZeroStale();
+void CFileBuffer::WriteDirty() {
+  if (m_pBuffer == nullptr || !Writing() || !m_bDirty || m_nDirtyEnd <= m_nDirtyStart) return;
+  CFile::Seek(static_cast<long long>(m_nBlockStart + m_nDirtyStart), begin);
+  CFile::Write(m_pBuffer + m_nDirtyStart, m_nDirtyEnd - m_nDirtyStart);
+  CFile::Seek(static_cast<long long>(m_nPosition), begin);
+}
+
+void CFileBuffer::ForgetDirty() {
   m_bDirty = false;
   m_nDirtyStart = m_nDirtyEnd = 0;
+}
+
+int CFileBuffer::flushBuffer() {
+  if (m_pBuffer == nullptr) return -1;
+  WriteDirty();
+  // The bytes written stay in the block; the ones around them must be zeros.
+  ZeroStale();
+  ForgetDirty();
   return 0;
 }
 
@@ -114,8 +120,9 @@ int CFileBuffer::loadBuffer(unsigned long long pos) {
   if ((m_nFlags & 3) == modeReadWrite || m_nBufferSize == 0) return -1;
   try {
     if (m_pBuffer != nullptr) {
-      m_bStale = false;  // the block is filled or marked stale again next
-      flushBuffer();
+      // The block is filled or marked stale again next: nothing of it to zero.
+      WriteDirty();
+      ForgetDirty();
     } else if (!Reserve(std::min(m_nBufferSize, kFirstBlockBytes))) {
       return -1;
     }
@@ -219,8 +226,7 @@ void CFileBuffer::Flush() {
 }
 
 void CFileBuffer::Close() {
-  m_bStale = false;  // the block is dropped next: nothing of it needs zeroing
-  flushBuffer();
+  WriteDirty();  // the block is dropped next: nothing of it needs zeroing
   DeleteContents();
   m_nPosition = 0;
   CFile::Close();

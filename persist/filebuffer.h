@@ -104,6 +104,10 @@ class KW_API CFileBuffer : public CFile {
   bool Apart(unsigned long from, unsigned long to) const {
     return m_bDirty && (from > m_nDirtyEnd || to < m_nDirtyStart);
   }
+  // Writes the stretch to write (a file error is raised, everything left as it
+  // was), and forgets it.
+  void WriteDirty();
+  void ForgetDirty();
   // Zeros the bytes of a writer's block that lie outside the stretch to write, if
   // they may still hold an earlier block's data: done only before the block is
   // handed to a caller, since a sequential writer fills every byte it marks.

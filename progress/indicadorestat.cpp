@@ -40,9 +40,13 @@ void TIndicadorEstat::SetMissatge(const wchar_t* text) {
 }
 
 int TIndicadorEstat::MostrarEstat(double pos) {
-  m_dPosicio.store(pos, std::memory_order_relaxed);
+  {
+    Locked lock(m_cs);
+    m_dPosicio = pos;
+  }
   if (m_pCallback != nullptr) m_pCallback(this, m_lUser);
-  EsperarPausa();
+  // The pause wait is a call only when a pause may be on.
+  if (m_bPausat.load(std::memory_order_acquire)) EsperarPausa();
   return m_bCancel.load(std::memory_order_acquire) ? 0 : 1;
 }
 
@@ -61,7 +65,7 @@ void TIndicadorEstat::Init() {
   // callback asked for, which another thread's resume must be able to end.
   MostrarEstat(0.0);
   Locked lock(m_cs);
-  m_dPosicio.store(0.0, std::memory_order_relaxed);
+  m_dPosicio = 0.0;
   m_bCancel = 0;
   m_rangs.clear();
   m_rangs.emplace_back(0.0, 1.0);
@@ -191,10 +195,8 @@ KW_NULL_TOLERANT void TIndicadorEstat::SetRang(double min, double max) {
 
 KW_NULL_TOLERANT double TIndicadorEstat::GetEstat() const {
   if (kwfw::IsNullObject(this)) return 0.0;
-  // Read under the lock, so that an observer waits while a message callback runs,
-  // as it waits for the message.
   Locked lock(m_cs);
-  return m_dPosicio.load(std::memory_order_relaxed);
+  return m_dPosicio;
 }
 
 KW_NULL_TOLERANT double TIndicadorEstat::getMin() const {

@@ -4,8 +4,8 @@
 // Nested operations map their own 0..1 progress into a sub-range of their caller's
 // through a stack of ranges; CSetSubRangIE pushes one for a scope.
 //
-// Threads: one critical section guards the message, the cancel flag and the
-// reads of the position, an atomic word that a report writes without it. It is held across the callback in SetMissatge, never across the callback
+// Threads: one critical section guards the message, the position and the cancel
+// flag. It is held across the callback in SetMissatge, never across the callback
 // in MostrarEstat nor across the pause wait. The range stack and the timer belong
 // to the worker alone.
 //
@@ -133,12 +133,10 @@ class KW_API TIndicadorEstat {
   void StartTimer();
   void Run();  // signals the pause event: running
 
-  mutable CCriticalSection m_cs;  // guards m_sMissatge, the reads of m_dPosicio, and the writes of
-                                  // m_bCancel, m_bPausat and m_evPausa
+  mutable CCriticalSection m_cs;  // guards m_sMissatge, m_dPosicio, and the writes of m_bCancel,
+                                  // m_bPausat and m_evPausa
   CString m_sMissatge;
-  // A single word, so a report writes it without the lock and a reader under the
-  // lock sees it whole: the call a worker makes most then takes no lock at all.
-  std::atomic<double> m_dPosicio{0.0};
+  double m_dPosicio = 0.0;
   // Written under m_cs. A single word, so MostrarEstat reads it without the lock and
   // sees what a locked read would: a report then costs one lock, not two.
   std::atomic<int> m_bCancel{0};

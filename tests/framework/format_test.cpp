@@ -1,5 +1,6 @@
 // The Windows printf conventions: which argument width a conversion takes, the
 // Windows-only size prefixes, and how strings are cut and padded.
+#include <cfenv>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -104,6 +105,34 @@ TEST(Format, FixedPointAsTheCLibraryWritesIt) {
     std::snprintf(want, sizeof want, "%f|%F|%.0f", 3.25, -7.5, 2.5);
     EXPECT_EQ(N("%f|%F|%.0f", 3.25, -7.5, 2.5), want) << name;
   }
+  // Under another rounding mode too, as the C library rounds.
+  for (const int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+    ASSERT_EQ(std::fesetround(mode), 0);
+    for (const double v : {0.125, -0.125, 1.0 / 3.0, 2.5, -2.5}) {
+      char want[64];
+      std::snprintf(want, sizeof want, "%.2f|%5.2f|%.0f", v, v, v);
+      EXPECT_EQ(N("%.2f|%5.2f|%.0f", v, v, v), want) << "mode " << mode << ", " << v;
+    }
+    std::fesetround(FE_TONEAREST);
+  }
+}
+
+// A format from a destructor run at exit, after the thread's own buffers are gone.
+TEST(Format, FromADestructorAtExit) {
+  EXPECT_EXIT(
+      {
+        static struct AtExit {
+          ~AtExit() {
+            CString s;
+            s.Format(L"closing %d files", 3);
+            std::_Exit(std::wstring(s.GetString()) == L"closing 3 files" ? 0 : 1);
+          }
+        } atExit;
+        CString warm;
+        warm.Format(L"%s", std::wstring(100, L'x').c_str());  // the thread's buffer, on the heap, goes at exit
+        std::exit(2);
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 // A formatted text may take the string's own text as an argument, and a very long

@@ -1,6 +1,7 @@
 // CFileBuffer appends under injected disk faults: every call of open, write,
 // flush and close fails in turn; the caller gets the CFileException and the bytes
 // already in the file stay.
+#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -67,6 +68,37 @@ TEST(FileBufferFault, FlushReportsEveryFaultAndKeepsTheFile) {
   RecordProperty("calls", kwtest::Describe(counts));
   EXPECT_GT(counts[static_cast<std::size_t>(Call::kWrite)], 0);
   EXPECT_GT(counts[static_cast<std::size_t>(Call::kFsync)], 0);
+}
+
+// A block that moves on while its write fails keeps what it held and is shown
+// with zeros around the bytes written into it afterwards, as a block that never
+// held anything: the earlier block's bytes reach neither the caller nor the file.
+TEST(FileBufferFault, AFailedMoveShowsNoEarlierBytes) {
+  const kwtest::TempDir dir("kwlib-bufferfault");
+  const std::string path = dir.At("data.bin");
+  const std::wstring wide = kwfw::Utf8ToWide(path);
+  {
+    CFileBuffer file(wide.c_str(), CFile::modeCreate | CFile::modeWrite, 16);
+    file.Write(std::string(16, 'A').data(), 16);
+    file.Write(std::string(4, 'B').data(), 4);  // a second block, holding the first's bytes
+    file.Seek(32, CFile::begin);
+    {
+      const kwtest::FaultPlan plan(kwtest::Fault{kwtest::Call::kWrite, 1, ENOSPC});
+      file.Write("C", 1);  // moving the block fails: the write is dropped
+      ASSERT_TRUE(plan.Fired());
+    }
+    file.Seek(16, CFile::begin);
+    const unsigned char* at = file.getActualBufferPosition();
+    ASSERT_NE(at, nullptr);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(at), 16), std::string(4, 'B') + std::string(12, '\0'));
+    file.updateWriteBlockLimits(16);
+    try {
+      file.Close();
+    } catch (CFileException* e) {
+      e->Delete();  // the dropped write is reported here
+    }
+  }
+  EXPECT_EQ(kwtest::ReadBytes(path), std::string(16, 'A') + std::string(4, 'B') + std::string(12, '\0'));
 }
 
 }  // namespace
