@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <thread>
 
 #include <benchmark/benchmark.h>
 
@@ -96,6 +97,10 @@ void BM_PosixSpawnFirstOutput(benchmark::State& state) {
     state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
     close(readEnd);
     waitpid(pid, nullptr, 0);
+    // Each CCmdRedirect start above comes after the last one's stop, which pauses
+    // 800 ms by its rules, and a start after a pause costs both sides more than one
+    // straight after another (a process waking caches and a core): the same pause here.
+    std::this_thread::sleep_for(std::chrono::milliseconds(800));
   }
 }
 BENCHMARK(BM_PosixSpawnFirstOutput)->UseManualTime()->Iterations(10);

@@ -37,8 +37,8 @@ int TItem::QueSoc() const { return GetRTTI()->m_nTipus; }
 const wchar_t* TItem::GetNomClasse() const {
   // Records are constant, so the wide names are kept aside, one per class name,
   // and never freed.
-  static std::mutex lock;
-  static std::unordered_map<const char*, std::wstring> names;  // guarded by lock
+  static std::mutex lock;  // guards names
+  static std::unordered_map<const char*, std::wstring> names;
   const char* name = GetRTTI()->m_lpszClassName;
   std::lock_guard guard(lock);
   auto it = names.find(name);

@@ -34,7 +34,7 @@ struct FileMapping : HandleObject {
 };
 
 // The length of every view, by base address, for UnmapViewOfFile.
-std::mutex g_viewsLock;
+std::mutex g_viewsLock;  // guards g_views
 std::unordered_map<const void*, std::size_t> g_views;
 
 HANDLE Fail(DWORD error) {

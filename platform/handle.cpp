@@ -69,7 +69,7 @@ class HandleTable {
     return entry.generation == generation && entry.object != nullptr ? &entry : nullptr;
   }
 
-  std::mutex m_lock;
+  std::mutex m_lock;  // guards m_slots and m_free
   std::vector<Slot> m_slots;
   std::vector<std::uint32_t> m_free;
 };

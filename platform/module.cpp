@@ -57,7 +57,7 @@ int Visit(dl_phdr_info* info, std::size_t, void* data) {
 
 // The dynamic linker's handles of the libraries LoadLibraryW loaded, by module,
 // one per load not yet freed.
-std::mutex g_loadedLock;
+std::mutex g_loadedLock;  // guards g_loaded
 std::multimap<HMODULE, void*> g_loaded;
 
 }  // namespace

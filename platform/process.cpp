@@ -81,7 +81,7 @@ struct Process : HandleObject {
   static constexpr HandleKind kKind = HandleKind::kProcess;
   pid_t pid;
   int pidfd;  // readable once the child has ended
-  std::mutex lock;
+  std::mutex lock;  // guards ended, exitCode and terminatedWith
   bool ended = false;
   DWORD exitCode = STILL_ACTIVE;
   std::optional<DWORD> terminatedWith;

@@ -24,7 +24,7 @@ class ProcessChoice {
  private:
   const char* m_variable;
   const char* m_fallback;
-  mutable std::mutex m_lock;
+  mutable std::mutex m_lock;  // guards m_value
   std::string m_value;
 };
 

@@ -80,7 +80,7 @@ class Transaction : public HandleObject {
 
 // The two hives kept, by their index; their files as set by RegSetHiveFile.
 enum Hive { kCurrentUser, kLocalMachine, kHiveCount };
-std::mutex g_placesLock;
+std::mutex g_placesLock;  // guards g_places
 std::string g_places[kHiveCount];
 
 // A predefined key is named by the low 32 bits of the handle alone, as on 64-bit

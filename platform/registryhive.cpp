@@ -59,6 +59,8 @@ namespace {
 
 // Writers wait this long for each other before a change fails.
 constexpr int kBusyTimeoutMs = 10000;
+// The hive's results are LONG, as the registry calls return them.
+constexpr LONG kKeyDeleted = ERROR_KEY_DELETED;
 
 void BindText(sqlite3_stmt* statement, int index, std::string_view text) {
   sqlite3_bind_text(statement, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
@@ -115,7 +117,7 @@ class ReadTransaction {
 std::string FoldRegistryName(std::string_view name) { return kwfw::FoldCase(name); }
 
 std::shared_ptr<RegistryHive> RegistryHive::At(const std::string& file) {
-  static std::mutex lock;
+  static std::mutex lock;  // guards hives
   // Connections live as long as the process: opening a database costs far more
   // than a value's read.
   static auto* hives = new std::map<std::string, std::shared_ptr<RegistryHive>>;
@@ -376,18 +378,19 @@ LONG RegistryHive::Finish(LONG result) {
   return result;
 }
 
-// What a missing row means: the key itself is gone (1018) or only the name (2).
+// What a missing row means: the key itself is gone (ERROR_KEY_DELETED) or only
+// the name (ERROR_FILE_NOT_FOUND).
 LONG RegistryHive::KeyGone(KeyId key) {
   if (key == kRoot) return ERROR_FILE_NOT_FOUND;
   ResetOnExit exists(Stmt(kKeyExists));
   sqlite3_bind_int64(exists, 1, key);
-  return sqlite3_step(exists) == SQLITE_ROW ? ERROR_FILE_NOT_FOUND : 1018;
+  return sqlite3_step(exists) == SQLITE_ROW ? ERROR_FILE_NOT_FOUND : kKeyDeleted;
 }
 
 LONG RegistryHive::FindKey(KeyId parent, const std::vector<std::string>& path, KeyId& id) {
   std::lock_guard guard(m_lock);
   if (m_db == nullptr) return ERROR_FILE_NOT_FOUND;
-  if (parent != kRoot && KeyGone(parent) != ERROR_FILE_NOT_FOUND) return 1018;
+  if (parent != kRoot && KeyGone(parent) != ERROR_FILE_NOT_FOUND) return kKeyDeleted;
   id = parent;
   for (const std::string& name : path) {
     ResetOnExit find(Stmt(kFindChild));
@@ -413,7 +416,7 @@ LONG RegistryHive::CreateKey(KeyId parent, const std::vector<std::string>& path,
     ResetOnExit exists(Stmt(kKeyExists));
     sqlite3_bind_int64(exists, 1, parent);
     if (sqlite3_step(exists) == SQLITE_ROW) volatileParent = sqlite3_column_int(exists, 0) != 0;
-    else result = 1018;
+    else result = kKeyDeleted;
   }
   created = false;
   id = parent;
@@ -470,7 +473,7 @@ LONG RegistryHive::SetValue(KeyId key, std::string_view name, DWORD type, std::s
     if (code != SQLITE_DONE) return Failure(code);
     if (sqlite3_changes(m_db) != 0) return ERROR_SUCCESS;
   }
-  return 1018;
+  return kKeyDeleted;
 }
 
 LONG RegistryHive::GetValue(KeyId key, std::string_view name, DWORD& type, std::string& data) {
@@ -515,7 +518,7 @@ LONG RegistryHive::StepEnumeration(Cursor& cursor, Statement at, Statement after
   const int code = sqlite3_step(row);
   sqlite3_value_free(cursor.last);
   cursor = Cursor{};
-  if (code == SQLITE_DONE) return KeyGone(key) == 1018 ? 1018 : ERROR_NO_MORE_ITEMS;
+  if (code == SQLITE_DONE) return KeyGone(key) == kKeyDeleted ? kKeyDeleted : ERROR_NO_MORE_ITEMS;
   if (code != SQLITE_ROW) return Failure(code);
   cursor = Cursor{key, index, sqlite3_value_dup(sqlite3_column_value(row, 0)), version};
   return ERROR_SUCCESS;
@@ -566,7 +569,7 @@ LONG RegistryHive::DeleteKey(KeyId parent, std::string_view name) {
   LONG result = ERROR_SUCCESS;
   KeyId id = parent;
   if (name.empty()) {
-    result = parent == kRoot ? ERROR_ACCESS_DENIED : KeyGone(parent) == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : 1018;
+    result = parent == kRoot ? ERROR_ACCESS_DENIED : KeyGone(parent) == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : kKeyDeleted;
   } else {
     ResetOnExit find(Stmt(kFindChild));
     sqlite3_bind_int64(find, 1, parent);

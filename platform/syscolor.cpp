@@ -17,7 +17,7 @@ constexpr std::array<COLORREF, kSysColorCount> kClassic = {
     RGB(212, 208, 200),
 };
 
-std::mutex g_lock;
+std::mutex g_lock;  // guards g_colors
 std::array<COLORREF, kSysColorCount> g_colors = kClassic;
 
 }  // namespace

@@ -14,22 +14,22 @@ struct ErrorText {
 };
 
 constexpr ErrorText kErrors[] = {
-    {16384, L"ADV ACK TIMEOUT"},
-    {16385, L"Servidor Ocupado"},
-    {16386, L"DATA ACK TIMEOUT"},
-    {16387, L"DLL no inicializada"},
-    {16388, L"DLL_USAGE"},
-    {16389, L"EXEC ACK TIMEOUT"},
-    {16390, L"InvalidParameter"},
-    {16392, L"Error de Memoria"},
-    {16393, L"No procesó transacción"},
-    {16394, L"No se estableció conversación"},
-    {16395, L"POKE ACK ERROR"},
-    {16396, L"Fallo en PostMessage"},
-    {16397, L"Reentrancy error"},
-    {16398, L"Servidor a muerto"},
-    {16399, L"Sys Error"},
-    {16400, L"UNADV ACK TIMEOUT"},
+    {DMLERR_ADVACKTIMEOUT, L"ADV ACK TIMEOUT"},
+    {DMLERR_BUSY, L"Servidor Ocupado"},
+    {DMLERR_DATAACKTIMEOUT, L"DATA ACK TIMEOUT"},
+    {DMLERR_DLL_NOT_INITIALIZED, L"DLL no inicializada"},
+    {DMLERR_DLL_USAGE, L"DLL_USAGE"},
+    {DMLERR_EXECACKTIMEOUT, L"EXEC ACK TIMEOUT"},
+    {DMLERR_INVALIDPARAMETER, L"InvalidParameter"},
+    {DMLERR_MEMORY_ERROR, L"Error de Memoria"},
+    {DMLERR_NOTPROCESSED, L"No procesó transacción"},
+    {DMLERR_NO_CONV_ESTABLISHED, L"No se estableció conversación"},
+    {DMLERR_POKEACKTIMEOUT, L"POKE ACK ERROR"},
+    {DMLERR_POSTMSG_FAILED, L"Fallo en PostMessage"},
+    {DMLERR_REENTRANCY, L"Reentrancy error"},
+    {DMLERR_SERVER_DIED, L"Servidor a muerto"},
+    {DMLERR_SYS_ERROR, L"Sys Error"},
+    {DMLERR_UNADVACKTIMEOUT, L"UNADV ACK TIMEOUT"},
 };
 
 HDDEDATA AsData(std::uintptr_t value) { return reinterpret_cast<HDDEDATA>(value); }
