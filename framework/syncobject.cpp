@@ -11,16 +11,6 @@ BOOL CSyncObject::Lock(DWORD timeout) {
   return m_hObject != nullptr && kwplat::WaitForSingleObject(m_hObject, timeout) == WAIT_OBJECT_0;
 }
 
-BOOL CCriticalSection::Lock(DWORD) {
-  m_mutex.lock();
-  return TRUE;
-}
-
-BOOL CCriticalSection::Unlock() {
-  m_mutex.unlock();
-  return TRUE;
-}
-
 CEvent::CEvent(BOOL initiallyOwn, BOOL manualReset, LPCTSTR name, void* security) {
   m_hObject = kwplat::CreateEventW(security, manualReset, initiallyOwn, name);
   if (m_hObject == nullptr) AfxThrowResourceException();

@@ -29,8 +29,16 @@ class KW_API CCriticalSection : public CSyncObject {
   DECLARE_DYNAMIC(CCriticalSection)
  public:
   // Recursive: the owning thread may lock it again. The time-out is not used.
-  BOOL Lock(DWORD timeout = INFINITE) override;
-  BOOL Unlock() override;
+  // Defined here, so that a caller naming the class (as a lock guard does) pays
+  // for the mutex alone.
+  BOOL Lock(DWORD = INFINITE) override {
+    m_mutex.lock();
+    return TRUE;
+  }
+  BOOL Unlock() override {
+    m_mutex.unlock();
+    return TRUE;
+  }
 
  private:
   std::recursive_mutex m_mutex;
