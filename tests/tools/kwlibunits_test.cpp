@@ -30,6 +30,15 @@ TEST_F(KwlibUnitsTest, Units) {
   EXPECT_EQ(Run("units 2").out, "5184 pt\n2.00 yd = 2 yd\n");  // the active unit, kept in the registry
   EXPECT_NE(Run("reg query 'HKCU\\Software\\Tormel\\kwlib\\Settings' /v Unitats").out.find("0x6"), std::string::npos);
   EXPECT_EQ(Run("units 2 furlong").status, 2);
+  // A text that holds no number is refused with the reason, not converted as 0.
+  for (const char* text : {"abc", "''", "mm", "' / '"}) {
+    r = Run(std::string("units ") + text + " mm");
+    EXPECT_EQ(r.status, 2) << text;
+    EXPECT_EQ(r.out, "") << text;
+    EXPECT_NE(r.err.find("is not a length"), std::string::npos) << text << r.err;
+  }
+  EXPECT_EQ(Run("units ' 3/4 in' pt").out, "54 pt\n54.0 pt\n");
+  EXPECT_EQ(Run("units -2 mm").status, 0);
   EXPECT_EQ(Run("units --active a b").status, 2);
 }
 

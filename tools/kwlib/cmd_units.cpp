@@ -1,6 +1,7 @@
 // kwlib units: a length as a user would type it, in points and in another unit;
 // and the active unit of the user.
 #include <charconv>
+#include <cwchar>
 #include <iostream>
 
 #include <kwlib63/framework/textconv.h>
@@ -21,6 +22,17 @@ TipusUnitats ParseUnit(const std::string& text) {
     throw kwlib::UsageError("'" + text + "' is not a unit (mm, cm, m, in, ft, yd or pt)");
   }
   return unit;
+}
+
+// A length as the library reads it; a text it would read as nothing (0) is
+// refused rather than converted as 0.
+std::wstring ParseLength(const std::string& text) {
+  std::wstring wide = Utf8ToWide(text);
+  float number = 0;
+  if (std::swscanf(wide.c_str(), L" %f", &number) != 1) {
+    throw kwlib::UsageError("'" + text + "' is not a length: give a number, a fraction or both (12, 3/4, 1 1/2), with a unit or without");
+  }
+  return wide;
 }
 
 std::string Describe(TipusUnitats unit) {
@@ -48,7 +60,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) 
     return kwlib::kExitOk;
   }
   if (words.empty() || words.size() > 2) throw kwlib::UsageError("give a length, and a unit to convert it to");
-  const double points = unit2eps(Utf8ToWide(words[0]).c_str(), UNITATS_ACTIVES);
+  const double points = unit2eps(ParseLength(words[0]).c_str(), UNITATS_ACTIVES);
   const TipusUnitats unit = words.size() == 2 ? ParseUnit(words[1]) : AfxGetUnitatsActives();
   out << Shortest(points) << " pt\n";
   out << WideToUtf8(eps2unit(points, unit, TRUE, 0).GetString());
