@@ -11,26 +11,34 @@
 namespace kwplat {
 namespace {
 
-// The highest address of the calling thread's stack, or 0 when it cannot be told.
-std::uintptr_t StackTop() {
+// The calling thread's stack, [low, top), or an empty range when it cannot be told.
+struct Stack {
+  std::uintptr_t low = 0, top = 0;
+};
+
+Stack ThreadStack() {
   pthread_attr_t attributes;
-  if (pthread_getattr_np(pthread_self(), &attributes) != 0) return 0;
+  if (pthread_getattr_np(pthread_self(), &attributes) != 0) return {};
   void* low = nullptr;
   std::size_t size = 0;
   const bool known = pthread_attr_getstack(&attributes, &low, &size) == 0;
   pthread_attr_destroy(&attributes);
-  return known ? reinterpret_cast<std::uintptr_t>(low) + size : 0;
+  if (!known) return {};
+  const auto base = reinterpret_cast<std::uintptr_t>(low);
+  return {base, base + size};
 }
 
 // Whether [p, p + size) lies in the calling thread's stack between this frame and
 // the stack's top: the live frames of the callers, mapped and writable. The usual
 // caller's buffer, a local variable, is then written without the system call.
+// Only while running on that stack: on another one (a signal's alternate stack, a
+// coroutine's) the addresses above the frame are anything.
 [[gnu::noinline]] bool InCallersFrames(const void* p, std::size_t size) {
-  thread_local const std::uintptr_t top = StackTop();
+  thread_local const Stack stack = ThreadStack();
   // The frame's own address, not a local's: a sanitizer may keep locals elsewhere.
   const auto frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
   const auto begin = reinterpret_cast<std::uintptr_t>(p);
-  return begin > frame && begin < top && size <= top - begin;
+  return frame >= stack.low && frame < stack.top && begin > frame && begin < stack.top && size <= stack.top - begin;
 }
 
 // The kernel copies within the process and reports EFAULT for a bad address

@@ -3,7 +3,9 @@
 // tests of the registry calls, dlls/advapi32/tests/registry.c, which pass on
 // Windows (the test function is named in each comment). Sizes here count
 // sizeof(wchar_t) = 4 bytes a character where Windows counts 2.
+#include <signal.h>
 #include <sqlite3.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -135,6 +137,34 @@ TEST_F(RegistryResults, BadDataPointers) {
   DWORD local = 0, size = 4;
   ASSERT_EQ(RegQueryValueExW(m_key, L"n", nullptr, nullptr, reinterpret_cast<BYTE*>(&local), &size), ERROR_SUCCESS);
   EXPECT_EQ(local, 7u);
+  // On a signal's alternate stack, a read-only page above it is refused, not
+  // taken for the caller's frames.
+  EXPECT_EXIT(
+      {
+        static HKEY key;
+        static BYTE* readOnly;
+        static LONG result = -1;
+        key = m_key;
+        readOnly = static_cast<BYTE*>(mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        const std::size_t altSize = 1 << 20;
+        void* alt = mmap(nullptr, altSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        stack_t altStack{};
+        altStack.ss_sp = alt;
+        altStack.ss_size = altSize;
+        struct sigaction action {};
+        action.sa_flags = SA_ONSTACK;
+        action.sa_handler = [](int) {
+          DWORD room = 4;
+          result = RegQueryValueExW(key, L"n", nullptr, nullptr, readOnly, &room);
+        };
+        if (readOnly == MAP_FAILED || alt == MAP_FAILED || sigaltstack(&altStack, nullptr) != 0 ||
+            sigaction(SIGUSR1, &action, nullptr) != 0) {
+          std::exit(2);
+        }
+        raise(SIGUSR1);
+        std::exit(result == ERROR_NOACCESS ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 // test_enum_value: a name buffer too small gives ERROR_MORE_DATA with the type and
