@@ -138,7 +138,9 @@ TEST_F(RegistryResults, BadDataPointers) {
   ASSERT_EQ(RegQueryValueExW(m_key, L"n", nullptr, nullptr, reinterpret_cast<BYTE*>(&local), &size), ERROR_SUCCESS);
   EXPECT_EQ(local, 7u);
   // On a signal's alternate stack, a read-only page above it is refused, not
-  // taken for the caller's frames.
+  // taken for the caller's frames. (ThreadSanitizer rightly stops the registry's
+  // allocations inside a signal handler; the other builds run the case.)
+#if !defined(__SANITIZE_THREAD__)
   EXPECT_EXIT(
       {
         static HKEY key;
@@ -165,6 +167,7 @@ TEST_F(RegistryResults, BadDataPointers) {
         std::exit(result == ERROR_NOACCESS ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
+#endif
 }
 
 // test_enum_value: a name buffer too small gives ERROR_MORE_DATA with the type and
