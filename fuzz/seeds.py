@@ -167,6 +167,7 @@ def seeds():
     yield "kwlibargs", "bad-numbers", b"\x03" + b"\0".join([b"-1", b"+2", b" 3", b"0x", b"12ab", b"70000"])
     yield "kwlibargs", "flags", b"\x02" + b"\0".join([b"--json", b"file", b"-", b"-r", b"--all", b"-5"])
     yield "kwlibargs", "unknown-flag", b"\x01" + b"\0".join([b"--nope", b"x"])
+    yield "kwlibargs", "flags-then-dash-dash", b"\x00" + b"\0".join([b"-r", b"-r", b"--all", b"--"])
 
 
 def main():
