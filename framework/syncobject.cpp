@@ -1,11 +1,19 @@
 #include <kwlib63/framework/syncobject.h>
 
+#include <utility>
+
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/platform/event.h>
 
 IMPLEMENT_DYNAMIC(CSyncObject, CObject)
 IMPLEMENT_DYNAMIC(CCriticalSection, CSyncObject)
 IMPLEMENT_DYNAMIC(CEvent, CSyncObject)
+
+namespace {
+// The critical section's Lock and Unlock are inline; naming them here makes the
+// library hold (and export) one definition for clients that call them out of line.
+[[gnu::used]] const auto kExported = std::make_pair(&CCriticalSection::Lock, &CCriticalSection::Unlock);
+}  // namespace
 
 BOOL CSyncObject::Lock(DWORD timeout) {
   return m_hObject != nullptr && kwplat::WaitForSingleObject(m_hObject, timeout) == WAIT_OBJECT_0;

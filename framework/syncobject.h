@@ -30,12 +30,12 @@ class KW_API CCriticalSection : public CSyncObject {
  public:
   // Recursive: the owning thread may lock it again. The time-out is not used.
   // Defined here, so that a caller naming the class (as a lock guard does) pays
-  // for the mutex alone.
-  BOOL Lock(DWORD = INFINITE) override {
+  // for the mutex alone; still exported for clients built when they were not.
+  KW_API BOOL Lock(DWORD = INFINITE) override {
     m_mutex.lock();
     return TRUE;
   }
-  BOOL Unlock() override {
+  KW_API BOOL Unlock() override {
     m_mutex.unlock();
     return TRUE;
   }

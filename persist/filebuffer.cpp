@@ -62,6 +62,8 @@ bool CFileBuffer::Reserve(unsigned long n, bool zero) {
   return true;
 }
 
+bool CFileBuffer::Reserve(unsigned long n) { return Reserve(n, true); }
+
 int CFileBuffer::updateBuffer() { return IsBuffered() ? 0 : loadBuffer(m_nPosition); }
 
 void CFileBuffer::updateWriteBlockLimits(unsigned int n) {

@@ -97,7 +97,8 @@ class KW_API CFileBuffer : public CFile {
   // Makes the first `n` bytes of the block (n <= the block size) memory, zeros
   // where new unless the caller fills them itself; false, with the block as it
   // was, when there is no memory.
-  bool Reserve(unsigned long n, bool zero = true);
+  bool Reserve(unsigned long n, bool zero);
+  bool Reserve(unsigned long n);  // zeros
   // Whether [from, to) of the block neither touches nor overlaps the stretch to
   // write. A writer's block is not read from the disk, so the bytes between two
   // such stretches are not the file's: they are written separately.

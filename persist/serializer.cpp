@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <tuple>
 
 #include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/exception.h>
@@ -26,6 +27,11 @@ void Report(CException* e) {
   e->Delete();
 }
 
+// WriteRecord, NextRecord and ReadRecord are inline; naming them here makes the
+// library hold (and export) one definition for clients that call them out of line.
+using NextRecordHeader = int (TSerializer::*)(SER_RECORDHEADER&, short, TIndicadorEstat*);
+[[gnu::used]] const auto kExported = std::make_tuple(&TSerializer::WriteRecord, &TSerializer::ReadRecord,
+                                                     static_cast<NextRecordHeader>(&TSerializer::NextRecord));
 }  // namespace
 
 TSerializer::TSerializer(CFile* file) : m_pFile(file), m_pBuffered(dynamic_cast<CFileBuffer*>(file)) {

@@ -54,7 +54,7 @@ class KW_API TSerializer {
 
   // A record of the current level (note the order: data, length, identifier).
   // 0, or -8 on a write error.
-  int WriteRecord(void* pData, unsigned long nLength, unsigned long nId) {
+  KW_API int WriteRecord(void* pData, unsigned long nLength, unsigned long nId) {
     // A record that fits the file's block is placed there whole, without a call.
     unsigned char* at = pData != nullptr && nLength - 1 < 0xFFFFFFF5ul && nId <= 0xFFFFFFFFul && m_pBuffered != nullptr
                             ? m_pBuffered->PlaceInBlock(static_cast<unsigned int>(KW_SER_RECORDHEADER + nLength))
@@ -76,7 +76,8 @@ class KW_API TSerializer {
   // pending for the next call).
   // Readers call this and ReadRecord once per record, so the usual case, a
   // record in the file's block and no indicator, is served here without a call.
-  int NextRecord(SER_RECORDHEADER& hdr, short nNivell = -1, TIndicadorEstat* pIE = nullptr) {
+  // The three are still exported for clients built when they were not inline.
+  KW_API int NextRecord(SER_RECORDHEADER& hdr, short nNivell = -1, TIndicadorEstat* pIE = nullptr) {
     if (pIE != nullptr || m_bPending || m_nConsumed < m_hdr.nLength || !TakeHeaderInBlock(&hdr)) {
       return NextRecordGeneral(hdr, nNivell, pIE);
     }
@@ -88,7 +89,7 @@ class KW_API TSerializer {
                  TIndicadorEstat* pIE = nullptr);
   // `nCount` bytes of data (0xFFFFFFFF: the rest of the record). 1, or 0 when fewer
   // arrive or on a cancel.
-  int ReadRecord(void* pBuffer, unsigned long nCount, TIndicadorEstat* pIE = nullptr) {
+  KW_API int ReadRecord(void* pBuffer, unsigned long nCount, TIndicadorEstat* pIE = nullptr) {
     const unsigned char* at = pIE == nullptr && pBuffer != nullptr && nCount - 1 < 0xFFFFFFFEul && m_pBuffered != nullptr
                                   ? m_pBuffered->TakeInBlock(static_cast<unsigned int>(nCount))
                                   : nullptr;
