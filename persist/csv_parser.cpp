@@ -133,6 +133,8 @@ void csv_parser::_skip_lines() {
   record_count = 0;
 }
 
+// On an open stream a false leaves room after `block_end`: the read that found
+// nothing asked for at least one byte.
 bool csv_parser::_fill_block() {
   if (input_fp == nullptr) return false;
   if (block_pos > 0) {
@@ -185,20 +187,19 @@ bool csv_parser::_read_single_line(const char** buffer, unsigned int* length) {
   more_rows = !at_end;
 
   // The line as a text-mode stream delivers it (CR LF read as LF), its first
-  // line-end byte replaced by the line terminator, and two zero bytes.
-  line.resize(consumed + 2);
-  const char* src = block.data() + block_pos;
-  std::memcpy(line.data(), src, content);
+  // line-end byte replaced by the line terminator. Its bytes are spent, so it is
+  // made in place. A last line without a line end gets the terminator after it:
+  // the refill that found the end left the block room for it.
+  char* text = block.data() + block_pos;
   std::size_t out = content;
   for (std::size_t i = content; i < consumed; ++i) {
-    if (src[i] == '\r' && i + 1 < consumed && src[i + 1] == '\n') continue;
-    line[out++] = src[i];
+    if (text[i] == '\r' && i + 1 < consumed && text[i + 1] == '\n') continue;
+    text[out++] = text[i];
   }
-  line[out] = 0;
-  line[out + 1] = 0;
-  line[content] = line_term_char;
-  *buffer = line.data();
-  *length = static_cast<unsigned int>(out + 1);
+  if (consumed == content) ++out;
+  text[content] = line_term_char;
+  *buffer = text;
+  *length = static_cast<unsigned int>(out);
   block_pos += consumed;
   current_offset += consumed;
   return true;
@@ -219,7 +220,6 @@ void csv_parser::_get_fields_without_enclosure(std::vector<std::string>& row, co
 
 void csv_parser::_get_fields_with_enclosure(std::vector<std::string>& row, const char* text,
                                             unsigned int length) const {
-  // The buffer holds one zero byte past `length`, so strnlen below stays inside it.
   bool open = false;
   std::size_t start = 0;
   const auto quote = [&](std::size_t i) {
@@ -246,8 +246,8 @@ void csv_parser::_get_fields_with_enclosure(std::vector<std::string>& row, const
   for (; i < length; ++i) {
     if (text[i] == enclosure_char) quote(i);
   }
-  if (open) row.emplace_back(text + start, strnlen(text + start, length + 1 - start));
-  if (row.empty()) row.emplace_back(text, strnlen(text, length + 1));
+  if (open) row.emplace_back(text + start, strnlen(text + start, length - start));
+  if (row.empty()) row.emplace_back(text, strnlen(text, length));
 }
 
 void csv_parser::_get_fields_with_optional_enclosure(std::vector<std::string>& row, const char* text,

@@ -42,9 +42,9 @@ class KW_API csv_parser {
 
  private:
   void _skip_lines();
-  // The next line as the splitters want it (content, the line terminator in
-  // place of its first line-end byte, the other line-end bytes, a zero byte);
-  // false when no line was left.
+  // The next line as the splitters want it (content, then the line terminator in
+  // place of its first line-end byte, or after the content when it had none, then
+  // its other line-end bytes); false when no line was left.
   bool _read_single_line(const char** buffer, unsigned int* length);
   // Makes at least one more byte available after `block_end`; false at the end
   // of the stream.
@@ -76,6 +76,6 @@ class KW_API csv_parser {
   std::vector<char> block;
   std::size_t block_pos = 0;
   std::size_t block_end = 0;
-  std::vector<char> line;  // the current line as handed to the splitters
+  std::vector<char> reserved;  // unused: keeps the object's size for programs built against 6.3
   std::size_t last_row_size = 0;
 };

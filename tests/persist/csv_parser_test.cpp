@@ -238,4 +238,80 @@ TEST_F(CsvParserTest, Diagnostics) {
   EXPECT_TRUE(parser.get_row().empty());
 }
 
+
+// The rows of `text` by the reader's rules, one line at a time: leading line ends
+// skipped, the line's content, then its line ends (CR LF read as LF) with the
+// first one replaced by the terminator, or the terminator alone when it had none.
+std::vector<Row> ModelRows(const std::string& text, enclosure_type_t mode) {
+  const auto isEnd = [](char c) { return c == '\r' || c == '\n'; };
+  std::vector<Row> rows;
+  std::size_t p = 0;
+  for (;;) {
+    while (p < text.size() && isEnd(text[p])) ++p;
+    if (p == text.size()) return rows;
+    const std::size_t lineEnd = std::min(text.find_first_of("\r\n", p), text.size());
+    std::string line = text.substr(p, lineEnd - p);
+    p = lineEnd;
+    std::string ends;
+    for (; p < text.size() && isEnd(text[p]); ++p) {
+      if (!(text[p] == '\r' && p + 1 < text.size() && text[p + 1] == '\n')) ends += text[p];
+    }
+    line += '\n';
+    if (!ends.empty()) line += ends.substr(1);
+    Row row;
+    std::size_t start = 0;
+    if (mode == ENCLOSURE_REQUIRED) {
+      bool open = false;
+      for (std::size_t i = 0; i < line.size(); ++i) {
+        if (line[i] != '"' || (i > 0 && line[i - 1] == '\\')) continue;
+        if (open) row.push_back(line.substr(start, i - start));
+        start = i + 1;
+        open = !open;
+      }
+      const auto upToZero = [&](std::size_t from) { return line.substr(from, line.find('\0', from) - from); };
+      if (open) row.push_back(upToZero(start));
+      if (row.empty()) row.push_back(upToZero(0));
+    } else {
+      for (std::size_t i = 0; i < line.size(); ++i) {
+        if (line[i] != ',' && line[i] != '\n') continue;
+        std::string field = line.substr(start, i - start);
+        if (mode == ENCLOSURE_OPTIONAL) {
+          const bool front = !field.empty() && field[0] == '"';
+          field = field.size() >= 3 && field.back() == '"' ? field.substr(front ? 1 : 0, field.size() - 2)
+                                                            : field.substr(front ? 1 : 0);
+        }
+        row.push_back(field);
+        // Without enclosure, a line end after the terminator ends a field begun
+        // at the last separator.
+        if (line[i] == ',' || mode == ENCLOSURE_OPTIONAL) start = i + 1;
+      }
+    }
+    rows.push_back(row);
+  }
+}
+
+TEST_F(CsvParserTest, RandomFilesAroundTheBlockSizesMatchTheModel) {
+  // Lengths at and beside the first read block and its doubling, where a line is
+  // cut by a refill or the file ends with the block full.
+  const std::size_t kBlock = 256 * 1024;
+  const char alphabet[] = {'a', 'b', 'c', ',', ',', '"', '"', '\\', '\r', '\n', '\0'};
+  for (const unsigned seed : {1u, 2u}) {
+    std::srand(seed);
+    for (const std::size_t size : {std::size_t{1}, std::size_t{97}, kBlock - 1, kBlock, kBlock + 1,
+                                   2 * kBlock + 3}) {
+      std::string text(size, 'a');
+      for (char& c : text) c = alphabet[static_cast<unsigned>(std::rand()) % sizeof alphabet];
+      // Long lines too: sometimes no line end for thousands of bytes.
+      if (seed % 2 == 0) std::replace_if(text.begin(), text.end() - 1, [](char c) { return c == '\n' || c == '\r'; }, 'b');
+      for (const enclosure_type_t mode : {ENCLOSURE_NONE, ENCLOSURE_REQUIRED, ENCLOSURE_OPTIONAL}) {
+        csv_parser parser;
+        if (mode != ENCLOSURE_NONE) parser.set_enclosed_char('"', mode);
+        std::vector<Row> got = Rows(parser, text);
+        std::erase_if(got, [](const Row& r) { return r.empty(); });
+        ASSERT_EQ(got, ModelRows(text, mode)) << "seed " << seed << ", " << size << " bytes, mode " << mode;
+      }
+    }
+  }
+}
+
 }  // namespace
