@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 namespace kwfuzz {
@@ -17,7 +18,10 @@ inline const std::string& ScratchDir() {
     if (mkdtemp(pattern.data()) == nullptr) std::abort();
     static std::string removed;
     removed = pattern;
-    std::atexit([] { (void)std::system(("rm -rf '" + removed + "'").c_str()); });
+    std::atexit([] {
+      std::error_code ignored;
+      std::filesystem::remove_all(removed, ignored);
+    });
     return pattern;
   }();
   return dir;

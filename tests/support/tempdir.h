@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -19,7 +19,11 @@ class TempDir {
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
     m_path = pattern;
   }
-  ~TempDir() { (void)std::system(("chmod -R u+w " + m_path + " 2>/dev/null; rm -rf " + m_path).c_str()); }
+  ~TempDir() {
+    Unlock(m_path);
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
 
@@ -27,6 +31,15 @@ class TempDir {
   std::string At(const std::string& name) const { return m_path + "/" + name; }
 
  private:
+  // Gives back to the folders inside the permissions a test may have taken away,
+  // so that everything can be removed. Links are not followed.
+  static void Unlock(const std::filesystem::path& folder) {
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(std::filesystem::symlink_status(folder, ignored))) return;
+    std::filesystem::permissions(folder, std::filesystem::perms::owner_all, std::filesystem::perm_options::add, ignored);
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) Unlock(entry.path());
+  }
+
   std::string m_path;
 };
 

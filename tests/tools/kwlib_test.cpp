@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -252,9 +253,11 @@ TEST(KwlibIni, SetGetListAndDelete) {
 // Files that are not what the command needs are named as such, once; a line break
 // that would turn into a key of its own is refused.
 TEST(KwlibIni, SaysWhatIsWrongWithTheFile) {
-  const std::string file = TempFile("[s]\nk=v\n");
-  const std::string folder = file + ".d";
-  ASSERT_EQ(Shell("mkdir " + folder).status, 0);
+  const kwtest::TempDir dir("kwlib-ini");
+  const std::string file = dir.At("s.ini");
+  kwtest::WriteBytes(file, "[s]\nk=v\n");
+  const std::string folder = dir.At("folder");
+  ASSERT_TRUE(std::filesystem::create_directory(folder));
   for (const std::string& action : {"get " + folder + " s k", "--xml get " + folder + " s k", "keys " + folder + " s",
                                     "set " + folder + " s k v", "delete " + folder + " s"}) {
     const Result r = Kwlib("ini " + action);
@@ -264,9 +267,9 @@ TEST(KwlibIni, SaysWhatIsWrongWithTheFile) {
   const Result missing = Kwlib("ini get " + folder + "/none.ini s k");
   EXPECT_EQ(missing.err, "kwlib ini: " + folder + "/none.ini: No such file or directory\n");
   if (geteuid() != 0) {  // root reads any file
-    ASSERT_EQ(Shell("chmod 000 " + file).status, 0);
+    std::filesystem::permissions(file, std::filesystem::perms::none);
     EXPECT_EQ(Kwlib("ini get " + file + " s k").err, "kwlib ini: " + file + ": Permission denied\n");
-    ASSERT_EQ(Shell("chmod 644 " + file).status, 0);
+    std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
   }
   EXPECT_EQ(Kwlib("ini get '' s k").status, 2);
   for (const char* broken : {"'a\nb'", "'a\rb'"}) {
@@ -279,8 +282,6 @@ TEST(KwlibIni, SaysWhatIsWrongWithTheFile) {
   EXPECT_EQ(pack.status, 1);
   EXPECT_EQ(pack.err, "kwlib pack: " + folder + ": Is a directory\n");
   EXPECT_EQ(Kwlib("options dump " + folder).err, "kwlib options: " + folder + ": Is a directory\n");
-  Shell("rm -rf " + folder);
-  std::remove(file.c_str());
 }
 
 TEST(KwlibPath, SplitPurifyCd) {
@@ -345,17 +346,16 @@ TEST(KwlibOptions, FromXmlAndBack) {
 namespace {
 
 TEST(KwlibFind, FilesByMaskOnceEach) {
-  const std::string root = kwtest::TempFile("");
-  std::remove(root.c_str());
-  ASSERT_EQ(Shell("mkdir -p " + root + "/A/B && touch " + root + "/r.txt " + root + "/A/a.TXT " + root +
-                  "/A/B/b.txt " + root + "/A/B/c.dat").status, 0);
+  const kwtest::TempDir dir("kwlib-find");
+  const std::string& root = dir.Path();
+  ASSERT_TRUE(std::filesystem::create_directories(root + "/A/B"));
+  for (const char* file : {"/r.txt", "/A/a.TXT", "/A/B/b.txt", "/A/B/c.dat"}) kwtest::WriteBytes(root + file, "");
   Result r = Kwlib("find -r '*.txt' " + root);
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, root + "/A/B/b.txt\n" + root + "/A/a.TXT\n" + root + "/r.txt\n");
   EXPECT_EQ(Kwlib("find '*.*' " + root).out, root + "/r.txt\n");
   EXPECT_EQ(Kwlib("find '*' " + root + "/missing").status, 1);
   EXPECT_EQ(Kwlib("find onlymask").status, 2);
-  Shell("rm -rf " + root);
 }
 
 TEST(KwlibOsversion, ReportsTheSystemAndTheLibrary) {
