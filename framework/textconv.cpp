@@ -2,6 +2,10 @@
 // string operation of the library and must not depend on the process's locale.
 #include <kwlib63/framework/textconv.h>
 
+#include <algorithm>
+
+#include <kwlib63/framework/endian.h>
+
 namespace kwfw {
 namespace {
 
@@ -105,6 +109,53 @@ std::u16string WideToUtf16(std::wstring_view text) {
   char16_t units[2];
   for (wchar_t c : text) out.append(units, static_cast<std::size_t>(EncodeUtf16(c, units)));
   return out;
+}
+
+std::string Utf16LeBytes(std::u16string_view units) {
+  std::string bytes(2 * units.size(), '\0');
+  for (std::size_t i = 0; i < units.size(); ++i) Store16(&bytes[2 * i], units[i]);
+  return bytes;
+}
+
+std::u16string Utf16LeUnits(std::string_view bytes) {
+  std::u16string units(bytes.size() / 2, u'\0');
+  for (std::size_t i = 0; i < units.size(); ++i) units[i] = Load16(&bytes[2 * i]);
+  return units;
+}
+
+std::string WideToUtf16Le(std::wstring_view text) {
+  const auto paired = [](wchar_t c) { return static_cast<char32_t>(c) >= 0x10000 && static_cast<char32_t>(c) <= 0x10FFFF; };
+  std::string bytes(2 * (text.size() + static_cast<std::size_t>(std::count_if(text.begin(), text.end(), paired))), '\0');
+  char* at = bytes.data();
+  const auto put = [&at](char32_t unit) {
+    Store16(at, static_cast<std::uint16_t>(unit));
+    at += 2;
+  };
+  for (const wchar_t c : text) {
+    const auto code = static_cast<char32_t>(c);
+    if (paired(c)) {
+      put(0xD800 + ((code - 0x10000) >> 10));
+      put(0xDC00 + ((code - 0x10000) & 0x3FF));
+    } else {
+      put(code <= 0xFFFF ? code : kReplacement);
+    }
+  }
+  return bytes;
+}
+
+std::wstring Utf16LeToWide(std::string_view bytes) {
+  const std::size_t units = bytes.size() / 2;
+  const auto unit = [&bytes](std::size_t i) -> char32_t { return Load16(&bytes[2 * i]); };
+  std::wstring text;
+  text.reserve(units);
+  for (std::size_t i = 0; i < units; ++i) {
+    char32_t code = unit(i);
+    if (code >= 0xD800 && code < 0xDC00 && i + 1 < units && unit(i + 1) >= 0xDC00 && unit(i + 1) < 0xE000) {
+      code = 0x10000 + ((code - 0xD800) << 10) + (unit(++i) - 0xDC00);
+    }
+    text += static_cast<wchar_t>(code);
+  }
+  return text;
 }
 
 std::wstring Utf16ToWide(std::u16string_view text) {

@@ -16,6 +16,19 @@ KW_API std::string WideToUtf8(std::wstring_view text);
 KW_API std::u16string WideToUtf16(std::wstring_view text);
 KW_API std::wstring Utf16ToWide(std::u16string_view text);
 
+// UTF-16 code units to and from their little-endian bytes, as files store them;
+// an odd last byte is left out.
+KW_API std::string Utf16LeBytes(std::u16string_view units);
+KW_API std::u16string Utf16LeUnits(std::string_view bytes);
+
+// UTF-16LE bytes, the form of Windows' text data (registry values, .reg files).
+// Unlike the conversions above, a surrogate without its other half stays the unit
+// it is, both ways, so that any sequence of units round-trips as the registry
+// keeps it; a wide character above U+10FFFF becomes U+FFFD, and an odd last byte
+// is left out.
+KW_API std::string WideToUtf16Le(std::wstring_view text);
+KW_API std::wstring Utf16LeToWide(std::string_view bytes);
+
 // The UTF-16 code units of one wide character (U+FFFD for one that is not a scalar
 // value): writes one or two units to `out` and returns how many.
 KW_API int EncodeUtf16(wchar_t c, char16_t out[2]);

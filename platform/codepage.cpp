@@ -9,6 +9,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/lasterror.h>
 
@@ -38,7 +39,7 @@ SingleByteTable BuildTable(const char* name, bool c1ForUnassigned) {
     std::size_t inLeft = 1, outLeft = sizeof out;
     if (cd != reinterpret_cast<iconv_t>(-1) && iconv(cd, &inp, &inLeft, &outp, &outLeft) != static_cast<std::size_t>(-1) &&
         outLeft == 0) {
-      t.toWide[b] = static_cast<char32_t>(out[0] | out[1] << 8 | out[2] << 16 | static_cast<char32_t>(out[3]) << 24);
+      t.toWide[b] = kwfw::Load32(out);
     } else if (b < 0x80 && cd == reinterpret_cast<iconv_t>(-1)) {
       t.toWide[b] = b;  // without the converter, ASCII is still ASCII
     } else if (c1ForUnassigned && b >= 0x80 && b < 0xA0) {

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include <kwlib63/framework/casefold.h>
+#include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/atomicfile.h>
 #include <kwlib63/platform/codepage.h>
@@ -122,14 +123,7 @@ std::wstring DecodeAnsi(const std::string& bytes) {
 }
 
 std::string Encode(const IniFile& file, const std::wstring& text) {
-  if (file.utf16) {
-    std::string bytes;
-    for (const char16_t u : kwfw::WideToUtf16(text)) {
-      bytes += static_cast<char>(u & 0xFF);
-      bytes += static_cast<char>(u >> 8);
-    }
-    return bytes;
-  }
+  if (file.utf16) return kwfw::Utf16LeBytes(kwfw::WideToUtf16(text));
   if (text.empty()) return std::string();
   std::string bytes(text.size(), '\0');
   WideCharToMultiByte(1252, 0, text.data(), static_cast<int>(text.size()), bytes.data(), static_cast<int>(bytes.size()),
@@ -147,8 +141,7 @@ IniFile Split(const std::string& bytes) {
   const std::size_t unit = file.utf16 ? 2 : 1;
   const std::size_t start = file.utf16 ? 2 : 0;
   const auto at = [&](std::size_t i) -> unsigned {
-    return file.utf16 ? static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8
-                      : static_cast<unsigned char>(bytes[i]);
+    return file.utf16 ? kwfw::Load16(&bytes[i]) : static_cast<unsigned char>(bytes[i]);
   };
   const std::size_t end = start + (bytes.size() - start) / unit * unit;  // an odd last byte is left out
   std::size_t lineStart = start;
@@ -165,16 +158,7 @@ IniFile Split(const std::string& bytes) {
   }
   if (lineStart < end) file.lines.push_back(Line{bytes.substr(lineStart, end - lineStart), std::string(), L""});
   for (Line& line : file.lines) {
-    if (file.utf16) {
-      std::u16string units(line.raw.size() / 2, u'\0');
-      for (std::size_t k = 0; k < units.size(); ++k) {
-        units[k] = static_cast<char16_t>(static_cast<unsigned char>(line.raw[2 * k]) |
-                                         static_cast<unsigned char>(line.raw[2 * k + 1]) << 8);
-      }
-      line.text = kwfw::Utf16ToWide(units);
-    } else {
-      line.text = DecodeAnsi(line.raw);
-    }
+    line.text = file.utf16 ? kwfw::Utf16ToWide(kwfw::Utf16LeUnits(line.raw)) : DecodeAnsi(line.raw);
   }
   return file;
 }

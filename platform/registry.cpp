@@ -163,11 +163,11 @@ bool IsText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type
 
 // Where a caller's text ends: its terminator (for REG_MULTI_SZ the second of the
 // first two in a row) at or after `from`, or npos.
-std::size_t TextEnd(DWORD type, std::u32string_view text, std::size_t from) {
+std::size_t TextEnd(DWORD type, std::wstring_view text, std::size_t from) {
   for (std::size_t i = from; i < text.size(); ++i) {
     if (text[i] == 0 && (type != REG_MULTI_SZ || i == 0 || text[i - 1] == 0)) return i;
   }
-  return std::u32string_view::npos;
+  return std::wstring_view::npos;
 }
 
 // The characters of a caller's text value, by Windows' rules for its size (bytes
@@ -179,8 +179,8 @@ std::size_t TextEnd(DWORD type, std::u32string_view text, std::size_t from) {
 // - a size of two bytes per character (Windows' wchar_t) that would keep only the
 //   start of a text Windows stores whole is ERROR_INVALID_PARAMETER, rather than a
 //   silently shortened text.
-LONG CallerText(DWORD type, const BYTE* data, DWORD size, std::u32string& text) {
-  constexpr std::size_t kUnit = sizeof(char32_t);
+LONG CallerText(DWORD type, const BYTE* data, DWORD size, std::wstring& text) {
+  constexpr std::size_t kUnit = sizeof(wchar_t);
   const std::size_t count = (size + kUnit - 1) / kUnit;
   text.assign(count, 0);
   if (!ReadCallerMemory(text.data(), data, size)) return ERROR_NOACCESS;
@@ -188,13 +188,13 @@ LONG CallerText(DWORD type, const BYTE* data, DWORD size, std::u32string& text) 
   if (size % kUnit != 0 && !ReadCallerMemory(text.data() + count - 1, data + (count - 1) * kUnit, kUnit)) {
     text.pop_back();
   }
-  if (text.empty() || TextEnd(type, text, 0) != std::u32string::npos) return ERROR_SUCCESS;
+  if (text.empty() || TextEnd(type, text, 0) != std::wstring::npos) return ERROR_SUCCESS;
   // What follows in the caller's memory, a page at a time, up to where the end of
   // a text counted at two bytes a character would be.
   const std::size_t reach = std::max<std::size_t>(size / 2 + 1, text.size() + 1);
-  std::u32string after;
-  std::size_t end = std::u32string::npos;
-  for (std::size_t at = text.size(); at < reach && end == std::u32string::npos;) {
+  std::wstring after;
+  std::size_t end = std::wstring::npos;
+  for (std::size_t at = text.size(); at < reach && end == std::wstring::npos;) {
     const BYTE* place = data + at * kUnit;
     const std::size_t inPage = (4096 - reinterpret_cast<std::uintptr_t>(place) % 4096) / kUnit;
     const std::size_t n = std::min(reach - at, std::max<std::size_t>(inPage, 1));
@@ -205,7 +205,7 @@ LONG CallerText(DWORD type, const BYTE* data, DWORD size, std::u32string& text) 
       break;
     }
     for (std::size_t i = old; i < after.size(); ++i) {
-      const char32_t previous = i > 0 ? after[i - 1] : text.back();
+      const wchar_t previous = i > 0 ? after[i - 1] : text.back();
       if (after[i] == 0 && (type != REG_MULTI_SZ || previous == 0)) {
         end = text.size() + i;
         break;
@@ -217,7 +217,7 @@ LONG CallerText(DWORD type, const BYTE* data, DWORD size, std::u32string& text) 
     text.push_back(0);
     return ERROR_SUCCESS;
   }
-  if (size % 2 == 0 && end != std::u32string::npos && (end == size / 2 || end + 1 == size / 2)) {
+  if (size % 2 == 0 && end != std::wstring::npos && (end == size / 2 || end + 1 == size / 2)) {
     return ERROR_INVALID_PARAMETER;
   }
   return ERROR_SUCCESS;
@@ -225,42 +225,10 @@ LONG CallerText(DWORD type, const BYTE* data, DWORD size, std::u32string& text) 
 
 // Text values are given and returned as wchar_t units and stored as the UTF-16LE
 // units Windows stores. Every unit round-trips, lone surrogates included.
-std::string StoredForm(std::u32string_view text) {
-  std::string stored;
-  stored.reserve(text.size() * 2);
-  auto put = [&stored](char32_t unit) {
-    stored.push_back(static_cast<char>(unit & 0xFF));
-    stored.push_back(static_cast<char>(unit >> 8));
-  };
-  for (char32_t c : text) {
-    if (c > 0x10FFFF) c = 0xFFFD;
-    if (c >= 0x10000) {
-      put(0xD800 + ((c - 0x10000) >> 10));
-      put(0xDC00 + ((c - 0x10000) & 0x3FF));
-    } else {
-      put(c);
-    }
-  }
-  return stored;
-}
-
 std::string CallerForm(DWORD type, std::string stored) {
   if (!IsText(type)) return stored;
-  std::string out;
-  out.reserve(stored.size() / 2 * sizeof(wchar_t));
-  auto unit = [&stored](std::size_t at) {
-    return static_cast<char32_t>(static_cast<unsigned char>(stored[at]) |
-                                 static_cast<unsigned char>(stored[at + 1]) << 8);
-  };
-  for (std::size_t at = 0; at + 2 <= stored.size(); at += 2) {
-    char32_t c = unit(at);
-    if (c >= 0xD800 && c < 0xDC00 && at + 4 <= stored.size() && unit(at + 2) >= 0xDC00 && unit(at + 2) < 0xE000) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (unit(at + 2) - 0xDC00);
-      at += 2;
-    }
-    out.append(reinterpret_cast<const char*>(&c), sizeof c);
-  }
-  return out;
+  const std::wstring text = kwfw::Utf16LeToWide(stored);
+  return std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
 }
 
 // Hands a value's type and bytes to the caller, with Windows' rules for the size.
@@ -356,9 +324,9 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD type, cons
   // as Windows refuses it, whatever the type.
   std::string stored;
   if (IsText(type)) {
-    std::u32string text;
+    std::wstring text;
     if (LONG error = CallerText(type, data, size, text); error != ERROR_SUCCESS) return error;
-    stored = StoredForm(text);
+    stored = kwfw::WideToUtf16Le(text);
   } else {
     stored.resize(size);
     if (!ReadCallerMemory(stored.data(), data, size)) return ERROR_NOACCESS;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <kwlib63/framework/casefold.h>
+#include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/lasterror.h>
 
@@ -45,11 +46,6 @@ struct BlockHeader {
 };
 constexpr char kBlockMagic[4] = {'K', 'W', 'V', 'B'};
 
-std::uint64_t Get(const unsigned char* p, std::size_t bytes) {
-  std::uint64_t v = 0;
-  for (std::size_t i = bytes; i-- > 0;) v = v << 8 | p[i];
-  return v;
-}
 
 class ElfFile {
  public:
@@ -84,7 +80,8 @@ class ElfFile {
 // The descriptor of our note inside an area of notes, if it is there.
 bool FindInNotes(const std::vector<unsigned char>& area, std::vector<unsigned char>& desc) {
   for (std::size_t pos = 0; pos + 12 <= area.size();) {
-    const std::uint64_t namesz = Get(&area[pos], 4), descsz = Get(&area[pos + 4], 4), type = Get(&area[pos + 8], 4);
+    const std::uint64_t namesz = kwfw::Load32(&area[pos]), descsz = kwfw::Load32(&area[pos + 4]);
+    const std::uint64_t type = kwfw::Load32(&area[pos + 8]);
     const std::uint64_t nameAt = pos + 12, descAt = nameAt + kwver::Padded(namesz);
     if (descAt > area.size() || descsz > area.size() - descAt) return false;
     if (namesz == sizeof kwver::kNoteName && type == kwver::kNoteType &&
@@ -107,11 +104,14 @@ bool FindNote(const std::string& path, std::vector<unsigned char>& desc) {
   }
   const bool wide = ident[4] == 2;
   if (!wide && ident[4] != 1) return false;
-  const std::size_t addr = wide ? 8 : 4;
-  const std::uint64_t phoff = Get(&ident[wide ? 32 : 28], addr), shoff = Get(&ident[wide ? 40 : 32], addr);
+  // Offsets and sizes are as wide as the file's addresses.
+  const auto address = [wide](const unsigned char* p) -> std::uint64_t {
+    return wide ? kwfw::Load64(p) : kwfw::Load32(p);
+  };
+  const std::uint64_t phoff = address(&ident[wide ? 32 : 28]), shoff = address(&ident[wide ? 40 : 32]);
   const std::size_t tail = wide ? 54 : 42;  // e_phentsize, e_phnum, e_shentsize, e_shnum
-  const std::uint64_t phentsize = Get(&ident[tail], 2), phnum = Get(&ident[tail + 2], 2);
-  const std::uint64_t shentsize = Get(&ident[tail + 4], 2), shnum = Get(&ident[tail + 6], 2);
+  const std::uint64_t phentsize = kwfw::Load16(&ident[tail]), phnum = kwfw::Load16(&ident[tail + 2]);
+  const std::uint64_t shentsize = kwfw::Load16(&ident[tail + 4]), shnum = kwfw::Load16(&ident[tail + 6]);
   std::vector<unsigned char> entry, area;
   // Each distinct area is read once, however many headers point at it.
   std::vector<std::pair<std::uint64_t, std::uint64_t>> tried;
@@ -126,13 +126,13 @@ bool FindNote(const std::string& path, std::vector<unsigned char>& desc) {
   const std::size_t shMin = wide ? 64 : 40, phMin = wide ? 56 : 32;
   for (std::uint64_t i = 0; shoff != 0 && shentsize >= shMin && i < std::min(shnum, kMaxTableEntries); ++i) {
     if (!file.Read(shoff + i * shentsize, shMin, entry)) break;
-    if (Get(&entry[4], 4) != kSectionNote) continue;
-    if (tryArea(Get(&entry[wide ? 24 : 16], addr), Get(&entry[wide ? 32 : 20], addr))) return true;
+    if (kwfw::Load32(&entry[4]) != kSectionNote) continue;
+    if (tryArea(address(&entry[wide ? 24 : 16]), address(&entry[wide ? 32 : 20]))) return true;
   }
   for (std::uint64_t i = 0; phoff != 0 && phentsize >= phMin && i < std::min(phnum, kMaxTableEntries); ++i) {
     if (!file.Read(phoff + i * phentsize, phMin, entry)) break;
-    if (Get(&entry[0], 4) != kSegmentNote) continue;
-    if (tryArea(Get(&entry[wide ? 8 : 4], addr), Get(&entry[wide ? 32 : 16], addr))) return true;
+    if (kwfw::Load32(&entry[0]) != kSegmentNote) continue;
+    if (tryArea(address(&entry[wide ? 8 : 4]), address(&entry[wide ? 32 : 16]))) return true;
   }
   return false;
 }
@@ -149,7 +149,7 @@ bool ReadVersion(LPCWSTR path, VersionData& data) {
     return false;
   }
   DWORD words[14];
-  for (std::size_t w = 0; w < 14; ++w) words[w] = static_cast<DWORD>(Get(&desc[4 * w], 4));
+  for (std::size_t w = 0; w < 14; ++w) words[w] = static_cast<DWORD>(kwfw::Load32(&desc[4 * w]));
   std::memcpy(&data.fixed, words, sizeof data.fixed);
   data.translation = words[13];
   // Key and value pairs up to an empty key or the end of the note.

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/persist/base64.h>
@@ -23,8 +24,24 @@ constinit CMoxelRTTI TBlocOpcions::m_rttiTBlocOpcions(&TItem::m_rttiTItem, "TBlo
 
 namespace {
 
+// The data block, little-endian, without padding:
+//   "DRIVER-BLOC"            11 bytes, the header
+//   then one record per value, in the order of their names:
+//   name length              16 bits, characters of the name (read as signed, at least 1)
+//   name                     that many bytes in the ANSI code page
+//   type code                1 byte, TIPUS_BLOC_*
+//   payload                  INT32: 4 bytes, signed; REAL64: 8 bytes, an IEEE double;
+//                            SUBBLOC, BINARI: a 32-bit byte count and the bytes;
+//                            STRING: a 16-bit byte count (read as signed) and the UTF-16
+//                            units; STRINGA (read only): a 16-bit count and ANSI bytes;
+//                            BUIT: nothing
 constexpr char kHeader[] = "DRIVER-BLOC";
 constexpr std::size_t kHeaderSize = 11;
+
+// Results of the block's operations.
+constexpr int kFailed = -1;       // a value not stored, or a name with an empty part
+constexpr int kMalformed = -3;    // a data block cut short, or with a wrong header or count
+constexpr int kUnknownType = -9;  // a record with a type code the block does not know
 
 wchar_t* CopyText(const wchar_t* text) {
   if (text == nullptr) return nullptr;
@@ -60,14 +77,12 @@ std::string NameToAnsi(const std::u16string& units) {
   return bytes;
 }
 
-void Put(std::string& out, std::uint64_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) out += static_cast<char>(value >> (8 * i));
-}
-
-std::uint64_t Get(const unsigned char* p, int bytes) {
-  std::uint64_t v = 0;
-  for (int i = bytes; i-- > 0;) v = v << 8 | p[i];
-  return v;
+// Appends `value` as its little-endian bytes.
+template <typename T>
+void Put(std::string& out, T value) {
+  char bytes[sizeof value];
+  kwfw::StoreLe(bytes, value);
+  out.append(bytes, sizeof bytes);
 }
 
 bool Utf16Less(const std::wstring& a, const std::wstring& b) { return kwfw::WideToUtf16(a) < kwfw::WideToUtf16(b); }
@@ -105,9 +120,9 @@ struct Record {
   ITEMBLOCOPCIONS Value() const {
     ITEMBLOCOPCIONS value;
     switch (type) {
-      case TIPUS_BLOC_INT32: value.SetInt32(static_cast<std::int32_t>(Get(payload, 4))); break;
+      case TIPUS_BLOC_INT32: value.SetInt32(static_cast<std::int32_t>(kwfw::Load32(payload))); break;
       case TIPUS_BLOC_REAL64: {
-        const std::uint64_t bits = Get(payload, 8);
+        const std::uint64_t bits = kwfw::Load64(payload);
         double d;
         std::memcpy(&d, &bits, 8);
         value.SetReal64(d);
@@ -118,9 +133,8 @@ struct Record {
         value.SetDadesBin(const_cast<unsigned char*>(payload), static_cast<unsigned long>(size), 1, type);
         break;
       case TIPUS_BLOC_STRING: {
-        std::u16string units;
-        for (std::size_t i = 0; i + 1 < size; i += 2) units += static_cast<char16_t>(Get(payload + i, 2));
-        value.SetString(kwfw::Utf16ToWide(units).c_str());
+        const std::string_view bytes(reinterpret_cast<const char*>(payload), size);
+        value.SetString(kwfw::Utf16ToWide(kwfw::Utf16LeUnits(bytes)).c_str());
         break;
       }
       case TIPUS_BLOC_STRINGA:
@@ -141,7 +155,7 @@ class Records {
   // block too short for its header or with another header.
   int Start() {
     if (m_mida == 0) return 0;
-    if (m_mida < kHeaderSize || std::memcmp(m_dades, kHeader, kHeaderSize) != 0) return -3;
+    if (m_mida < kHeaderSize || std::memcmp(m_dades, kHeader, kHeaderSize) != 0) return kMalformed;
     m_pos = kHeaderSize;
     return 0;
   }
@@ -150,38 +164,38 @@ class Records {
   // malformed, -9 for an unknown type code.
   int Next(Record& r) {
     if (m_pos >= m_mida) return 0;
-    if (Left() < 2) return -3;
-    const auto n = static_cast<std::int16_t>(Get(m_dades + m_pos, 2));
+    if (Left() < 2) return kMalformed;
+    const auto n = static_cast<std::int16_t>(kwfw::Load16(m_dades + m_pos));
     m_pos += 2;
-    if (n < 1 || static_cast<std::size_t>(n) > Left()) return -3;
+    if (n < 1 || static_cast<std::size_t>(n) > Left()) return kMalformed;
     r.name = FromAnsi(reinterpret_cast<const char*>(m_dades + m_pos), static_cast<std::size_t>(n));
     r.name.resize(std::wcslen(r.name.c_str()));
     m_pos += static_cast<std::size_t>(n);
-    if (Left() < 1) return -3;
+    if (Left() < 1) return kMalformed;
     r.type = static_cast<signed char>(m_dades[m_pos++]);
-    if (r.type > TIPUS_BLOC_STRING || r.type < TIPUS_BLOC_BUIT) return -9;
+    if (r.type > TIPUS_BLOC_STRING || r.type < TIPUS_BLOC_BUIT) return kUnknownType;
     std::size_t count = 0;
     switch (r.type) {
       case TIPUS_BLOC_INT32: count = 4; break;
       case TIPUS_BLOC_REAL64: count = 8; break;
       case TIPUS_BLOC_SUBBLOC:
       case TIPUS_BLOC_BINARI:
-        if (Left() < 4) return -3;
-        count = static_cast<std::size_t>(Get(m_dades + m_pos, 4));
+        if (Left() < 4) return kMalformed;
+        count = kwfw::Load32(m_dades + m_pos);
         m_pos += 4;
         break;
       case TIPUS_BLOC_STRING:
       case TIPUS_BLOC_STRINGA: {
-        if (Left() < 2) return -3;
-        const auto signedCount = static_cast<std::int16_t>(Get(m_dades + m_pos, 2));
+        if (Left() < 2) return kMalformed;
+        const auto signedCount = static_cast<std::int16_t>(kwfw::Load16(m_dades + m_pos));
         m_pos += 2;
-        if (signedCount < 0) return -3;
+        if (signedCount < 0) return kMalformed;
         count = static_cast<std::size_t>(signedCount);
         break;
       }
       default: break;  // empty: no payload
     }
-    if (count > Left()) return -3;
+    if (count > Left()) return kMalformed;
     r.payload = m_dades + m_pos;
     r.size = count;
     m_pos += count;
@@ -319,7 +333,7 @@ CMoxelRTTI* TBlocOpcions::GetRTTI() const { return &m_rttiTBlocOpcions; }
 int TBlocOpcions::Afegir(const wchar_t* nom, const ITEMBLOCOPCIONS& valor) {
   const std::wstring_view name = nom != nullptr ? nom : L"";
   // A name is never empty: a data block could not hold it (its length would be 0).
-  if (name.empty()) return -1;
+  if (name.empty()) return kFailed;
   const std::size_t slash = name.find(L'/');
   if (slash == std::wstring_view::npos) {
     try {
@@ -329,7 +343,7 @@ int TBlocOpcions::Afegir(const wchar_t* nom, const ITEMBLOCOPCIONS& valor) {
       e->Delete();
     } catch (const std::bad_alloc&) {
     }
-    return -1;
+    return kFailed;
   }
   // The nested level is made when missing (or holding another type). The value goes
   // into a copy of it that is not stored back, as the interface defines; so are the
@@ -353,7 +367,7 @@ int TBlocOpcions::EntraValorString(const wchar_t* nom, const wchar_t* valor) {
     return Afegir(nom, ITEMBLOCOPCIONS(valor));
   } catch (CException* e) {
     e->Delete();
-    return -1;
+    return kFailed;
   }
 }
 
@@ -361,14 +375,14 @@ int TBlocOpcions::EntraValorBinari(const wchar_t* nom, const void* dades, unsign
   void* copy = nullptr;
   if (mida > 0) {
     copy = std::malloc(mida);
-    if (copy == nullptr) return -1;
+    if (copy == nullptr) return kFailed;
     if (dades != nullptr) std::memcpy(copy, dades, mida);
   }
   try {
     return Afegir(nom, ITEMBLOCOPCIONS(copy, mida, TIPUS_BLOC_BINARI));
   } catch (CException* e) {
     e->Delete();
-    return -1;
+    return kFailed;
   }
 }
 
@@ -379,7 +393,7 @@ int TBlocOpcions::EntraSubBloc(const wchar_t* nom, const TBlocOpcions* bloc) {
     return Afegir(nom, value);
   } catch (CException* e) {
     e->Delete();
-    return -1;
+    return kFailed;
   }
 }
 
@@ -489,27 +503,27 @@ unsigned char* TBlocOpcions::ToBlocDades(unsigned int& mida) const {
   for (const std::wstring& name : names) {
     const ITEMBLOCOPCIONS& v = m_mapa.at(name);
     const std::u16string units = kwfw::WideToUtf16(name);
-    Put(block, units.size(), 2);
+    Put(block, static_cast<std::uint16_t>(units.size()));
     block += NameToAnsi(units);
     block += static_cast<char>(v.nTipus);
     switch (v.nTipus) {
-      case TIPUS_BLOC_INT32: Put(block, static_cast<std::uint32_t>(static_cast<std::int32_t>(v.lValor)), 4); break;
+      case TIPUS_BLOC_INT32: Put(block, static_cast<std::uint32_t>(static_cast<std::int32_t>(v.lValor))); break;
       case TIPUS_BLOC_REAL64: {
         std::uint64_t bits;
         std::memcpy(&bits, &v.dValor, 8);
-        Put(block, bits, 8);
+        Put(block, bits);
         break;
       }
       case TIPUS_BLOC_SUBBLOC:
       case TIPUS_BLOC_BINARI:
-        Put(block, v.nMida, 4);
+        Put(block, static_cast<std::uint32_t>(v.nMida));
         if (v.nMida > 0) block.append(static_cast<const char*>(v.pDades), v.nMida);
         break;
       case TIPUS_BLOC_STRING: {
         // The count is 16 bits: a text of more than 16383 characters does not survive.
         const std::u16string text = kwfw::WideToUtf16(v.pDades != nullptr ? static_cast<const wchar_t*>(v.pDades) : L"");
-        Put(block, 2 * text.size(), 2);
-        for (const char16_t u : text) Put(block, u, 2);
+        Put(block, static_cast<std::uint16_t>(2 * text.size()));
+        block += kwfw::Utf16LeBytes(text);
         break;
       }
       default: break;  // empty and narrow text: no payload
@@ -628,7 +642,7 @@ int TBlocOpcions::_fnImportNodeXML(XMLNode& node, TBlocOpcions* bloc) {
     // Zero-filled: the decoder fills only the bytes the text holds, and the rest of
     // the stored size must read the same on every run.
     auto* data = static_cast<char*>(std::calloc(static_cast<std::size_t>(size), 1));
-    if (data == nullptr) return -1;
+    if (data == nullptr) return kFailed;
     if (Base64decode(data, coded.c_str()) == 0) {
       std::free(data);
       return 0;
@@ -638,7 +652,7 @@ int TBlocOpcions::_fnImportNodeXML(XMLNode& node, TBlocOpcions* bloc) {
       return bloc->Afegir(name.c_str(), ITEMBLOCOPCIONS(data, static_cast<unsigned long>(size), TIPUS_BLOC_BINARI));
     } catch (CException* e) {
       e->Delete();
-      return -1;
+      return kFailed;
     }
   }
   // No known type: an integer when the text reads the same as an integer and a real.

@@ -79,11 +79,9 @@ CString CStringEx::RemoveBOMEncoding(const char* s) {
     case 5: {
       // The rest is UTF-16 as it stands (little-endian units), so it ends where
       // UTF-16 ends: at a zero unit. A zero low byte alone is a character (U+4E00).
-      std::u16string units;
-      for (const auto* p = reinterpret_cast<const unsigned char*>(s + 2); (p[0] | p[1]) != 0; p += 2) {
-        units += static_cast<char16_t>(p[0] | p[1] << 8);
-      }
-      return CString(kwfw::Utf16ToWide(units).c_str());
+      std::size_t size = 0;
+      while (s[2 + size] != 0 || s[3 + size] != 0) size += 2;
+      return CString(kwfw::Utf16ToWide(kwfw::Utf16LeUnits(std::string_view(s + 2, size))).c_str());
     }
     default: return CString(kwfw::Utf8ToWide(s).c_str());
   }

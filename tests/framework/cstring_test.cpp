@@ -128,3 +128,17 @@ TEST(TextConv, InvalidInputNeverFails) {
 }
 
 }  // namespace
+
+// UTF-16LE bytes as Windows data holds them: pairs for characters past U+FFFF, a
+// lone surrogate kept as the unit it is both ways, U+FFFD for what is no character,
+// and an odd last byte left out.
+TEST(Utf16Le, UnitsAndBytesBothWays) {
+  const std::wstring text{L'A', static_cast<wchar_t>(0x1F600), static_cast<wchar_t>(0xD800), L'z'};
+  const std::string bytes = kwfw::WideToUtf16Le(text);
+  EXPECT_EQ(bytes, std::string("A\0\x3D\xD8\x00\xDE\x00\xD8z\0", 10));
+  EXPECT_EQ(kwfw::Utf16LeToWide(bytes), text);
+  EXPECT_EQ(kwfw::Utf16LeToWide(bytes + "x"), text);
+  EXPECT_EQ(kwfw::WideToUtf16Le(std::wstring(1, static_cast<wchar_t>(0x110000))), std::string("\xFD\xFF", 2));
+  EXPECT_EQ(kwfw::Utf16LeUnits(std::string("a\0\xAC\x20q", 5)), std::u16string(u"a\u20AC"));
+  EXPECT_EQ(kwfw::Utf16LeBytes(u"a\u20AC"), std::string("a\0\xAC\x20", 4));
+}

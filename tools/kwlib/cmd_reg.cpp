@@ -10,6 +10,7 @@
 #include <optional>
 
 #include <kwlib63/framework/casefold.h>
+#include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
@@ -182,12 +183,10 @@ std::string Hex(unsigned long long number) {
 std::string Shown(const RegFileValue& value) {
   const auto& b = value.bytes;
   if ((value.type == REG_DWORD || value.type == 5) && b.size() == 4) {
-    return Hex(b[0] | b[1] << 8 | b[2] << 16 | static_cast<unsigned long>(b[3]) << 24);
+    return Hex(kwfw::Load32(b.data()));
   }
   if (value.type == REG_QWORD && b.size() == 8) {
-    unsigned long long number = 0;
-    for (int i = 7; i >= 0; --i) number = number << 8 | b[i];
-    return Hex(number);
+    return Hex(kwfw::Load64(b.data()));
   }
   if (kwlib::IsTextType(value.type)) {
     std::wstring text = kwlib::FromUtf16Le(b.data(), b.size());

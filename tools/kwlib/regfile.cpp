@@ -6,43 +6,22 @@
 #include <optional>
 #include <string_view>
 
+#include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/codepage.h>
 #include <kwlib63/platform/registry.h>
 
 namespace kwlib {
 
-// A surrogate without its other half stays the unit it is, both ways, as the
-// registry keeps it: text written as a quoted string or hex then loses nothing.
+// Text as the registry keeps it (kwfw's UTF-16LE forms): a value written as a
+// quoted string or as hex then loses nothing.
 std::vector<BYTE> Utf16LeBytes(std::wstring_view text) {
-  std::vector<BYTE> bytes;
-  const auto put = [&bytes](unsigned unit) {
-    bytes.push_back(static_cast<BYTE>(unit & 0xFF));
-    bytes.push_back(static_cast<BYTE>(unit >> 8));
-  };
-  for (wchar_t c : text) {
-    const auto code = static_cast<std::uint32_t>(c);
-    if (code >= 0x10000 && code <= 0x10FFFF) {
-      put(0xD800 + ((code - 0x10000) >> 10));
-      put(0xDC00 + ((code - 0x10000) & 0x3FF));
-    } else {
-      put(code <= 0xFFFF ? code : 0xFFFD);
-    }
-  }
-  return bytes;
+  const std::string bytes = kwfw::WideToUtf16Le(text);
+  return std::vector<BYTE>(bytes.begin(), bytes.end());
 }
 
 std::wstring FromUtf16Le(const BYTE* bytes, std::size_t size) {
-  std::wstring text;
-  const auto unit = [bytes](std::size_t i) { return static_cast<std::uint32_t>(bytes[2 * i] | bytes[2 * i + 1] << 8); };
-  for (std::size_t i = 0; i < size / 2; ++i) {
-    std::uint32_t code = unit(i);
-    if (code >= 0xD800 && code < 0xDC00 && i + 1 < size / 2 && unit(i + 1) >= 0xDC00 && unit(i + 1) < 0xE000) {
-      code = 0x10000 + ((code - 0xD800) << 10) + (unit(++i) - 0xDC00);
-    }
-    text += static_cast<wchar_t>(code);
-  }
-  return text;
+  return kwfw::Utf16LeToWide(std::string_view(reinterpret_cast<const char*>(bytes), size));
 }
 
 namespace {
@@ -84,8 +63,7 @@ std::wstring ValueLine(const RegFileValue& value) {
   if (AsText(value, text)) return line + Quoted(text);
   wchar_t number[24];
   if (value.type == REG_DWORD && value.bytes.size() == 4) {
-    std::swprintf(number, 24, L"dword:%08x",
-                  value.bytes[0] | value.bytes[1] << 8 | value.bytes[2] << 16 | static_cast<unsigned>(value.bytes[3]) << 24);
+    std::swprintf(number, 24, L"dword:%08x", kwfw::Load32(value.bytes.data()));
     return line + number;
   }
   if (value.type == REG_BINARY) {
