@@ -1,3 +1,6 @@
+// The DDE calls that go over D-Bus (see dde.h): the server side of an instance,
+// which answers the org.kwlib63.Dde methods, and the client side, which calls them.
+// The handles they pass around live in ddetables.h.
 #include <kwlib63/platform/dde.h>
 
 #include <gio/gio.h>
@@ -6,9 +9,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -16,9 +17,11 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/messagequeue.h>
 
+#include "ddetables.h"
 #include "processchoice.h"
 
 namespace kwplat {
+using namespace dde;
 namespace {
 
 constexpr char kPrefix[] = "org.kwlib63.dde.s";
@@ -42,146 +45,24 @@ constexpr char kIntrospection[] =
 
 ProcessChoice g_bus("KWLIB63_DDE_BUS", "");
 
-struct Instance {
-  DWORD id = 0;
-  PFNCALLBACK callback = nullptr;
-  DWORD flags = 0;
+// An instance with its connection.
+struct BusInstance : Instance {
   GDBusConnection* bus = nullptr;
   GMainContext* context = nullptr;  // the initialising thread's queue
   std::string uniqueName;
   guint object = 0;
   guint registrations = 0;
   std::vector<std::wstring> services;  // registered, folded
-  std::atomic<UINT> lastError{DMLERR_NO_ERROR};
   DWORD nextTransaction = 0;
 
-  ~Instance() {
+  ~BusInstance() {
     if (bus != nullptr) g_object_unref(bus);
     if (context != nullptr) g_main_context_unref(context);
   }
 };
 
-struct Atom {
-  std::wstring text;
-  int count = 0;
-};
-
-struct Data {
-  DWORD instance;
-  std::vector<BYTE> bytes;
-  UINT format;
-  HSZ item;
-  bool appOwned;
-};
-
-// A conversation, seen from the client (`remote` is the server's number for it)
-// or from the server.
-struct Conversation {
-  DWORD instance;
-  std::string peer;  // the other side's unique bus name
-  guint32 remote;
-  HSZ service;
-  HSZ topic;
-};
-
-// Every handle of the process, under one lock; handles are numbers that are
-// never reused, so a stale one finds nothing.
-std::mutex g_lock;
-std::map<DWORD, std::shared_ptr<Instance>> g_instances;
-std::map<std::uintptr_t, Atom> g_atoms;
-std::map<std::wstring, std::uintptr_t> g_atomsByText;  // folded text
-std::map<std::uintptr_t, Data> g_data;
-std::map<std::uintptr_t, Conversation> g_conversations;
-DWORD g_nextInstance = 0;
-std::uintptr_t g_nextHandle = 0xC000;
-
-std::shared_ptr<Instance> FindInstance(DWORD id) {
-  std::lock_guard guard(g_lock);
-  const auto found = g_instances.find(id);
-  return found != g_instances.end() ? found->second : nullptr;
-}
-
-void SetError(DWORD instance, UINT error) {
-  if (std::shared_ptr<Instance> found = FindInstance(instance)) found->lastError = error;
-}
-
-std::uintptr_t Key(const void* handle) { return reinterpret_cast<std::uintptr_t>(handle); }
-
-HSZ AddAtom(const std::wstring& text) {
-  std::lock_guard guard(g_lock);
-  const std::wstring folded = kwfw::FoldCase(text);
-  auto found = g_atomsByText.find(folded);
-  if (found == g_atomsByText.end()) {
-    found = g_atomsByText.emplace(folded, g_nextHandle++).first;
-    g_atoms[found->second].text = text;
-  }
-  ++g_atoms[found->second].count;
-  return reinterpret_cast<HSZ>(found->second);
-}
-
-bool ReleaseAtom(HSZ handle) {
-  std::lock_guard guard(g_lock);
-  const auto found = g_atoms.find(Key(handle));
-  if (found == g_atoms.end()) return false;
-  if (--found->second.count == 0) {
-    g_atomsByText.erase(kwfw::FoldCase(found->second.text));
-    g_atoms.erase(found);
-  }
-  return true;
-}
-
-bool AtomText(HSZ handle, std::wstring& text) {
-  std::lock_guard guard(g_lock);
-  const auto found = g_atoms.find(Key(handle));
-  if (found == g_atoms.end()) return false;
-  text = found->second.text;
-  return true;
-}
-
-HDDEDATA NewData(DWORD instance, std::vector<BYTE> bytes, UINT format, HSZ item, bool appOwned) {
-  std::lock_guard guard(g_lock);
-  const std::uintptr_t key = g_nextHandle++;
-  g_data.emplace(key, Data{instance, std::move(bytes), format, item, appOwned});
-  return reinterpret_cast<HDDEDATA>(key);
-}
-
-bool DataBytes(HDDEDATA handle, std::vector<BYTE>& bytes, bool* appOwned = nullptr) {
-  std::lock_guard guard(g_lock);
-  const auto found = g_data.find(Key(handle));
-  if (found == g_data.end()) return false;
-  bytes = found->second.bytes;
-  if (appOwned != nullptr) *appOwned = found->second.appOwned;
-  return true;
-}
-
-HCONV NewConversation(Conversation conversation) {
-  std::lock_guard guard(g_lock);
-  const std::uintptr_t key = g_nextHandle++;
-  g_conversations.emplace(key, std::move(conversation));
-  return reinterpret_cast<HCONV>(key);
-}
-
-bool FindConversation(HCONV handle, Conversation& conversation) {
-  std::lock_guard guard(g_lock);
-  const auto found = g_conversations.find(Key(handle));
-  if (found == g_conversations.end()) return false;
-  conversation = found->second;
-  return true;
-}
-
-// Forgets a conversation and lets go of its names.
-void DropConversation(HCONV handle) {
-  Conversation conversation;
-  {
-    std::lock_guard guard(g_lock);
-    const auto found = g_conversations.find(Key(handle));
-    if (found == g_conversations.end()) return;
-    conversation = found->second;
-    g_conversations.erase(found);
-  }
-  ReleaseAtom(conversation.service);
-  ReleaseAtom(conversation.topic);
-}
+// Every instance is made here, so each one the tables hold is a BusInstance.
+std::shared_ptr<BusInstance> FindBusInstance(DWORD id) { return std::static_pointer_cast<BusInstance>(FindInstance(id)); }
 
 // The bus name of a service: see dde.h.
 std::string BusName(const std::wstring& service) {
@@ -221,7 +102,7 @@ GDBusInterfaceInfo* InterfaceInfo() {
 
 // Calls a method and waits for its reply, pumping the instance's context
 // meanwhile: a server of the same thread answers from there.
-GVariant* CallAndWait(Instance& instance, const char* destination, const char* path, const char* interface,
+GVariant* CallAndWait(BusInstance& instance, const char* destination, const char* path, const char* interface,
                       const char* method, GVariant* parameters, const char* replyType, int timeout,
                       GError** error) {
   struct Pending {
@@ -275,7 +156,7 @@ std::vector<BYTE> BytesOf(GVariant* array) {
 
 // What an execute, request or poke reply means: the data or flags handle to
 // return, or null with the instance's error set.
-HDDEDATA Outcome(Instance& instance, UINT type, UINT format, HSZ item, GVariant* reply, const GError* error,
+HDDEDATA Outcome(BusInstance& instance, UINT type, UINT format, HSZ item, GVariant* reply, const GError* error,
                  DWORD* flagsOut) {
   if (reply == nullptr) {
     instance.lastError = TransactionError(error, type);
@@ -306,7 +187,7 @@ HDDEDATA Outcome(Instance& instance, UINT type, UINT format, HSZ item, GVariant*
 // The server's side of the methods, run in the instance's context.
 void OnMethod(GDBusConnection*, const gchar* sender, const gchar*, const gchar*, const gchar* method,
               GVariant* parameters, GDBusMethodInvocation* invocation, gpointer user) {
-  const std::shared_ptr<Instance> instance = FindInstance(GPOINTER_TO_UINT(user));
+  const std::shared_ptr<BusInstance> instance = FindBusInstance(GPOINTER_TO_UINT(user));
   if (instance == nullptr) {
     g_dbus_method_invocation_return_dbus_error(invocation, "org.kwlib63.Dde.Error.Gone", "the instance has ended");
     return;
@@ -397,7 +278,7 @@ void OnMethod(GDBusConnection*, const gchar* sender, const gchar*, const gchar*,
 // Registrations and withdrawals of other instances' services.
 void OnNameOwnerChanged(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
                         GVariant* parameters, gpointer user) {
-  const std::shared_ptr<Instance> instance = FindInstance(GPOINTER_TO_UINT(user));
+  const std::shared_ptr<BusInstance> instance = FindBusInstance(GPOINTER_TO_UINT(user));
   if (instance == nullptr) return;
   const char* name = nullptr;
   const char* before = nullptr;
@@ -442,7 +323,7 @@ GDBusConnection* ConnectBus() {
 }
 
 // Asks for or gives up a service's bus name; false on the bus's refusal.
-bool Name(Instance& instance, const char* method, const std::string& name) {
+bool Name(BusInstance& instance, const char* method, const std::string& name) {
   GError* error = nullptr;
   GVariant* parameters = std::strcmp(method, "RequestName") == 0 ? g_variant_new("(su)", name.c_str(), 0u)
                                                                    : g_variant_new("(s)", name.c_str());
@@ -461,24 +342,20 @@ bool Name(Instance& instance, const char* method, const std::string& name) {
 UINT DdeInitializeW(LPDWORD id, PFNCALLBACK callback, DWORD flags, DWORD) {
   if (id == nullptr || callback == nullptr) return DMLERR_INVALIDPARAMETER;
   if (*id != 0) {
-    const std::shared_ptr<Instance> existing = FindInstance(*id);
+    const std::shared_ptr<BusInstance> existing = FindBusInstance(*id);
     if (existing == nullptr) return DMLERR_INVALIDPARAMETER;
     existing->callback = callback;
     existing->flags = flags;
     return DMLERR_NO_ERROR;
   }
-  auto instance = std::make_shared<Instance>();
+  auto instance = std::make_shared<BusInstance>();
   instance->callback = callback;
   instance->flags = flags;
   instance->bus = ConnectBus();
   if (instance->bus == nullptr) return DMLERR_SYS_ERROR;
   instance->uniqueName = g_dbus_connection_get_unique_name(instance->bus);
   instance->context = g_main_context_ref(static_cast<GMainContext*>(GetThreadMainContext()));
-  {
-    std::lock_guard guard(g_lock);
-    instance->id = ++g_nextInstance;
-    g_instances[instance->id] = instance;
-  }
+  AddInstance(instance);
   // Method calls and signals are delivered to the thread-default context of the
   // moment they are asked for.
   g_main_context_push_thread_default(instance->context);
@@ -498,72 +375,19 @@ UINT DdeInitializeW(LPDWORD id, PFNCALLBACK callback, DWORD flags, DWORD) {
 }
 
 BOOL DdeUninitialize(DWORD id) {
-  const std::shared_ptr<Instance> instance = FindInstance(id);
+  const std::shared_ptr<BusInstance> instance = FindBusInstance(id);
   if (instance == nullptr) return FALSE;
   // Whatever was sent, asynchronous transactions included, reaches its server.
   g_dbus_connection_flush_sync(instance->bus, nullptr, nullptr);
-  std::vector<HCONV> conversations;
-  std::vector<std::uintptr_t> data;
-  {
-    std::lock_guard guard(g_lock);
-    for (const auto& [key, conversation] : g_conversations) {
-      if (conversation.instance == id) conversations.push_back(reinterpret_cast<HCONV>(key));
-    }
-    for (const auto& [key, item] : g_data) {
-      if (item.instance == id) data.push_back(key);
-    }
-    for (std::uintptr_t key : data) g_data.erase(key);
-    g_instances.erase(id);
-  }
-  for (HCONV conversation : conversations) DropConversation(conversation);
+  RemoveInstance(id);
   if (instance->registrations != 0) g_dbus_connection_signal_unsubscribe(instance->bus, instance->registrations);
   if (instance->object != 0) g_dbus_connection_unregister_object(instance->bus, instance->object);
   g_dbus_connection_close_sync(instance->bus, nullptr, nullptr);
   return TRUE;
 }
 
-UINT DdeGetLastError(DWORD id) {
-  const std::shared_ptr<Instance> instance = FindInstance(id);
-  return instance != nullptr ? instance->lastError.exchange(DMLERR_NO_ERROR) : DMLERR_DLL_NOT_INITIALIZED;
-}
-
-HSZ DdeCreateStringHandleW(DWORD id, LPCWSTR text, int codePage) {
-  if (FindInstance(id) == nullptr) return nullptr;
-  if (text == nullptr || (codePage != 0 && codePage != CP_WINANSI && codePage != CP_WINUNICODE)) {
-    SetError(id, DMLERR_INVALIDPARAMETER);
-    return nullptr;
-  }
-  // As in DDE, an empty text has no handle.
-  return *text == L'\0' ? nullptr : AddAtom(text);
-}
-
-BOOL DdeFreeStringHandle(DWORD id, HSZ handle) {
-  if (FindInstance(id) == nullptr) return FALSE;
-  return ReleaseAtom(handle) ? TRUE : FALSE;
-}
-
-BOOL DdeKeepStringHandle(DWORD id, HSZ handle) {
-  std::wstring text;
-  if (FindInstance(id) == nullptr || !AtomText(handle, text)) return FALSE;
-  AddAtom(text);
-  return TRUE;
-}
-
-DWORD DdeQueryStringW(DWORD id, HSZ handle, LPWSTR text, DWORD size, int) {
-  std::wstring value;
-  if (FindInstance(id) == nullptr || !AtomText(handle, value)) return 0;
-  if (text != nullptr && size > 0) {
-    const std::size_t n = std::min<std::size_t>(value.size(), size - 1);
-    std::wmemcpy(text, value.c_str(), n);
-    text[n] = L'\0';
-  }
-  return static_cast<DWORD>(value.size());
-}
-
-int DdeCmpStringHandles(HSZ a, HSZ b) { return Key(a) < Key(b) ? -1 : Key(a) > Key(b) ? 1 : 0; }
-
 HDDEDATA DdeNameService(DWORD id, HSZ service, HSZ, UINT command) {
-  const std::shared_ptr<Instance> instance = FindInstance(id);
+  const std::shared_ptr<BusInstance> instance = FindBusInstance(id);
   if (instance == nullptr) return nullptr;
   const auto fail = [&instance](UINT error) {
     instance->lastError = error;
@@ -595,7 +419,7 @@ HDDEDATA DdeNameService(DWORD id, HSZ service, HSZ, UINT command) {
 }
 
 HCONV DdeConnect(DWORD id, HSZ service, HSZ topic, CONVCONTEXT*) {
-  const std::shared_ptr<Instance> instance = FindInstance(id);
+  const std::shared_ptr<BusInstance> instance = FindBusInstance(id);
   if (instance == nullptr) return nullptr;
   std::wstring serviceText, topicText;
   if (!AtomText(service, serviceText) || !AtomText(topic, topicText)) {
@@ -637,7 +461,7 @@ HCONV DdeConnect(DWORD id, HSZ service, HSZ topic, CONVCONTEXT*) {
 BOOL DdeDisconnect(HCONV handle) {
   Conversation conversation;
   if (!FindConversation(handle, conversation)) return FALSE;
-  if (const std::shared_ptr<Instance> instance = FindInstance(conversation.instance); instance && conversation.remote) {
+  if (const std::shared_ptr<BusInstance> instance = FindBusInstance(conversation.instance); instance && conversation.remote) {
     // The server hears of it; nothing waits for its answer.
     g_dbus_connection_call(instance->bus, conversation.peer.c_str(), kPath, kInterface, "Disconnect",
                            g_variant_new("(u)", conversation.remote), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
@@ -651,7 +475,7 @@ HDDEDATA DdeClientTransaction(LPBYTE data, DWORD size, HCONV handle, HSZ item, U
                               LPDWORD result) {
   Conversation conversation;
   if (!FindConversation(handle, conversation) || conversation.remote == 0) return nullptr;
-  const std::shared_ptr<Instance> instance = FindInstance(conversation.instance);
+  const std::shared_ptr<BusInstance> instance = FindBusInstance(conversation.instance);
   if (instance == nullptr) return nullptr;
   std::vector<BYTE> bytes;
   if (size == static_cast<DWORD>(-1)) {
@@ -715,7 +539,7 @@ HDDEDATA DdeClientTransaction(LPBYTE data, DWORD size, HCONV handle, HSZ item, U
           std::unique_ptr<Transaction> t(static_cast<Transaction*>(pending));
           GError* error = nullptr;
           GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), outcome, &error);
-          if (const std::shared_ptr<Instance> owner = FindInstance(t->instance)) {
+          if (const std::shared_ptr<BusInstance> owner = FindBusInstance(t->instance)) {
             DWORD flags = 0;
             const HDDEDATA answer = Outcome(*owner, t->type, t->format, t->item, reply, error, &flags);
             owner->callback(XTYP_XACT_COMPLETE, t->format, t->conversation, t->topic, t->item, answer, t->id, flags);
@@ -736,42 +560,6 @@ HDDEDATA DdeClientTransaction(LPBYTE data, DWORD size, HCONV handle, HSZ item, U
   if (reply != nullptr) g_variant_unref(reply);
   if (error != nullptr) g_error_free(error);
   return answer;
-}
-
-HDDEDATA DdeCreateDataHandle(DWORD id, LPBYTE source, DWORD size, DWORD offset, HSZ item, UINT format, UINT command) {
-  if (FindInstance(id) == nullptr) return nullptr;
-  std::vector<BYTE> bytes(static_cast<std::size_t>(offset) + size);
-  if (source != nullptr) std::memcpy(bytes.data() + offset, source, size);
-  return NewData(id, std::move(bytes), format, item, (command & HDATA_APPOWNED) != 0);
-}
-
-DWORD DdeGetData(HDDEDATA handle, LPBYTE destination, DWORD size, DWORD offset) {
-  std::vector<BYTE> bytes;
-  if (!DataBytes(handle, bytes) || offset > bytes.size()) return 0;
-  const std::size_t available = bytes.size() - offset;
-  if (destination == nullptr) return static_cast<DWORD>(available);
-  const std::size_t n = std::min<std::size_t>(available, size);
-  std::memcpy(destination, bytes.data() + offset, n);
-  return static_cast<DWORD>(n);
-}
-
-LPBYTE DdeAccessData(HDDEDATA handle, LPDWORD size) {
-  std::lock_guard guard(g_lock);
-  const auto found = g_data.find(Key(handle));
-  if (found == g_data.end()) return nullptr;
-  if (size != nullptr) *size = static_cast<DWORD>(found->second.bytes.size());
-  // The bytes stay where they are until the handle is freed.
-  return found->second.bytes.data();
-}
-
-BOOL DdeUnaccessData(HDDEDATA handle) {
-  std::lock_guard guard(g_lock);
-  return g_data.count(Key(handle)) != 0 ? TRUE : FALSE;
-}
-
-BOOL DdeFreeDataHandle(HDDEDATA handle) {
-  std::lock_guard guard(g_lock);
-  return g_data.erase(Key(handle)) != 0 ? TRUE : FALSE;
 }
 
 }  // namespace kwplat
