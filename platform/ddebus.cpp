@@ -62,7 +62,9 @@ struct BusInstance : Instance {
 };
 
 // Every instance is made here, so each one the tables hold is a BusInstance.
-std::shared_ptr<BusInstance> FindBusInstance(DWORD id) { return std::static_pointer_cast<BusInstance>(FindInstance(id)); }
+std::shared_ptr<BusInstance> FindBusInstance(DWORD id) {
+  return std::static_pointer_cast<BusInstance>(FindInstance(id));
+}
 
 // The bus name of a service: see dde.h.
 std::string BusName(const std::wstring& service) {
@@ -184,87 +186,100 @@ HDDEDATA Outcome(BusInstance& instance, UINT type, UINT format, HSZ item, GVaria
   return reinterpret_cast<HDDEDATA>(static_cast<std::uintptr_t>(TRUE));
 }
 
-// The server's side of the methods, run in the instance's context.
-void OnMethod(GDBusConnection*, const gchar* sender, const gchar*, const gchar*, const gchar* method,
-              GVariant* parameters, GDBusMethodInvocation* invocation, gpointer user) {
-  const std::shared_ptr<BusInstance> instance = FindBusInstance(GPOINTER_TO_UINT(user));
-  if (instance == nullptr) {
-    g_dbus_method_invocation_return_dbus_error(invocation, "org.kwlib63.Dde.Error.Gone", "the instance has ended");
-    return;
-  }
-  const PFNCALLBACK callback = instance->callback;
-  if (std::strcmp(method, "Connect") == 0) {
-    const char* service = nullptr;
-    const char* topic = nullptr;
-    g_variant_get(parameters, "(&s&s)", &service, &topic);
-    const std::wstring wideService = kwfw::Utf8ToWide(service);
-    guint32 number = 0;
-    bool offered = false;
-    for (const std::wstring& s : instance->services) offered = offered || s == kwfw::FoldCase(wideService);
-    if (offered && (instance->flags & APPCMD_CLIENTONLY) == 0) {
-      HSZ hszTopic = AddAtom(kwfw::Utf8ToWide(topic));
-      HSZ hszService = AddAtom(wideService);
-      if (callback(XTYP_CONNECT, 0, nullptr, hszTopic, hszService, nullptr, 0, 0) != nullptr) {
-        HCONV conversation = NewConversation({instance->id, sender, 0, hszService, hszTopic});
-        number = static_cast<guint32>(Key(conversation));
-        if ((instance->flags & CBF_SKIP_CONNECT_CONFIRMS) == 0) {
-          callback(XTYP_CONNECT_CONFIRM, 0, conversation, hszTopic, hszService, nullptr, 0, 0);
-        }
-      } else {
-        ReleaseAtom(hszTopic);
-        ReleaseAtom(hszService);
+// The server's side of the methods: one function each, run in the instance's
+// context. GDBus has checked the arguments against kIntrospection.
+void OnConnect(BusInstance& instance, const char* sender, GVariant* parameters, GDBusMethodInvocation* invocation) {
+  const PFNCALLBACK callback = instance.callback;
+  const char* service = nullptr;
+  const char* topic = nullptr;
+  g_variant_get(parameters, "(&s&s)", &service, &topic);
+  const std::wstring wideService = kwfw::Utf8ToWide(service);
+  guint32 number = 0;
+  bool offered = false;
+  for (const std::wstring& s : instance.services) offered = offered || s == kwfw::FoldCase(wideService);
+  if (offered && (instance.flags & APPCMD_CLIENTONLY) == 0) {
+    HSZ hszTopic = AddAtom(kwfw::Utf8ToWide(topic));
+    HSZ hszService = AddAtom(wideService);
+    if (callback(XTYP_CONNECT, 0, nullptr, hszTopic, hszService, nullptr, 0, 0) != nullptr) {
+      HCONV conversation = NewConversation({instance.id, sender, 0, hszService, hszTopic});
+      number = static_cast<guint32>(Key(conversation));
+      if ((instance.flags & CBF_SKIP_CONNECT_CONFIRMS) == 0) {
+        callback(XTYP_CONNECT_CONFIRM, 0, conversation, hszTopic, hszService, nullptr, 0, 0);
       }
+    } else {
+      ReleaseAtom(hszTopic);
+      ReleaseAtom(hszService);
     }
-    g_dbus_method_invocation_return_value(invocation, g_variant_new("(u)", number));
-    return;
   }
+  g_dbus_method_invocation_return_value(invocation, g_variant_new("(u)", number));
+}
+
+// The conversation the first argument names when it is the instance's with
+// `sender`, else null.
+HCONV KnownConversation(const BusInstance& instance, const char* sender, GVariant* parameters,
+                        Conversation& conversation) {
   guint32 number = 0;
   g_variant_get_child(parameters, 0, "u", &number);
-  const auto conversationHandle = reinterpret_cast<HCONV>(static_cast<std::uintptr_t>(number));
+  const auto handle = reinterpret_cast<HCONV>(static_cast<std::uintptr_t>(number));
+  const bool known =
+      FindConversation(handle, conversation) && conversation.instance == instance.id && conversation.peer == sender;
+  return known ? handle : nullptr;
+}
+
+void OnDisconnect(BusInstance& instance, const char* sender, GVariant* parameters,
+                  GDBusMethodInvocation* invocation) {
   Conversation conversation;
-  const bool known = FindConversation(conversationHandle, conversation) && conversation.instance == instance->id &&
-                     conversation.peer == sender;
-  if (std::strcmp(method, "Disconnect") == 0) {
-    if (known && (instance->flags & CBF_SKIP_DISCONNECTS) == 0) {
-      callback(XTYP_DISCONNECT, 0, conversationHandle, nullptr, nullptr, nullptr, 0, 0);
+  if (const HCONV handle = KnownConversation(instance, sender, parameters, conversation)) {
+    if ((instance.flags & CBF_SKIP_DISCONNECTS) == 0) {
+      instance.callback(XTYP_DISCONNECT, 0, handle, nullptr, nullptr, nullptr, 0, 0);
     }
-    if (known) DropConversation(conversationHandle);
-    g_dbus_method_invocation_return_value(invocation, nullptr);
-    return;
+    DropConversation(handle);
   }
-  if (std::strcmp(method, "Execute") == 0 || std::strcmp(method, "Poke") == 0) {
-    const bool poke = method[0] == 'P';
-    const char* item = "";
-    guint32 format = 0;
-    GVariant* array = nullptr;
-    if (poke) {
-      g_variant_get(parameters, "(u&su@ay)", &number, &item, &format, &array);
-    } else {
-      g_variant_get(parameters, "(u@ay)", &number, &array);
-    }
-    guint32 flags = DDE_FNOTPROCESSED;
-    if (known) {
-      HSZ hszItem = poke ? AddAtom(kwfw::Utf8ToWide(item)) : nullptr;
-      HDDEDATA data = NewData(instance->id, BytesOf(array), format, hszItem, false);
-      const HDDEDATA result =
-          callback(poke ? XTYP_POKE : XTYP_EXECUTE, format, conversationHandle, conversation.topic, hszItem, data, 0, 0);
-      flags = static_cast<guint32>(Key(result));
-      DdeFreeDataHandle(data);
-      if (hszItem != nullptr) ReleaseAtom(hszItem);
-    }
-    g_variant_unref(array);
-    g_dbus_method_invocation_return_value(invocation, g_variant_new("(u)", flags));
-    return;
+  g_dbus_method_invocation_return_value(invocation, nullptr);
+}
+
+// Execute and Poke: the callback is handed the bytes (and a poke's item), and the
+// flags of its answer go back.
+void Deliver(BusInstance& instance, const char* sender, GVariant* parameters, GDBusMethodInvocation* invocation,
+             UINT type, const char* item, guint32 format, GVariant* array) {
+  guint32 flags = DDE_FNOTPROCESSED;
+  Conversation conversation;
+  if (const HCONV handle = KnownConversation(instance, sender, parameters, conversation)) {
+    HSZ hszItem = item != nullptr ? AddAtom(kwfw::Utf8ToWide(item)) : nullptr;
+    HDDEDATA data = NewData(instance.id, BytesOf(array), format, hszItem, false);
+    const HDDEDATA result = instance.callback(type, format, handle, conversation.topic, hszItem, data, 0, 0);
+    flags = static_cast<guint32>(Key(result));
+    DdeFreeDataHandle(data);
+    if (hszItem != nullptr) ReleaseAtom(hszItem);
   }
-  // Request.
+  g_dbus_method_invocation_return_value(invocation, g_variant_new("(u)", flags));
+}
+
+void OnExecute(BusInstance& instance, const char* sender, GVariant* parameters, GDBusMethodInvocation* invocation) {
+  GVariant* array = g_variant_get_child_value(parameters, 1);
+  Deliver(instance, sender, parameters, invocation, XTYP_EXECUTE, nullptr, 0, array);
+  g_variant_unref(array);
+}
+
+void OnPoke(BusInstance& instance, const char* sender, GVariant* parameters, GDBusMethodInvocation* invocation) {
   const char* item = nullptr;
   guint32 format = 0;
-  g_variant_get(parameters, "(u&su)", &number, &item, &format);
+  GVariant* array = nullptr;
+  g_variant_get(parameters, "(u&su@ay)", nullptr, &item, &format, &array);
+  Deliver(instance, sender, parameters, invocation, XTYP_POKE, item, format, array);
+  g_variant_unref(array);
+}
+
+void OnRequest(BusInstance& instance, const char* sender, GVariant* parameters, GDBusMethodInvocation* invocation) {
+  const char* item = nullptr;
+  guint32 format = 0;
+  g_variant_get(parameters, "(u&su)", nullptr, &item, &format);
   std::vector<BYTE> bytes;
   bool answered = false;
-  if (known) {
+  Conversation conversation;
+  if (const HCONV handle = KnownConversation(instance, sender, parameters, conversation)) {
     HSZ hszItem = AddAtom(kwfw::Utf8ToWide(item));
-    const HDDEDATA result = callback(XTYP_REQUEST, format, conversationHandle, conversation.topic, hszItem, nullptr, 0, 0);
+    const HDDEDATA result = instance.callback(XTYP_REQUEST, format, handle, conversation.topic, hszItem, nullptr, 0, 0);
     bool appOwned = false;
     answered = result != nullptr && DataBytes(result, bytes, &appOwned);
     // The data goes to the client; the handle is the library's to free unless
@@ -273,6 +288,26 @@ void OnMethod(GDBusConnection*, const gchar* sender, const gchar*, const gchar*,
     ReleaseAtom(hszItem);
   }
   g_dbus_method_invocation_return_value(invocation, g_variant_new("(b@ay)", answered, Bytes(bytes)));
+}
+
+constexpr struct {
+  const char* name;
+  void (*handler)(BusInstance& instance, const char* sender, GVariant* parameters, GDBusMethodInvocation* invocation);
+} kMethods[] = {{"Connect", OnConnect}, {"Execute", OnExecute}, {"Poke", OnPoke}, {"Request", OnRequest},
+                {"Disconnect", OnDisconnect}};
+
+void OnMethod(GDBusConnection*, const gchar* sender, const gchar*, const gchar*, const gchar* method,
+              GVariant* parameters, GDBusMethodInvocation* invocation, gpointer user) {
+  const std::shared_ptr<BusInstance> instance = FindBusInstance(GPOINTER_TO_UINT(user));
+  if (instance == nullptr) {
+    g_dbus_method_invocation_return_dbus_error(invocation, "org.kwlib63.Dde.Error.Gone", "the instance has ended");
+    return;
+  }
+  for (const auto& [name, handler] : kMethods) {
+    if (std::strcmp(name, method) == 0) return handler(*instance, sender, parameters, invocation);
+  }
+  // Only a method added to kIntrospection and not to kMethods gets here.
+  g_dbus_method_invocation_return_error(invocation, G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD, "no method %s", method);
 }
 
 // Registrations and withdrawals of other instances' services.
@@ -461,7 +496,8 @@ HCONV DdeConnect(DWORD id, HSZ service, HSZ topic, CONVCONTEXT*) {
 BOOL DdeDisconnect(HCONV handle) {
   Conversation conversation;
   if (!FindConversation(handle, conversation)) return FALSE;
-  if (const std::shared_ptr<BusInstance> instance = FindBusInstance(conversation.instance); instance && conversation.remote) {
+  if (const std::shared_ptr<BusInstance> instance = FindBusInstance(conversation.instance);
+      instance && conversation.remote) {
     // The server hears of it; nothing waits for its answer.
     g_dbus_connection_call(instance->bus, conversation.peer.c_str(), kPath, kInterface, "Disconnect",
                            g_variant_new("(u)", conversation.remote), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
