@@ -18,6 +18,7 @@
 #include <kwlib63/platform/messagequeue.h>
 
 #include "ddetables.h"
+#include "glibptr.h"
 #include "processchoice.h"
 
 namespace kwplat {
@@ -47,18 +48,13 @@ ProcessChoice g_bus("KWLIB63_DDE_BUS", "");
 
 // An instance with its connection.
 struct BusInstance : Instance {
-  GDBusConnection* bus = nullptr;
-  GMainContext* context = nullptr;  // the initialising thread's queue
+  GMainContextPtr context;  // the initialising thread's queue; outlives the connection
+  GObjectPtr<GDBusConnection> bus;
   std::string uniqueName;
   guint object = 0;
   guint registrations = 0;
   std::vector<std::wstring> services;  // registered, folded
   DWORD nextTransaction = 0;
-
-  ~BusInstance() {
-    if (bus != nullptr) g_object_unref(bus);
-    if (context != nullptr) g_main_context_unref(context);
-  }
 };
 
 // Every instance is made here, so each one the tables hold is a BusInstance.
@@ -104,28 +100,29 @@ GDBusInterfaceInfo* InterfaceInfo() {
 
 // Calls a method and waits for its reply, pumping the instance's context
 // meanwhile: a server of the same thread answers from there.
-GVariant* CallAndWait(BusInstance& instance, const char* destination, const char* path, const char* interface,
-                      const char* method, GVariant* parameters, const char* replyType, int timeout,
-                      GError** error) {
+// `parameters` is taken when floating, else borrowed; `error` is set on failure.
+GVariantPtr CallAndWait(BusInstance& instance, const char* destination, const char* path, const char* interface,
+                        const char* method, GVariant* parameters, const char* replyType, int timeout,
+                        GErrorPtr& error) {
   struct Pending {
-    GVariant* reply = nullptr;
-    GError* error = nullptr;
+    GVariantPtr reply;
+    GErrorPtr error;
     std::atomic<bool> done{false};
   } pending;
-  g_main_context_push_thread_default(instance.context);
+  g_main_context_push_thread_default(instance.context.get());
   g_dbus_connection_call(
-      instance.bus, destination, path, interface, method, parameters, G_VARIANT_TYPE(replyType),
+      instance.bus.get(), destination, path, interface, method, parameters, G_VARIANT_TYPE(replyType),
       G_DBUS_CALL_FLAGS_NONE, timeout, nullptr,
       [](GObject* source, GAsyncResult* result, gpointer data) {
         auto* p = static_cast<Pending*>(data);
-        p->reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &p->error);
+        p->reply.reset(g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, ErrorOut(p->error)));
         p->done = true;
       },
       &pending);
-  g_main_context_pop_thread_default(instance.context);
-  while (!pending.done) g_main_context_iteration(instance.context, TRUE);
-  if (pending.error != nullptr) *error = pending.error;
-  return pending.reply;
+  g_main_context_pop_thread_default(instance.context.get());
+  while (!pending.done) g_main_context_iteration(instance.context.get(), TRUE);
+  if (pending.error != nullptr) error = std::move(pending.error);
+  return std::move(pending.reply);
 }
 
 // What a failed transaction leaves as the error.
@@ -166,10 +163,8 @@ HDDEDATA Outcome(BusInstance& instance, UINT type, UINT format, HSZ item, GVaria
   }
   if (type == XTYP_REQUEST) {
     gboolean ok = FALSE;
-    GVariant* array = nullptr;
-    g_variant_get(reply, "(b@ay)", &ok, &array);
-    std::vector<BYTE> bytes = BytesOf(array);
-    g_variant_unref(array);
+    g_variant_get_child(reply, 0, "b", &ok);
+    std::vector<BYTE> bytes = BytesOf(GVariantPtr(g_variant_get_child_value(reply, 1)).get());
     if (!ok) {
       instance.lastError = DMLERR_NOTPROCESSED;
       return nullptr;
@@ -256,24 +251,24 @@ void Deliver(BusInstance& instance, const char* sender, GVariant* parameters, GD
 }
 
 void OnExecute(BusInstance& instance, const char* sender, GVariant* parameters, GDBusMethodInvocation* invocation) {
-  GVariant* array = g_variant_get_child_value(parameters, 1);
-  Deliver(instance, sender, parameters, invocation, XTYP_EXECUTE, nullptr, 0, array);
-  g_variant_unref(array);
+  const GVariantPtr array(g_variant_get_child_value(parameters, 1));
+  Deliver(instance, sender, parameters, invocation, XTYP_EXECUTE, nullptr, 0, array.get());
 }
 
 void OnPoke(BusInstance& instance, const char* sender, GVariant* parameters, GDBusMethodInvocation* invocation) {
   const char* item = nullptr;
   guint32 format = 0;
-  GVariant* array = nullptr;
-  g_variant_get(parameters, "(u&su@ay)", nullptr, &item, &format, &array);
-  Deliver(instance, sender, parameters, invocation, XTYP_POKE, item, format, array);
-  g_variant_unref(array);
+  g_variant_get_child(parameters, 1, "&s", &item);
+  g_variant_get_child(parameters, 2, "u", &format);
+  const GVariantPtr array(g_variant_get_child_value(parameters, 3));
+  Deliver(instance, sender, parameters, invocation, XTYP_POKE, item, format, array.get());
 }
 
 void OnRequest(BusInstance& instance, const char* sender, GVariant* parameters, GDBusMethodInvocation* invocation) {
   const char* item = nullptr;
   guint32 format = 0;
-  g_variant_get(parameters, "(u&su)", nullptr, &item, &format);
+  g_variant_get_child(parameters, 1, "&s", &item);
+  g_variant_get_child(parameters, 2, "u", &format);
   std::vector<BYTE> bytes;
   bool answered = false;
   Conversation conversation;
@@ -336,40 +331,29 @@ void OnNameOwnerChanged(GDBusConnection*, const gchar*, const gchar*, const gcha
   }
 }
 
-GDBusConnection* ConnectBus() {
-  GError* error = nullptr;
+GObjectPtr<GDBusConnection> ConnectBus() {
+  GErrorPtr error;
   std::string address = g_bus.Get();
   if (address.empty()) {
-    gchar* session = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, &error);
-    if (session == nullptr) {
-      g_error_free(error);
-      return nullptr;
-    }
+    gchar* session = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, ErrorOut(error));
+    if (session == nullptr) return nullptr;
     address = session;
     g_free(session);
   }
-  GDBusConnection* bus = g_dbus_connection_new_for_address_sync(
+  return GObjectPtr<GDBusConnection>(g_dbus_connection_new_for_address_sync(
       address.c_str(),
       static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                         G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, &error);
-  if (bus == nullptr) g_error_free(error);
-  return bus;
+      nullptr, nullptr, ErrorOut(error)));
 }
 
 // Asks for or gives up a service's bus name; false on the bus's refusal.
 bool Name(BusInstance& instance, const char* method, const std::string& name) {
-  GError* error = nullptr;
   GVariant* parameters = std::strcmp(method, "RequestName") == 0 ? g_variant_new("(su)", name.c_str(), 0u)
                                                                    : g_variant_new("(s)", name.c_str());
-  GVariant* reply = CallAndWait(instance, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                method, parameters, "(u)", kConnectTimeout, &error);
-  if (reply == nullptr) {
-    g_error_free(error);
-    return false;
-  }
-  g_variant_unref(reply);
-  return true;
+  GErrorPtr error;
+  return CallAndWait(instance, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
+                     parameters, "(u)", kConnectTimeout, error) != nullptr;
 }
 
 }  // namespace
@@ -388,23 +372,23 @@ UINT DdeInitializeW(LPDWORD id, PFNCALLBACK callback, DWORD flags, DWORD) {
   instance->flags = flags;
   instance->bus = ConnectBus();
   if (instance->bus == nullptr) return DMLERR_SYS_ERROR;
-  instance->uniqueName = g_dbus_connection_get_unique_name(instance->bus);
-  instance->context = g_main_context_ref(static_cast<GMainContext*>(GetThreadMainContext()));
+  instance->uniqueName = g_dbus_connection_get_unique_name(instance->bus.get());
+  instance->context.reset(g_main_context_ref(static_cast<GMainContext*>(GetThreadMainContext())));
   AddInstance(instance);
   // Method calls and signals are delivered to the thread-default context of the
   // moment they are asked for.
-  g_main_context_push_thread_default(instance->context);
+  g_main_context_push_thread_default(instance->context.get());
   static const GDBusInterfaceVTable vtable = {OnMethod, nullptr, nullptr, {}};
-  instance->object = g_dbus_connection_register_object(instance->bus, kPath, InterfaceInfo(), &vtable,
+  instance->object = g_dbus_connection_register_object(instance->bus.get(), kPath, InterfaceInfo(), &vtable,
                                                        GUINT_TO_POINTER(instance->id), nullptr, nullptr);
   if ((flags & (CBF_SKIP_REGISTRATIONS | CBF_SKIP_UNREGISTRATIONS)) !=
       (CBF_SKIP_REGISTRATIONS | CBF_SKIP_UNREGISTRATIONS)) {
     instance->registrations = g_dbus_connection_signal_subscribe(
-        instance->bus, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged", "/org/freedesktop/DBus",
-        kNamespace, G_DBUS_SIGNAL_FLAGS_MATCH_ARG0_NAMESPACE, OnNameOwnerChanged, GUINT_TO_POINTER(instance->id),
-        nullptr);
+        instance->bus.get(), "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+        "/org/freedesktop/DBus", kNamespace, G_DBUS_SIGNAL_FLAGS_MATCH_ARG0_NAMESPACE, OnNameOwnerChanged,
+        GUINT_TO_POINTER(instance->id), nullptr);
   }
-  g_main_context_pop_thread_default(instance->context);
+  g_main_context_pop_thread_default(instance->context.get());
   *id = instance->id;
   return DMLERR_NO_ERROR;
 }
@@ -413,11 +397,11 @@ BOOL DdeUninitialize(DWORD id) {
   const std::shared_ptr<BusInstance> instance = FindBusInstance(id);
   if (instance == nullptr) return FALSE;
   // Whatever was sent, asynchronous transactions included, reaches its server.
-  g_dbus_connection_flush_sync(instance->bus, nullptr, nullptr);
+  g_dbus_connection_flush_sync(instance->bus.get(), nullptr, nullptr);
   RemoveInstance(id);
-  if (instance->registrations != 0) g_dbus_connection_signal_unsubscribe(instance->bus, instance->registrations);
-  if (instance->object != 0) g_dbus_connection_unregister_object(instance->bus, instance->object);
-  g_dbus_connection_close_sync(instance->bus, nullptr, nullptr);
+  if (instance->registrations != 0) g_dbus_connection_signal_unsubscribe(instance->bus.get(), instance->registrations);
+  if (instance->object != 0) g_dbus_connection_unregister_object(instance->bus.get(), instance->object);
+  g_dbus_connection_close_sync(instance->bus.get(), nullptr, nullptr);
   return TRUE;
 }
 
@@ -462,28 +446,23 @@ HCONV DdeConnect(DWORD id, HSZ service, HSZ topic, CONVCONTEXT*) {
     return nullptr;
   }
   // The conversation is with the server that owns the name now.
-  GError* error = nullptr;
-  GVariant* owner = CallAndWait(*instance, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                "GetNameOwner", g_variant_new("(s)", BusName(serviceText).c_str()), "(s)",
-                                kConnectTimeout, &error);
-  GVariant* reply = nullptr;
+  GErrorPtr error;
+  const GVariantPtr owner =
+      CallAndWait(*instance, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner",
+                  g_variant_new("(s)", BusName(serviceText).c_str()), "(s)", kConnectTimeout, error);
+  GVariantPtr reply;
   std::string peer;
   if (owner != nullptr) {
     const char* name = nullptr;
-    g_variant_get(owner, "(&s)", &name);
+    g_variant_get(owner.get(), "(&s)", &name);
     peer = name;
-    g_variant_unref(owner);
     reply = CallAndWait(*instance, peer.c_str(), kPath, kInterface, "Connect",
                         g_variant_new("(ss)", kwfw::WideToUtf8(serviceText).c_str(),
                                       kwfw::WideToUtf8(topicText).c_str()),
-                        "(u)", kConnectTimeout, &error);
+                        "(u)", kConnectTimeout, error);
   }
   guint32 remote = 0;
-  if (reply != nullptr) {
-    g_variant_get(reply, "(u)", &remote);
-    g_variant_unref(reply);
-  }
-  if (error != nullptr) g_error_free(error);
+  if (reply != nullptr) g_variant_get(reply.get(), "(u)", &remote);
   if (remote == 0) {
     instance->lastError = DMLERR_NO_CONV_ESTABLISHED;
     return nullptr;
@@ -499,7 +478,7 @@ BOOL DdeDisconnect(HCONV handle) {
   if (const std::shared_ptr<BusInstance> instance = FindBusInstance(conversation.instance);
       instance && conversation.remote) {
     // The server hears of it; nothing waits for its answer.
-    g_dbus_connection_call(instance->bus, conversation.peer.c_str(), kPath, kInterface, "Disconnect",
+    g_dbus_connection_call(instance->bus.get(), conversation.peer.c_str(), kPath, kInterface, "Disconnect",
                            g_variant_new("(u)", conversation.remote), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
                            nullptr, nullptr);
   }
@@ -528,29 +507,30 @@ HDDEDATA DdeClientTransaction(LPBYTE data, DWORD size, HCONV handle, HSZ item, U
     return nullptr;
   }
   const std::string itemName = kwfw::WideToUtf8(itemText);
-  GVariant* parameters = nullptr;
+  GVariant* floating = nullptr;
   const char* method = nullptr;
   const char* replyType = "(u)";
   switch (type) {
     case XTYP_EXECUTE:
       method = "Execute";
-      parameters = g_variant_new("(u@ay)", conversation.remote, Bytes(bytes));
+      floating = g_variant_new("(u@ay)", conversation.remote, Bytes(bytes));
       break;
     case XTYP_POKE:
       method = "Poke";
-      parameters = g_variant_new("(usu@ay)", conversation.remote, itemName.c_str(), format, Bytes(bytes));
+      floating = g_variant_new("(usu@ay)", conversation.remote, itemName.c_str(), format, Bytes(bytes));
       break;
     case XTYP_REQUEST:
       method = "Request";
       replyType = "(bay)";
-      parameters = g_variant_new("(usu)", conversation.remote, itemName.c_str(), format);
+      floating = g_variant_new("(usu)", conversation.remote, itemName.c_str(), format);
       break;
     default:
       instance->lastError = DMLERR_INVALIDPARAMETER;
       return nullptr;
   }
+  // Owned from here, so that every way out lets go of it; the calls only borrow it.
+  const GVariantPtr parameters(g_variant_ref_sink(floating));
   if (timeout == 0) {
-    g_variant_unref(g_variant_ref_sink(parameters));
     instance->lastError = DMLERR_INVALIDPARAMETER;
     return nullptr;
   }
@@ -567,34 +547,31 @@ HDDEDATA DdeClientTransaction(LPBYTE data, DWORD size, HCONV handle, HSZ item, U
     auto* transaction = new Transaction{instance->id, handle, conversation.topic, item, type, format,
                                         ++instance->nextTransaction};
     if (result != nullptr) *result = transaction->id;
-    g_main_context_push_thread_default(instance->context);
+    g_main_context_push_thread_default(instance->context.get());
     g_dbus_connection_call(
-        instance->bus, conversation.peer.c_str(), kPath, kInterface, method, parameters, G_VARIANT_TYPE(replyType),
-        G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
+        instance->bus.get(), conversation.peer.c_str(), kPath, kInterface, method, parameters.get(),
+        G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
         [](GObject* source, GAsyncResult* outcome, gpointer pending) {
           std::unique_ptr<Transaction> t(static_cast<Transaction*>(pending));
-          GError* error = nullptr;
-          GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), outcome, &error);
+          GErrorPtr error;
+          const GVariantPtr reply(g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), outcome, ErrorOut(error)));
           if (const std::shared_ptr<BusInstance> owner = FindBusInstance(t->instance)) {
             DWORD flags = 0;
-            const HDDEDATA answer = Outcome(*owner, t->type, t->format, t->item, reply, error, &flags);
+            const HDDEDATA answer = Outcome(*owner, t->type, t->format, t->item, reply.get(), error.get(), &flags);
             owner->callback(XTYP_XACT_COMPLETE, t->format, t->conversation, t->topic, t->item, answer, t->id, flags);
           }
-          if (reply != nullptr) g_variant_unref(reply);
-          if (error != nullptr) g_error_free(error);
         },
         transaction);
-    g_main_context_pop_thread_default(instance->context);
+    g_main_context_pop_thread_default(instance->context.get());
     return reinterpret_cast<HDDEDATA>(static_cast<std::uintptr_t>(TRUE));
   }
-  GError* error = nullptr;
-  GVariant* reply = CallAndWait(*instance, conversation.peer.c_str(), kPath, kInterface, method, parameters, replyType,
-                                static_cast<int>(std::min<DWORD>(timeout, G_MAXINT)), &error);
+  GErrorPtr error;
+  const GVariantPtr reply =
+      CallAndWait(*instance, conversation.peer.c_str(), kPath, kInterface, method, parameters.get(), replyType,
+                  static_cast<int>(std::min<DWORD>(timeout, G_MAXINT)), error);
   DWORD flags = 0;
-  const HDDEDATA answer = Outcome(*instance, type, format, item, reply, error, &flags);
+  const HDDEDATA answer = Outcome(*instance, type, format, item, reply.get(), error.get(), &flags);
   if (result != nullptr) *result = flags;
-  if (reply != nullptr) g_variant_unref(reply);
-  if (error != nullptr) g_error_free(error);
   return answer;
 }
 
