@@ -12,6 +12,7 @@
 #include "support/eventually.h"
 #include "support/locales.h"
 #include "support/privatebus.h"
+#include "support/scopedenv.h"
 
 using namespace kwplat;
 
@@ -58,6 +59,35 @@ TEST(Dde, HandlesAndErrorsOfAnInstance) {
   DdeSetBusAddress(L"unix:path=/nonexistent/kwlib63-bus");
   EXPECT_EQ(DdeInitializeW(&none, Ignore, 0, 0), DMLERR_SYS_ERROR);
   EXPECT_EQ(none, 0u);
+}
+
+// With no address chosen the instances are on the session bus; DDE knows no
+// other bus by name.
+TEST(Dde, WithoutAChoiceTheBusIsTheSessionBus) {
+  kwtest::PrivateBus bus;
+  DdeSetBusAddress(nullptr);
+  kwtest::ScopedEnv noChoice("KWLIB63_DDE_BUS", nullptr);
+  struct {
+    const char* session;
+    const wchar_t* chosen;
+    UINT result;
+  } cases[] = {{bus.Address().c_str(), nullptr, DMLERR_NO_ERROR},
+               {"unix:path=/nonexistent/kwlib63-bus", nullptr, DMLERR_SYS_ERROR},
+               {bus.Address().c_str(), L"", DMLERR_NO_ERROR},
+               {bus.Address().c_str(), L"system", DMLERR_SYS_ERROR},
+               {bus.Address().c_str(), L"user", DMLERR_SYS_ERROR}};
+  for (const auto& c : cases) {
+    const std::string label = std::to_string(&c - cases);
+    kwtest::ScopedEnv session("DBUS_SESSION_BUS_ADDRESS", c.session);
+    kwtest::ScopedEnv system("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str());
+    DdeSetBusAddress(c.chosen);
+    DWORD instance = 0;
+    EXPECT_EQ(DdeInitializeW(&instance, Ignore, APPCMD_CLIENTONLY, 0), c.result) << label;
+    if (instance != 0) {
+      EXPECT_TRUE(DdeUninitialize(instance)) << label;
+    }
+  }
+  DdeSetBusAddress(nullptr);
 }
 
 // Names match by the library's case fold, whatever the caller's locale.
