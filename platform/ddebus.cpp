@@ -19,6 +19,7 @@
 
 #include "ddetables.h"
 #include "glibptr.h"
+#include "openbus.h"
 #include "processchoice.h"
 
 namespace kwplat {
@@ -331,22 +332,6 @@ void OnNameOwnerChanged(GDBusConnection*, const gchar*, const gchar*, const gcha
   }
 }
 
-GObjectPtr<GDBusConnection> ConnectBus() {
-  GErrorPtr error;
-  std::string address = g_bus.Get();
-  if (address.empty()) {
-    gchar* session = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, ErrorOut(error));
-    if (session == nullptr) return nullptr;
-    address = session;
-    g_free(session);
-  }
-  return GObjectPtr<GDBusConnection>(g_dbus_connection_new_for_address_sync(
-      address.c_str(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, ErrorOut(error)));
-}
-
 // Asks for or gives up a service's bus name; false on the bus's refusal.
 bool Name(BusInstance& instance, const char* method, const std::string& name) {
   GVariant* parameters = std::strcmp(method, "RequestName") == 0 ? g_variant_new("(su)", name.c_str(), 0u)
@@ -370,7 +355,8 @@ UINT DdeInitializeW(LPDWORD id, PFNCALLBACK callback, DWORD flags, DWORD) {
   auto instance = std::make_shared<BusInstance>();
   instance->callback = callback;
   instance->flags = flags;
-  instance->bus = ConnectBus();
+  GErrorPtr error;  // any failure is DMLERR_SYS_ERROR
+  instance->bus = OpenBus(g_bus, {{"", G_BUS_TYPE_SESSION}}, error);
   if (instance->bus == nullptr) return DMLERR_SYS_ERROR;
   instance->uniqueName = g_dbus_connection_get_unique_name(instance->bus.get());
   instance->context.reset(g_main_context_ref(static_cast<GMainContext*>(GetThreadMainContext())));

@@ -1,5 +1,6 @@
 #include "systemdbus.h"
 
+#include "openbus.h"
 #include "processchoice.h"
 
 #include <cstring>
@@ -69,26 +70,10 @@ void ServiceSetBusAddress(LPCWSTR address) { g_bus.Set(address); }
 namespace kwplat {
 
 std::shared_ptr<SystemdBus> SystemdBus::Connect() {
-  const std::string choice = g_bus.Get();
   GErrorPtr error;
-  gchar* address = nullptr;
-  if (choice == "system" || choice == "user") {
-    address = g_dbus_address_get_for_bus_sync(choice == "system" ? G_BUS_TYPE_SYSTEM : G_BUS_TYPE_SESSION, nullptr,
-                                              ErrorOut(error));
-  } else {
-    address = g_strdup(choice.c_str());
-  }
-  GObjectPtr<GDBusConnection> connection;
-  if (address != nullptr) {
-    // A connection of our own: the shared bus connection would end the process
-    // when the bus goes away.
-    connection.reset(g_dbus_connection_new_for_address_sync(
-        address,
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, ErrorOut(error)));
-    g_free(address);
-  }
+  // "user" is the user's own manager, which is on the session bus.
+  GObjectPtr<GDBusConnection> connection =
+      OpenBus(g_bus, {{"system", G_BUS_TYPE_SYSTEM}, {"user", G_BUS_TYPE_SESSION}}, error);
   if (connection == nullptr) {
     SetLastError(ErrorOf(error.get(), RPC_S_SERVER_UNAVAILABLE));
     return nullptr;
