@@ -22,6 +22,7 @@
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/processwait.h>
 #include <kwlib63/platform/queuepoll.h>
+#include <kwlib63/platform/uniquefd.h>
 
 namespace kwplat {
 namespace {
@@ -32,28 +33,27 @@ constexpr int kUnwatchedProcessMs = 10;
 struct Event : HandleObject {
   static constexpr HandleKind kKind = HandleKind::kEvent;
   bool manualReset;
-  int fd;
+  UniqueFd fd;
   std::mutex lock;               // guards the state changes below and the descriptor's count
   std::atomic<bool> signalled;   // written under the lock; read without it where nothing changes
 
-  Event(bool manual, int eventFd)
+  Event(bool manual, UniqueFd eventFd)
       : HandleObject(kKind),
         manualReset(manual),
-        fd(eventFd),
+        fd(std::move(eventFd)),
         signalled(false) {}
-  ~Event() override { close(fd); }
 
   void SetLocked() {
     if (signalled) return;
     signalled = true;
     const std::uint64_t one = 1;
-    (void)!write(fd, &one, sizeof one);
+    (void)!write(fd.Get(), &one, sizeof one);
   }
   void ResetLocked() {
     if (!signalled) return;
     signalled = false;
     std::uint64_t count;
-    (void)!read(fd, &count, sizeof count);
+    (void)!read(fd.Get(), &count, sizeof count);
   }
   // Takes the event for a released wait: an auto-reset event is reset.
   void TakeLocked() {
@@ -81,7 +81,7 @@ struct Waitable {
   std::shared_ptr<Event> event;
   std::shared_ptr<HandleObject> process;
   bool Ended() const { return detail::ProcessEnded(*process); }
-  int Fd() const { return event != nullptr ? event->fd : detail::ProcessPollFd(*process); }
+  int Fd() const { return event != nullptr ? event->fd.Get() : detail::ProcessPollFd(*process); }
   bool Signalled() const { return event != nullptr ? event->signalled.load() : Ended(); }
 };
 
@@ -182,12 +182,12 @@ DWORD Wait(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
 }  // namespace
 
 HANDLE CreateEventW(void*, BOOL manualReset, BOOL initialState, LPCWSTR) {
-  const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (fd < 0) {
+  UniqueFd fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!fd) {
     SetLastErrorFromErrno();
     return nullptr;
   }
-  auto e = std::make_shared<Event>(manualReset != FALSE, fd);
+  auto e = std::make_shared<Event>(manualReset != FALSE, std::move(fd));
   if (initialState) e->SetLocked();
   return OpenHandle(std::move(e));
 }

@@ -21,6 +21,7 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/handletable.h>
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/uniquefd.h>
 
 namespace kwplat {
 namespace {
@@ -166,33 +167,25 @@ BOOL DeleteFileW(LPCWSTR path) {
 }
 
 BOOL CopyFileW(LPCWSTR source, LPCWSTR target, BOOL failIfExists) {
-  const int in = open(Native(source).c_str(), O_RDONLY | O_CLOEXEC);
-  if (in < 0) return FailedErrno();
+  const UniqueFd in(open(Native(source).c_str(), O_RDONLY | O_CLOEXEC));
+  if (!in) return FailedErrno();
   struct stat st {};
-  if (fstat(in, &st) != 0 || S_ISDIR(st.st_mode)) {
-    const int error = S_ISDIR(st.st_mode) ? EISDIR : errno;
-    close(in);
-    errno = error;
+  if (fstat(in.Get(), &st) != 0 || S_ISDIR(st.st_mode)) {
+    if (S_ISDIR(st.st_mode)) errno = EISDIR;
     return FailedErrno();
   }
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC);
-  const int out = open(Native(target).c_str(), flags, st.st_mode & 07777);
-  if (out < 0) {
-    const int error = errno;
-    close(in);
-    if (error == EEXIST) return Failed(ERROR_FILE_EXISTS);
-    errno = error;
-    return FailedErrno();
-  }
+  UniqueFd out(open(Native(target).c_str(), flags, st.st_mode & 07777));
+  if (!out) return errno == EEXIST ? Failed(ERROR_FILE_EXISTS) : FailedErrno();
   bool ok = true;
   std::vector<char> block(1 << 20);
-  for (ssize_t n; ok && (n = read(in, block.data(), block.size())) != 0;) {
+  for (ssize_t n; ok && (n = read(in.Get(), block.data(), block.size())) != 0;) {
     if (n < 0) {
       ok = errno == EINTR;
       continue;
     }
     for (ssize_t done = 0; ok && done < n;) {
-      const ssize_t w = write(out, block.data() + done, static_cast<std::size_t>(n - done));
+      const ssize_t w = write(out.Get(), block.data() + done, static_cast<std::size_t>(n - done));
       if (w < 0) {
         ok = errno == EINTR;
       } else {
@@ -203,11 +196,11 @@ BOOL CopyFileW(LPCWSTR source, LPCWSTR target, BOOL failIfExists) {
   const int error = errno;
   if (ok) {
     const timespec times[2] = {st.st_atim, st.st_mtim};
-    futimens(out, times);
-    fchmod(out, st.st_mode & 07777);
+    futimens(out.Get(), times);
+    fchmod(out.Get(), st.st_mode & 07777);
   }
-  close(in);
-  if (close(out) != 0) ok = false;
+  // The copy's close can report a write that failed late (a full disk over NFS).
+  if (close(out.Release()) != 0) ok = false;
   if (ok) return TRUE;
   errno = error;
   return FailedErrno();

@@ -21,6 +21,7 @@
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/memory.h>
 #include <kwlib63/platform/process.h>
+#include <kwlib63/platform/uniquefd.h>
 
 #include "processchoice.h"
 
@@ -120,19 +121,14 @@ class UsershareLock {
  public:
   explicit UsershareLock(const std::string& folder)
       : m_fd(folder.empty() ? -1 : open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    if (m_fd >= 0) {
-      while (flock(m_fd, LOCK_EX) != 0 && errno == EINTR) {
+    if (m_fd) {
+      while (flock(m_fd.Get(), LOCK_EX) != 0 && errno == EINTR) {
       }
     }
   }
-  ~UsershareLock() {
-    if (m_fd >= 0) close(m_fd);  // closing releases the lock
-  }
-  UsershareLock(const UsershareLock&) = delete;
-  UsershareLock& operator=(const UsershareLock&) = delete;
 
  private:
-  const int m_fd;
+  const UniqueFd m_fd;  // closing it releases the lock
 };
 
 bool Contains(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }

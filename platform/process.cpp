@@ -26,6 +26,7 @@
 #include <kwlib63/platform/fileapi.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/processwait.h>
+#include <kwlib63/platform/uniquefd.h>
 
 extern char** environ;
 
@@ -39,59 +40,54 @@ namespace {
 // can never be reused under a reader.
 struct Pipe : HandleObject {
   static constexpr HandleKind kKind = HandleKind::kPipe;
-  int fd;
-  int wake;      // an eventfd, readable once the handle is closed
-  bool reading;  // the reading end (ReadFile only), else the writing end (WriteFile only)
-  pid_t owner;   // the process that made the pipe
+  UniqueFd fd;
+  UniqueFd wake;  // an eventfd, readable once the handle is closed
+  bool reading;   // the reading end (ReadFile only), else the writing end (WriteFile only)
+  pid_t owner;    // the process that made the pipe
 
-  Pipe(int pipeFd, int wakeFd, bool readEnd)
-      : HandleObject(kKind), fd(pipeFd), wake(wakeFd), reading(readEnd), owner(getpid()) {}
-  ~Pipe() override {
-    close(fd);
-    close(wake);
-  }
+  Pipe(UniqueFd pipeFd, UniqueFd wakeFd, bool readEnd)
+      : HandleObject(kKind), fd(std::move(pipeFd)), wake(std::move(wakeFd)), reading(readEnd), owner(getpid()) {}
   void Closed() override {
     // A forked child shares the eventfd, but none of the calls it would wake: the
     // fork copied no other thread. Its close must not fail the parent's calls.
     if (getpid() != owner) return;
     const std::uint64_t one = 1;
-    (void)!write(wake, &one, sizeof one);
+    (void)!write(wake.Get(), &one, sizeof one);
   }
   // Waits until the pipe can be read (POLLIN) or written (POLLOUT), or its other
   // side has gone; false when the handle was closed meanwhile.
   bool Ready(short events) const {
-    pollfd fds[2] = {{fd, events, 0}, {wake, POLLIN, 0}};
+    pollfd fds[2] = {{fd.Get(), events, 0}, {wake.Get(), POLLIN, 0}};
     while (poll(fds, 2, -1) < 0 && errno == EINTR) {}
     return (fds[1].revents & POLLIN) == 0;
   }
 };
 
-// A descriptor of `pipe`'s end for a child's standard stream, close-on-exec, or -1
-// with errno. The child gets an open file description of its own, opened again
+// A descriptor of `pipe`'s end for a child's standard stream, close-on-exec, or
+// none with errno set. The child gets an open file description of its own, opened again
 // through /proc: the flags of a description are shared by every descriptor of it,
 // so a copy of ours would hand the child a stream that does not block. Opening an
 // anonymous pipe's end this way never waits for the other end, nor fails when it
 // has gone.
-int ChildEnd(const Pipe& pipe) {
-  const std::string path = "/proc/self/fd/" + std::to_string(pipe.fd);
-  return open(path.c_str(), (pipe.reading ? O_RDONLY : O_WRONLY) | O_CLOEXEC);
+UniqueFd ChildEnd(const Pipe& pipe) {
+  const std::string path = "/proc/self/fd/" + std::to_string(pipe.fd.Get());
+  return UniqueFd(open(path.c_str(), (pipe.reading ? O_RDONLY : O_WRONLY) | O_CLOEXEC));
 }
 
 struct Process : HandleObject {
   static constexpr HandleKind kKind = HandleKind::kProcess;
   pid_t pid;
-  int pidfd;  // readable once the child has ended
+  UniqueFd pidfd;  // readable once the child has ended
   std::mutex lock;  // guards ended, exitCode and terminatedWith
   bool ended = false;
   DWORD exitCode = STILL_ACTIVE;
   std::optional<DWORD> terminatedWith;
 
-  Process(pid_t child, int childFd)
+  Process(pid_t child, UniqueFd childFd)
       : HandleObject(kKind),
         pid(child),
-        pidfd(childFd) {}
+        pidfd(std::move(childFd)) {}
   ~Process() override {
-    if (pidfd >= 0) close(pidfd);
     // A child still running when its handle goes is reaped when it ends, so that it
     // never lingers as a zombie.
     if (!ended) std::thread([child = pid] { while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {} }).detach();
@@ -150,7 +146,7 @@ std::optional<std::string> FindProgram(const std::string& name) {
 
 namespace detail {
 
-int ProcessPollFd(const HandleObject& process) { return static_cast<const Process&>(process).pidfd; }
+int ProcessPollFd(const HandleObject& process) { return static_cast<const Process&>(process).pidfd.Get(); }
 
 bool ProcessEnded(HandleObject& process) { return static_cast<Process&>(process).Poll(); }
 
@@ -269,25 +265,21 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES
   posix_spawnattr_t attributes;
   posix_spawn_file_actions_init(&actions);
   posix_spawnattr_init(&attributes);
-  std::vector<int> childEnds;  // ours, closed once the child has its copies
-  const auto closeChildEnds = [&childEnds] {
-    for (int fd : childEnds) close(fd);
-  };
+  std::vector<UniqueFd> childEnds;  // ours, closed once the child has its copies
   if (startup != nullptr && (startup->dwFlags & STARTF_USESTDHANDLES) != 0) {
     const HANDLE streams[] = {startup->hStdInput, startup->hStdOutput, startup->hStdError};
     for (int target = 0; target < 3; ++target) {
       const std::shared_ptr<Pipe> pipe = FindHandle<Pipe>(streams[target]);
       if (pipe == nullptr) continue;
-      const int fd = ChildEnd(*pipe);
-      if (fd < 0) {
+      UniqueFd fd = ChildEnd(*pipe);
+      if (!fd) {
         SetLastErrorFromErrno();
-        closeChildEnds();
         posix_spawn_file_actions_destroy(&actions);
         posix_spawnattr_destroy(&attributes);
         return FALSE;
       }
-      childEnds.push_back(fd);
-      posix_spawn_file_actions_adddup2(&actions, fd, target);
+      posix_spawn_file_actions_adddup2(&actions, fd.Get(), target);
+      childEnds.push_back(std::move(fd));
     }
   }
   // Nothing of the parent's but the three standard streams reaches the child.
@@ -304,7 +296,7 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES
   const int error = posix_spawn(&pid, program->c_str(), &actions, &attributes, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
-  closeChildEnds();
+  childEnds.clear();
   if (error != 0) {
     errno = error;
     SetLastErrorFromErrno();
@@ -312,8 +304,8 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, SECURITY_ATTRIBUTES
   }
   // With no descriptor left the pidfd is -1, and the waits look at the child now
   // and then instead (processwait.h).
-  const int pidfd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
-  HANDLE process = OpenHandle(std::make_shared<Process>(pid, pidfd));
+  UniqueFd pidfd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  HANDLE process = OpenHandle(std::make_shared<Process>(pid, std::move(pidfd)));
   if (process == nullptr) return FALSE;
   *information = PROCESS_INFORMATION{process, nullptr, static_cast<DWORD>(pid), 0};
   return TRUE;
@@ -349,16 +341,14 @@ BOOL CreatePipe(HANDLE* readEnd, HANDLE* writeEnd, SECURITY_ATTRIBUTES*, DWORD) 
     return FALSE;
   }
   int fds[2];
-  const int wakeRead = eventfd(0, EFD_CLOEXEC), wakeWrite = eventfd(0, EFD_CLOEXEC);
-  if (wakeRead < 0 || wakeWrite < 0 || pipe2(fds, O_CLOEXEC | O_NONBLOCK) != 0) {
+  UniqueFd wakeRead(eventfd(0, EFD_CLOEXEC)), wakeWrite(eventfd(0, EFD_CLOEXEC));
+  if (!wakeRead || !wakeWrite || pipe2(fds, O_CLOEXEC | O_NONBLOCK) != 0) {
     SetLastErrorFromErrno();
-    if (wakeRead >= 0) close(wakeRead);
-    if (wakeWrite >= 0) close(wakeWrite);
     return FALSE;
   }
   // The objects own the descriptors from here on, so a failure closes them.
-  auto reader = std::make_shared<Pipe>(fds[0], wakeRead, true);
-  auto writer = std::make_shared<Pipe>(fds[1], wakeWrite, false);
+  auto reader = std::make_shared<Pipe>(UniqueFd(fds[0]), std::move(wakeRead), true);
+  auto writer = std::make_shared<Pipe>(UniqueFd(fds[1]), std::move(wakeWrite), false);
   HANDLE readHandle = OpenHandle(std::move(reader));
   HANDLE writeHandle = readHandle != nullptr ? OpenHandle(std::move(writer)) : nullptr;
   if (writeHandle == nullptr) {
@@ -380,7 +370,7 @@ BOOL ReadFile(HANDLE pipe, LPVOID buffer, DWORD size, LPDWORD read, LPVOID) {
   }
   ssize_t n;
   for (;;) {
-    n = ::read(p->fd, buffer, size);
+    n = ::read(p->fd.Get(), buffer, size);
     if (n >= 0 || (errno != EAGAIN && errno != EINTR)) break;
     if (errno == EAGAIN && !p->Ready(POLLIN)) {
       SetLastError(ERROR_BROKEN_PIPE);  // closed under the read: as if the other end had gone
@@ -418,7 +408,7 @@ BOOL WriteFile(HANDLE pipe, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID)
   int error = 0;
   bool closed = false;
   while (done < size) {
-    const ssize_t n = ::write(p->fd, bytes + done, size - done);
+    const ssize_t n = ::write(p->fd.Get(), bytes + done, size - done);
     if (n >= 0) {
       done += static_cast<DWORD>(n);
     } else if (errno == EAGAIN) {

@@ -1,5 +1,6 @@
 #include "systemdbus.h"
 
+#include "openbus.h"
 #include "processchoice.h"
 
 #include <cstring>
@@ -41,6 +42,14 @@ DWORD ErrorOf(const GError* error, DWORD otherwise) {
   return otherwise;
 }
 
+// The properties of `interface` on the manager's object `path`, as a{sv}; null
+// with the last error set.
+kwplat::GVariantPtr AllProperties(const kwplat::SystemdBus& bus, const std::string& path, const char* interface) {
+  const kwplat::GVariantPtr reply =
+      bus.Call(path.c_str(), kProperties, "GetAll", g_variant_new("(s)", interface), "(a{sv})");
+  return kwplat::GVariantPtr(reply != nullptr ? g_variant_get_child_value(reply.get(), 0) : nullptr);
+}
+
 std::string Text(GVariant* dictionary, const char* key) {
   const char* value = nullptr;
   return g_variant_lookup(dictionary, key, "&s", &value) ? value : "";
@@ -61,127 +70,92 @@ void ServiceSetBusAddress(LPCWSTR address) { g_bus.Set(address); }
 namespace kwplat {
 
 std::shared_ptr<SystemdBus> SystemdBus::Connect() {
-  const std::string choice = g_bus.Get();
-  GError* error = nullptr;
-  gchar* address = nullptr;
-  if (choice == "system" || choice == "user") {
-    address = g_dbus_address_get_for_bus_sync(choice == "system" ? G_BUS_TYPE_SYSTEM : G_BUS_TYPE_SESSION, nullptr,
-                                              &error);
-  } else {
-    address = g_strdup(choice.c_str());
-  }
-  GDBusConnection* connection = nullptr;
-  if (address != nullptr) {
-    // A connection of our own: the shared bus connection would end the process
-    // when the bus goes away.
-    connection = g_dbus_connection_new_for_address_sync(
-        address,
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &error);
-    g_free(address);
-  }
+  GErrorPtr error;
+  // "user" is the user's own manager, which is on the session bus.
+  GObjectPtr<GDBusConnection> connection =
+      OpenBus(g_bus, {{"system", G_BUS_TYPE_SYSTEM}, {"user", G_BUS_TYPE_SESSION}}, error);
   if (connection == nullptr) {
-    SetLastError(ErrorOf(error, RPC_S_SERVER_UNAVAILABLE));
-    g_error_free(error);
+    SetLastError(ErrorOf(error.get(), RPC_S_SERVER_UNAVAILABLE));
     return nullptr;
   }
-  auto bus = std::make_shared<SystemdBus>(connection);
-  GVariant* version = bus->Call(kManagerPath, kProperties, "Get", g_variant_new("(ss)", kManagerInterface, "Version"),
-                                "(v)");
-  if (version == nullptr) {
+  auto bus = std::make_shared<SystemdBus>(std::move(connection));
+  if (bus->Call(kManagerPath, kProperties, "Get", g_variant_new("(ss)", kManagerInterface, "Version"), "(v)") ==
+      nullptr) {
     if (GetLastError() != ERROR_ACCESS_DENIED) SetLastError(RPC_S_SERVER_UNAVAILABLE);
     return nullptr;
   }
-  g_variant_unref(version);
   return bus;
 }
 
-SystemdBus::~SystemdBus() {
-  g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-  g_object_unref(m_connection);
-}
+SystemdBus::~SystemdBus() { g_dbus_connection_close_sync(m_connection.get(), nullptr, nullptr); }
 
-GVariant* SystemdBus::Call(const char* path, const char* interface, const char* method, GVariant* arguments,
-                           const char* replyType, DWORD otherwise) const {
-  GError* error = nullptr;
-  GVariant* reply = g_dbus_connection_call_sync(m_connection, kManagerName, path, interface, method, arguments,
-                                                G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
-  if (reply == nullptr) {
-    SetLastError(ErrorOf(error, otherwise));
-    g_error_free(error);
-  }
+GVariantPtr SystemdBus::Call(const char* path, const char* interface, const char* method, GVariant* arguments,
+                             const char* replyType, DWORD otherwise) const {
+  GErrorPtr error;
+  GVariantPtr reply(g_dbus_connection_call_sync(m_connection.get(), kManagerName, path, interface, method, arguments,
+                                                G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
+                                                ErrorOut(error)));
+  if (reply == nullptr) SetLastError(ErrorOf(error.get(), otherwise));
   return reply;
 }
 
 std::string SystemdBus::LoadUnit(const std::string& unit) const {
-  GVariant* reply = Call(kManagerPath, kManagerInterface, "LoadUnit", g_variant_new("(s)", unit.c_str()), "(o)");
+  const GVariantPtr reply =
+      Call(kManagerPath, kManagerInterface, "LoadUnit", g_variant_new("(s)", unit.c_str()), "(o)");
   if (reply == nullptr) {
     if (GetLastError() == ERROR_INVALID_PARAMETER) SetLastError(ERROR_INVALID_NAME);
     return {};
   }
   const char* path = nullptr;
-  g_variant_get(reply, "(&o)", &path);
-  std::string result = path;
-  g_variant_unref(reply);
-  return result;
+  g_variant_get(reply.get(), "(&o)", &path);
+  return path;
 }
 
 bool SystemdBus::ReadUnit(const std::string& path, UnitState& state) const {
-  GVariant* unit = Call(path.c_str(), kProperties, "GetAll", g_variant_new("(s)", "org.freedesktop.systemd1.Unit"),
-                        "(a{sv})");
+  const GVariantPtr unit = AllProperties(*this, path, "org.freedesktop.systemd1.Unit");
   if (unit == nullptr) return false;
-  GVariant* properties = g_variant_get_child_value(unit, 0);
   state = UnitState{};
-  state.load = Text(properties, "LoadState");
-  state.active = Text(properties, "ActiveState");
-  state.sub = Text(properties, "SubState");
-  state.description = Text(properties, "Description");
+  state.load = Text(unit.get(), "LoadState");
+  state.active = Text(unit.get(), "ActiveState");
+  state.sub = Text(unit.get(), "SubState");
+  state.description = Text(unit.get(), "Description");
   guint32 jobId = 0;
   const char* job = nullptr;
-  if (g_variant_lookup(properties, "Job", "(u&o)", &jobId, &job) && jobId != 0) state.job = job;
-  AppendAll(properties, "RequiredBy", state.dependents);
-  AppendAll(properties, "BoundBy", state.dependents);
-  g_variant_unref(properties);
-  g_variant_unref(unit);
+  if (g_variant_lookup(unit.get(), "Job", "(u&o)", &jobId, &job) && jobId != 0) state.job = job;
+  AppendAll(unit.get(), "RequiredBy", state.dependents);
+  AppendAll(unit.get(), "BoundBy", state.dependents);
 
   // Only services have a main process and time-outs; other units read as none.
   const DWORD error = GetLastError();
-  GVariant* service = Call(path.c_str(), kProperties, "GetAll", g_variant_new("(s)", "org.freedesktop.systemd1.Service"),
-                           "(a{sv})");
+  const GVariantPtr service = AllProperties(*this, path, "org.freedesktop.systemd1.Service");
   if (service == nullptr) {
     SetLastError(error);
     return true;
   }
-  properties = g_variant_get_child_value(service, 0);
   guint64 timeout = 0;
-  if (g_variant_lookup(properties, "TimeoutStartUSec", "t", &timeout)) state.startTimeout = timeout;
-  if (g_variant_lookup(properties, "TimeoutStopUSec", "t", &timeout)) state.stopTimeout = timeout;
+  if (g_variant_lookup(service.get(), "TimeoutStartUSec", "t", &timeout)) state.startTimeout = timeout;
+  if (g_variant_lookup(service.get(), "TimeoutStopUSec", "t", &timeout)) state.stopTimeout = timeout;
   guint32 pid = 0;
-  if (g_variant_lookup(properties, "MainPID", "u", &pid)) state.mainPid = pid;
+  if (g_variant_lookup(service.get(), "MainPID", "u", &pid)) state.mainPid = pid;
   gint32 status = 0;
-  if (g_variant_lookup(properties, "ExecMainStatus", "i", &status)) state.exitStatus = status;
-  g_variant_unref(properties);
-  g_variant_unref(service);
+  if (g_variant_lookup(service.get(), "ExecMainStatus", "i", &status)) state.exitStatus = status;
   return true;
 }
 
 std::string SystemdBus::QueueJob(const char* method, const std::string& unit) const {
-  GVariant* reply = Call(kManagerPath, kManagerInterface, method, g_variant_new("(ss)", unit.c_str(), "replace"), "(o)",
-                         ERROR_SERVICE_REQUEST_TIMEOUT);
+  const GVariantPtr reply = Call(kManagerPath, kManagerInterface, method,
+                                 g_variant_new("(ss)", unit.c_str(), "replace"), "(o)", ERROR_SERVICE_REQUEST_TIMEOUT);
   if (reply == nullptr) return {};
   const char* job = nullptr;
-  g_variant_get(reply, "(&o)", &job);
-  std::string result = job;
-  g_variant_unref(reply);
-  return result;
+  g_variant_get(reply.get(), "(&o)", &job);
+  return job;
 }
 
 void SystemdBus::Subscribe() {
   if (m_subscribed.exchange(true)) return;
   // A refusal costs only the signals: the waits read the unit's state as well.
   const DWORD error = GetLastError();
-  if (GVariant* reply = Call(kManagerPath, kManagerInterface, "Subscribe", nullptr, "()")) g_variant_unref(reply);
+  Call(kManagerPath, kManagerInterface, "Subscribe", nullptr, "()");
   SetLastError(error);
 }
 
@@ -232,16 +206,12 @@ void UnitWatch::OnSignal(GDBusConnection*, const gchar*, const gchar*, const gch
     }
     return;
   }
-  GVariant* changed = nullptr;
+  const GVariantPtr changed(g_variant_get_child_value(parameters, 1));
   GVariantIter* invalidated = nullptr;
-  const char* interface = nullptr;
-  g_variant_get(parameters, "(&s@a{sv}as)", &interface, &changed, &invalidated);
+  g_variant_get_child(parameters, 2, "as", &invalidated);
   bool progress = false;
   for (const char* name : {"ActiveState", "SubState", "Job"}) {
-    if (GVariant* value = g_variant_lookup_value(changed, name, nullptr)) {
-      progress = true;
-      g_variant_unref(value);
-    }
+    if (GVariantPtr(g_variant_lookup_value(changed.get(), name, nullptr)) != nullptr) progress = true;
   }
   const char* name = nullptr;
   while (g_variant_iter_next(invalidated, "&s", &name)) {
@@ -249,7 +219,6 @@ void UnitWatch::OnSignal(GDBusConnection*, const gchar*, const gchar*, const gch
     progress = progress || n == "ActiveState" || n == "SubState" || n == "Job";
   }
   g_variant_iter_free(invalidated);
-  g_variant_unref(changed);
   if (progress) ++watch->m_progress;
 }
 

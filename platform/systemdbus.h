@@ -14,6 +14,8 @@
 
 #include <kwlib63/framework/wintypes.h>
 
+#include "glibptr.h"
+
 namespace kwplat {
 
 // What the service calls read of a unit.
@@ -35,16 +37,15 @@ class SystemdBus {
   // A connection of its own to the chosen manager, which must answer; null with
   // the last error set.
   static std::shared_ptr<SystemdBus> Connect();
-  explicit SystemdBus(GDBusConnection* connection) : m_connection(connection) {}
+  explicit SystemdBus(GObjectPtr<GDBusConnection> connection) : m_connection(std::move(connection)) {}
   ~SystemdBus();
   SystemdBus(const SystemdBus&) = delete;
   SystemdBus& operator=(const SystemdBus&) = delete;
 
-  GDBusConnection* Connection() const { return m_connection; }
-  // Calls `method` on the manager's object `path`; the reply (the caller unrefs
-  // it), or null with the last error set (`otherwise` for an error that has no
-  // closer code).
-  GVariant* Call(const char* path, const char* interface, const char* method, GVariant* arguments,
+  GDBusConnection* Connection() const { return m_connection.get(); }
+  // Calls `method` on the manager's object `path`; the reply, or null with the
+  // last error set (`otherwise` for an error that has no closer code).
+  GVariantPtr Call(const char* path, const char* interface, const char* method, GVariant* arguments,
                  const char* replyType, DWORD otherwise = ERROR_INVALID_FUNCTION) const;
   // The unit's object path (loading the unit), empty with the last error set.
   std::string LoadUnit(const std::string& unit) const;
@@ -56,7 +57,7 @@ class SystemdBus {
   void Subscribe();
 
  private:
-  GDBusConnection* m_connection;
+  GObjectPtr<GDBusConnection> m_connection;
   std::atomic<bool> m_subscribed{false};
 };
 

@@ -15,6 +15,7 @@
 #include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/platform/uniquefd.h>
 
 namespace kwplat {
 namespace {
@@ -50,12 +51,7 @@ constexpr char kBlockMagic[4] = {'K', 'W', 'V', 'B'};
 class ElfFile {
  public:
   explicit ElfFile(const std::string& path) : m_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
-  ~ElfFile() {
-    if (m_fd >= 0) close(m_fd);
-  }
-  ElfFile(const ElfFile&) = delete;
-  ElfFile& operator=(const ElfFile&) = delete;
-  bool IsOpen() const { return m_fd >= 0; }
+  bool IsOpen() const { return static_cast<bool>(m_fd); }
 
   // Reads `size` bytes at `offset`; false at the end of the file, on an error, or
   // when the bytes would take the file past its read budget.
@@ -65,7 +61,7 @@ class ElfFile {
     out.resize(size);
     std::size_t done = 0;
     while (done < size) {
-      const ssize_t n = pread(m_fd, out.data() + done, size - done, static_cast<off_t>(offset + done));
+      const ssize_t n = pread(m_fd.Get(), out.data() + done, size - done, static_cast<off_t>(offset + done));
       if (n <= 0) return false;
       done += static_cast<std::size_t>(n);
     }
@@ -73,7 +69,7 @@ class ElfFile {
   }
 
  private:
-  int m_fd;
+  UniqueFd m_fd;
   std::uint64_t m_nRead = 0;  // bytes asked for so far, against kMaxBytesRead
 };
 

@@ -1,10 +1,18 @@
-// The DDE handles and the instance's errors, on a private bus.
+// The DDE handles and the instance's errors, and transactions between a server
+// and a client of one thread, on a private bus.
+#include <cstdint>
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include <kwlib63/platform/dde.h>
+#include <kwlib63/platform/messagequeue.h>
 
+#include "support/eventually.h"
 #include "support/locales.h"
 #include "support/privatebus.h"
+#include "support/scopedenv.h"
 
 using namespace kwplat;
 
@@ -53,6 +61,35 @@ TEST(Dde, HandlesAndErrorsOfAnInstance) {
   EXPECT_EQ(none, 0u);
 }
 
+// With no address chosen the instances are on the session bus; DDE knows no
+// other bus by name.
+TEST(Dde, WithoutAChoiceTheBusIsTheSessionBus) {
+  kwtest::PrivateBus bus;
+  DdeSetBusAddress(nullptr);
+  kwtest::ScopedEnv noChoice("KWLIB63_DDE_BUS", nullptr);
+  struct {
+    const char* session;
+    const wchar_t* chosen;
+    UINT result;
+  } cases[] = {{bus.Address().c_str(), nullptr, DMLERR_NO_ERROR},
+               {"unix:path=/nonexistent/kwlib63-bus", nullptr, DMLERR_SYS_ERROR},
+               {bus.Address().c_str(), L"", DMLERR_NO_ERROR},
+               {bus.Address().c_str(), L"system", DMLERR_SYS_ERROR},
+               {bus.Address().c_str(), L"user", DMLERR_SYS_ERROR}};
+  for (const auto& c : cases) {
+    const std::string label = std::to_string(&c - cases);
+    kwtest::ScopedEnv session("DBUS_SESSION_BUS_ADDRESS", c.session);
+    kwtest::ScopedEnv system("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str());
+    DdeSetBusAddress(c.chosen);
+    DWORD instance = 0;
+    EXPECT_EQ(DdeInitializeW(&instance, Ignore, APPCMD_CLIENTONLY, 0), c.result) << label;
+    if (instance != 0) {
+      EXPECT_TRUE(DdeUninitialize(instance)) << label;
+    }
+  }
+  DdeSetBusAddress(nullptr);
+}
+
 // Names match by the library's case fold, whatever the caller's locale.
 TEST(Dde, HandlesFoldNonAsciiNamesInEveryLocale) {
   kwtest::PrivateBus bus;
@@ -81,6 +118,118 @@ TEST(Dde, HandlesFoldNonAsciiNamesInEveryLocale) {
     }
   }
   EXPECT_TRUE(DdeUninitialize(instance));
+}
+
+HDDEDATA Flags(UINT flags) { return reinterpret_cast<HDDEDATA>(static_cast<std::uintptr_t>(flags)); }
+
+// What the server below was handed, for the one test that runs it.
+struct Served {
+  DWORD instance = 0;
+  std::vector<std::string> deliveries;  // "execute|bytes" or "poke item|bytes"
+  int disconnects = 0;
+} g_served;
+
+std::string Text(HSZ handle) {
+  wchar_t text[32] = L"junk";
+  DdeQueryStringW(g_served.instance, handle, text, 32, CP_WINUNICODE);
+  const std::wstring wide = text;
+  return std::string(wide.begin(), wide.end());
+}
+
+std::string Bytes(HDDEDATA data) {
+  std::string bytes(DdeGetData(data, nullptr, 0, 0), '?');
+  DdeGetData(data, reinterpret_cast<LPBYTE>(bytes.data()), static_cast<DWORD>(bytes.size()), 0);
+  return bytes;
+}
+
+// Accepts every conversation; answers requests for "data" and takes pokes of
+// "data" and every execute, refusing the rest.
+HDDEDATA Serve(UINT type, UINT format, HCONV, HSZ, HSZ item, HDDEDATA data, ULONG_PTR, ULONG_PTR) {
+  switch (type) {
+    case XTYP_CONNECT:
+      return Flags(TRUE);
+    case XTYP_REQUEST: {
+      if (Text(item) != "data") return nullptr;
+      BYTE answer[] = {'d', 'a', 'd', 'e', 's'};
+      return DdeCreateDataHandle(g_served.instance, answer, sizeof answer, 0, item, format, 0);
+    }
+    case XTYP_POKE:
+      g_served.deliveries.push_back("poke " + Text(item) + "|" + Bytes(data));
+      return Flags(Text(item) == "data" ? DDE_FACK : DDE_FNOTPROCESSED);
+    case XTYP_EXECUTE:
+      g_served.deliveries.push_back("execute|" + Bytes(data));
+      return Flags(DDE_FACK);
+    case XTYP_DISCONNECT:
+      ++g_served.disconnects;
+      return nullptr;
+    default:
+      return nullptr;
+  }
+}
+
+void PumpMessages() {
+  while (HasPendingMessage()) PumpOneMessage(nullptr);
+}
+
+// A synchronous transaction waits on the thread's context, from which the server
+// of the same thread answers.
+TEST(Dde, TransactionsAndDisconnectsReachAServerOfTheSameThread) {
+  kwtest::PrivateBus bus;
+  g_served = Served{};
+  ASSERT_EQ(DdeInitializeW(&g_served.instance, Serve, APPCLASS_STANDARD, 0), DMLERR_NO_ERROR);
+  HSZ service = DdeCreateStringHandleW(g_served.instance, L"Prova", CP_WINUNICODE);
+  ASSERT_NE(DdeNameService(g_served.instance, service, nullptr, DNS_REGISTER), nullptr);
+  DWORD client = 0;
+  ASSERT_EQ(DdeInitializeW(&client, Ignore, APPCMD_CLIENTONLY, 0), DMLERR_NO_ERROR);
+  HSZ topic = DdeCreateStringHandleW(client, L"Sistema", CP_WINUNICODE);
+  const HCONV conversation = DdeConnect(client, service, topic, nullptr);
+  ASSERT_NE(conversation, nullptr);
+
+  struct {
+    UINT type;
+    const wchar_t* item;
+    std::string sent;
+    DWORD timeout;
+    std::string answer;  // a request's data; "" for none
+    DWORD flags;         // *result of a poke or execute
+    UINT error;
+  } cases[] = {
+      {XTYP_REQUEST, L"data", "", 5000, "dades", 0, DMLERR_NO_ERROR},
+      {XTYP_REQUEST, L"other", "", 5000, "", 0, DMLERR_NOTPROCESSED},
+      {XTYP_POKE, L"data", "nou", 5000, "", DDE_FACK, DMLERR_NO_ERROR},
+      {XTYP_POKE, L"other", "vell", 5000, "", DDE_FNOTPROCESSED, DMLERR_NOTPROCESSED},
+      {XTYP_EXECUTE, nullptr, "[Obrir]", 5000, "", DDE_FACK, DMLERR_NO_ERROR},
+      {XTYP_POKE, L"data", "mai", 0, "", 0x5A5A, DMLERR_INVALIDPARAMETER},
+  };
+  for (const auto& c : cases) {
+    const std::string label = std::to_string(&c - cases);
+    HSZ item = c.item != nullptr ? DdeCreateStringHandleW(client, c.item, CP_WINUNICODE) : nullptr;
+    std::string sent = c.sent;
+    DWORD result = 0x5A5A;
+    const HDDEDATA answer =
+        DdeClientTransaction(reinterpret_cast<LPBYTE>(sent.data()), static_cast<DWORD>(sent.size()), conversation,
+                             item, CF_TEXT, c.type, c.timeout, &result);
+    EXPECT_EQ(DdeGetLastError(client), c.error) << label;
+    if (c.type == XTYP_REQUEST) {
+      EXPECT_EQ(answer != nullptr ? Bytes(answer) : "", c.answer) << label;
+      if (answer != nullptr) {
+        EXPECT_TRUE(DdeFreeDataHandle(answer)) << label;
+      }
+    } else {
+      EXPECT_EQ(answer != nullptr, c.error == DMLERR_NO_ERROR) << label;
+      EXPECT_EQ(result, c.flags) << label;
+    }
+    if (item != nullptr) DdeFreeStringHandle(client, item);
+  }
+  EXPECT_EQ(g_served.deliveries,
+            (std::vector<std::string>{"poke data|nou", "poke other|vell", "execute|[Obrir]"}));
+
+  // The server hears of the end of the conversation without the client waiting.
+  EXPECT_TRUE(DdeDisconnect(conversation));
+  EXPECT_TRUE(kwtest::Eventually([] { return g_served.disconnects == 1; }, PumpMessages));
+  EXPECT_EQ(DdeClientTransaction(nullptr, 0, conversation, nullptr, CF_TEXT, XTYP_EXECUTE, 5000, nullptr), nullptr);
+  EXPECT_TRUE(DdeUninitialize(client));
+  EXPECT_TRUE(DdeUninitialize(g_served.instance));
 }
 
 }  // namespace

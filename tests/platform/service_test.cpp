@@ -12,6 +12,7 @@
 
 #include "support/eventually.h"
 #include "support/fakeclock.h"
+#include "support/scopedenv.h"
 #include "support/shell.h"
 #include "support/usermanager.h"
 
@@ -84,6 +85,36 @@ TEST_F(Service, OpeningAndStatusOfAStoppedService) {
   ServiceSetBusAddress(L"unix:path=/nonexistent/kwlib63-bus");
   EXPECT_EQ(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS), nullptr);
   EXPECT_EQ(GetLastError(), RPC_S_SERVER_UNAVAILABLE);
+}
+
+// "system" (the default) and "user" name the buses of those managers; anything
+// else is an address.
+TEST_F(Service, TheChoiceNamesTheSystemOrTheUserBusOrGivesAnAddress) {
+  const char* manager = m_manager->Bus().c_str();
+  const char* none = "unix:path=/nonexistent/kwlib63-bus";
+  struct {
+    const wchar_t* chosen;
+    const char* systemBus;
+    const char* sessionBus;
+    bool reached;
+  } cases[] = {{L"system", manager, none, true}, {L"system", none, manager, false},
+               {L"user", none, manager, true},   {L"user", manager, none, false},
+               {nullptr, manager, none, true},   {nullptr, none, manager, false}};
+  kwtest::ScopedEnv noChoice("KWLIB63_SERVICE_BUS", nullptr);
+  for (const auto& c : cases) {
+    const std::string label = std::to_string(&c - cases);
+    kwtest::ScopedEnv system("DBUS_SYSTEM_BUS_ADDRESS", c.systemBus);
+    kwtest::ScopedEnv session("DBUS_SESSION_BUS_ADDRESS", c.sessionBus);
+    ServiceSetBusAddress(c.chosen);
+    SetLastError(ERROR_SUCCESS);
+    SC_HANDLE scm = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+    EXPECT_EQ(scm != nullptr, c.reached) << label << " " << GetLastError();
+    if (scm != nullptr) {
+      CloseServiceHandle(scm);
+    } else {
+      EXPECT_EQ(GetLastError(), RPC_S_SERVER_UNAVAILABLE) << label;
+    }
+  }
 }
 
 TEST_F(Service, StartAndStop) {
