@@ -1,7 +1,8 @@
 // Owning pointers for the GLib values the platform code holds, so that every way
-// out of a scope frees them. A GVariantPtr holds a full reference: a floating
-// variant is sunk (g_variant_ref_sink) when taken, and the calls it is then
-// passed to (GDBus, g_variant_new's "@") take references of their own.
+// out of a scope frees them. A GVariantPtr must hold a full reference: give it a
+// floating variant only through g_variant_ref_sink (it does not sink one itself);
+// the calls it is then passed to (GDBus, g_variant_new's "@") take references of
+// their own.
 #pragma once
 
 #include <gio/gio.h>
