@@ -6,14 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <map>
-#include <thread>
 
 #include <kwlib63/framework/casefold.h>
 #include <kwlib63/platform/atomicfile.h>
 #include <kwlib63/platform/registry.h>
+#include <kwlib63/platform/walstamp.h>
 
 namespace kwplat {
 
@@ -38,11 +37,8 @@ enum RegistryHive::Statement : int {
   kGetValue,
   kValueAt,
   kValueAfter,
-  kValueFrom,
   kSubKeyAt,
   kSubKeyAfter,
-  kSubKeyFrom,
-  kDataVersion,
   kDeleteValue,
   kHasChildren,
   kDeleteKeyValues,
@@ -57,8 +53,6 @@ enum RegistryHive::Statement : int {
 namespace {
 
 
-// Writers wait this long for each other before a change fails.
-constexpr int kBusyTimeoutMs = 10000;
 // The hive's results are LONG, as the registry calls return them.
 constexpr LONG kKeyDeleted = ERROR_KEY_DELETED;
 
@@ -180,116 +174,9 @@ RegistryHive::RegistryHive(const std::string& file) {
   }
 }
 
-bool RegistryHive::Setup(const char* sql) {
-  // Two processes making a new hive meet here: the switch to the write-ahead log
-  // answers busy at once, without the busy handler, while the other one makes it.
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
-  for (;;) {
-    const int code = sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr);
-    if (code == SQLITE_OK) return true;
-    if ((code & 0xFF) != SQLITE_BUSY && (code & 0xFF) != SQLITE_LOCKED) return false;
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-}
-
-namespace {
-
-void FoldFunction(sqlite3_context* context, int, sqlite3_value** args) {
-  const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(args[0]));
-  const std::string folded = FoldRegistryName(text != nullptr ? text : "");
-  sqlite3_result_text(context, folded.data(), static_cast<int>(folded.size()), SQLITE_TRANSIENT);
-}
-
-}  // namespace
-
-bool RegistryHive::Refold() {
-  // Hives of version 0 hold full foldings ("strasse" for "Straße"). A name's
-  // simple folding is never shared by two names with different full foldings,
-  // so the update cannot break the uniqueness of a parent's names.
-  sqlite3_stmt* version = nullptr;
-  if (sqlite3_prepare_v2(m_db, "PRAGMA user_version", -1, &version, nullptr) != SQLITE_OK) return false;
-  const bool current = sqlite3_step(version) == SQLITE_ROW && sqlite3_column_int(version, 0) >= kFoldVersion;
-  sqlite3_finalize(version);
-  if (current) return true;
-  if (sqlite3_create_function(m_db, "kw_fold", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr, FoldFunction, nullptr,
-                              nullptr) != SQLITE_OK) {
-    return false;
-  }
-  const std::string sql =
-      "BEGIN IMMEDIATE;"
-      "UPDATE keys SET folded = kw_fold(name) WHERE folded <> kw_fold(name);"
-      "UPDATE vals SET folded = kw_fold(name) WHERE folded <> kw_fold(name);"
-      "PRAGMA user_version = " + std::to_string(kFoldVersion) + ";COMMIT;";
-  const bool done = Setup(sql.c_str());
-  if (!done) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
-  return done;
-}
-
-namespace {
-
-// This boot of the machine, as the kernel names it (a UUID); empty when unknown.
-std::string BootId() {
-  gchar* text = nullptr;
-  if (!g_file_get_contents("/proc/sys/kernel/random/boot_id", &text, nullptr, nullptr)) return {};
-  std::string id = g_strstrip(text);
-  g_free(text);
-  return id.find_first_not_of("0123456789abcdef-") == std::string::npos ? id : std::string();
-}
-
-int UserVersion(sqlite3* db) {
-  sqlite3_stmt* version = nullptr;
-  if (sqlite3_prepare_v2(db, "PRAGMA user_version", -1, &version, nullptr) != SQLITE_OK) return -1;
-  const int value = sqlite3_step(version) == SQLITE_ROW ? sqlite3_column_int(version, 0) : -1;
-  sqlite3_finalize(version);
-  return value;
-}
-
-}  // namespace
-
-bool RegistryHive::ForgetVolatileKeys() {
-  // Volatile keys last until the machine restarts: the first writable open after a
-  // boot removes those of the boot before (a volatile key's sub-keys are volatile
-  // too, so whole branches go). A key of an older hive has no mark and lasts.
-  if (UserVersion(m_db) < kVolatileVersion) {
-    bool marked = false;
-    sqlite3_stmt* columns = nullptr;
-    if (sqlite3_prepare_v2(m_db, "SELECT 1 FROM pragma_table_info('keys') WHERE name = 'volatile'", -1, &columns,
-                           nullptr) != SQLITE_OK) {
-      return false;
-    }
-    marked = sqlite3_step(columns) == SQLITE_ROW;
-    sqlite3_finalize(columns);
-    const std::string sql = std::string("BEGIN IMMEDIATE;") +
-                            (marked ? "" : "ALTER TABLE keys ADD COLUMN volatile INTEGER NOT NULL DEFAULT 0;") +
-                            "PRAGMA user_version = " + std::to_string(kVolatileVersion) + ";COMMIT;";
-    if (!Setup(sql.c_str())) {
-      sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
-      return false;
-    }
-  }
-  const std::string boot = BootId();
-  if (boot.empty()) return true;
-  sqlite3_stmt* same = nullptr;
-  if (sqlite3_prepare_v2(m_db, "SELECT 1 FROM boot WHERE id = ?1", -1, &same, nullptr) != SQLITE_OK) return false;
-  BindText(same, 1, boot);
-  const bool current = sqlite3_step(same) == SQLITE_ROW;
-  sqlite3_finalize(same);
-  if (current) return true;
-  const std::string sql = "BEGIN IMMEDIATE;"
-                          "DELETE FROM vals WHERE key IN (SELECT id FROM keys WHERE volatile <> 0);"
-                          "DELETE FROM keys WHERE volatile <> 0;"
-                          "DELETE FROM boot; INSERT INTO boot(id) VALUES('" + boot + "');COMMIT;";
-  if (!Setup(sql.c_str())) {
-    sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
-    return false;
-  }
-  return true;
-}
-
 RegistryHive::~RegistryHive() {
-  sqlite3_value_free(m_valueCursor.last);
-  sqlite3_value_free(m_keyCursor.last);
+  sqlite3_value_free(m_values.last);
+  sqlite3_value_free(m_subKeys.last);
   for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
   sqlite3_close(m_db);
 }
@@ -304,13 +191,10 @@ bool RegistryHive::Prepare() {
       " WHERE ?1 = 0 OR EXISTS(SELECT 1 FROM keys WHERE id = ?1)"
       " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
       "SELECT type, data FROM vals WHERE key = ?1 AND folded = ?2",
-      "SELECT id, name, type, data FROM vals WHERE key = ?1 ORDER BY id LIMIT 1 OFFSET ?2",
-      "SELECT id, name, type, data FROM vals WHERE key = ?1 AND id > ?2 ORDER BY id LIMIT 1",
-      "SELECT id, name, type, data FROM vals WHERE key = ?1 AND id >= ?2 ORDER BY id LIMIT 1",
-      "SELECT folded, name FROM keys WHERE parent = ?1 ORDER BY folded LIMIT 1 OFFSET ?2",
-      "SELECT folded, name FROM keys WHERE parent = ?1 AND folded > ?2 ORDER BY folded LIMIT 1",
-      "SELECT folded, name FROM keys WHERE parent = ?1 AND folded >= ?2 ORDER BY folded LIMIT 1",
-      "PRAGMA data_version",
+      "SELECT id, name, type, data FROM vals WHERE key = ?1 ORDER BY id LIMIT ?3 OFFSET ?2",
+      "SELECT id, name, type, data FROM vals WHERE key = ?1 AND id > ?2 ORDER BY id LIMIT ?3",
+      "SELECT folded, name FROM keys WHERE parent = ?1 ORDER BY folded LIMIT ?3 OFFSET ?2",
+      "SELECT folded, name FROM keys WHERE parent = ?1 AND folded > ?2 ORDER BY folded LIMIT ?3",
       "DELETE FROM vals WHERE key = ?1 AND folded = ?2",
       "SELECT 1 FROM keys WHERE parent = ?1 LIMIT 1",
       "DELETE FROM vals WHERE key = ?1",
@@ -343,7 +227,7 @@ LONG RegistryHive::Failure(int sqliteCode) const {
     case SQLITE_FULL:
       return ERROR_DISK_FULL;
     default:
-      return 1009;  // ERROR_BADDB
+      return ERROR_BADDB;
   }
 }
 
@@ -490,63 +374,93 @@ LONG RegistryHive::GetValue(KeyId key, std::string_view name, DWORD& type, std::
   return ERROR_SUCCESS;
 }
 
-// The hive as this connection last saw it: its own changes and other
-// connections' commits both move it.
-std::pair<std::int64_t, std::int64_t> RegistryHive::Version() {
-  ResetOnExit version(Stmt(kDataVersion));
-  const std::int64_t others = sqlite3_step(version) == SQLITE_ROW ? sqlite3_column_int64(version, 0) : -1;
-  return {sqlite3_total_changes64(m_db), others};
-}
-
 // An enumeration asks for index 0, 1, 2, ... (often twice each, for a size and
-// then the data): while the hive has not changed, the entry handed out last, or
-// the one after it, is the index's, found through the table's index in one step
-// instead of counting `index` rows from the start.
-LONG RegistryHive::StepEnumeration(Cursor& cursor, Statement at, Statement after, Statement from, KeyId key,
-                                   DWORD index, sqlite3_stmt*& row) {
-  const auto version = Version();
-  const bool known = cursor.last != nullptr && cursor.key == key && cursor.version == version;
-  const bool next = known && index == cursor.index + 1 && index != 0;
-  const bool same = known && index == cursor.index;
-  row = Stmt(next ? after : same ? from : at);
+// then the data). Entries are read ahead in batches, so that one read transaction
+// serves many calls: a batch answers while neither a commit (its stamp) nor this
+// connection's own changes inside a transaction moved the hive; the next batch
+// starts after the last entry, found through the table's index. Any other index
+// counts its way from the start.
+LONG RegistryHive::EntryAt(Batch& batch, Statement at, Statement after, KeyId key, DWORD index, const Entry*& entry) {
+  const std::optional<WalStamp> stamp = ReadWalStamp(m_db);
+  const std::int64_t changes = sqlite3_total_changes64(m_db);
+  const bool current = stamp && batch.key == key && batch.stamp == stamp && batch.changes == changes;
+  if (current && index >= batch.first) {
+    const DWORD offset = index - batch.first;
+    if (offset < batch.rows.size()) {
+      entry = &batch.rows[offset];
+      return ERROR_SUCCESS;
+    }
+    if (batch.complete) return ERROR_NO_MORE_ITEMS;
+  }
+  const bool next = current && batch.last != nullptr && index == batch.first + batch.rows.size();
+  Batch fresh;
+  fresh.key = key;
+  fresh.first = index;
+  fresh.stamp = stamp;
+  fresh.changes = changes;
+  // Without a stamp no later change could be told: nothing is kept for later.
+  const std::size_t limit = !stamp ? 1 : next ? std::min(2 * batch.rows.size(), kMostBatchRows) : kFirstBatchRows;
+  fresh.rows.reserve(limit);
+  const ReadTransaction together(m_db, Stmt(kBeginRead), Stmt(kCommit));
+  ResetOnExit row(Stmt(next ? after : at));
   sqlite3_bind_int64(row, 1, key);
-  if (next || same) {
-    sqlite3_bind_value(row, 2, cursor.last);
+  if (next) {
+    sqlite3_bind_value(row, 2, batch.last);
   } else {
     sqlite3_bind_int64(row, 2, index);
   }
-  const int code = sqlite3_step(row);
-  sqlite3_value_free(cursor.last);
-  cursor = Cursor{};
-  if (code == SQLITE_DONE) return KeyGone(key) == kKeyDeleted ? kKeyDeleted : ERROR_NO_MORE_ITEMS;
-  if (code != SQLITE_ROW) return Failure(code);
-  cursor = Cursor{key, index, sqlite3_value_dup(sqlite3_column_value(row, 0)), version};
+  sqlite3_bind_int64(row, 3, static_cast<sqlite3_int64>(limit));
+  std::size_t bytes = 0;
+  int code = SQLITE_ROW;
+  while (fresh.rows.size() < limit && bytes < kBatchBytes && (code = sqlite3_step(row)) == SQLITE_ROW) {
+    Entry& added = fresh.rows.emplace_back();
+    added.name = reinterpret_cast<const char*>(sqlite3_column_text(row, 1));
+    if (sqlite3_column_count(row) > 3) {
+      added.type = static_cast<DWORD>(sqlite3_column_int64(row, 2));
+      added.data = ColumnBytes(row, 3);
+    }
+    bytes += added.name.size() + added.data.size();
+  }
+  fresh.complete = code == SQLITE_DONE;
+  if (code == SQLITE_ROW) fresh.last = sqlite3_value_dup(sqlite3_column_value(row, 0));
+  LONG result = ERROR_SUCCESS;
+  if (code != SQLITE_ROW && code != SQLITE_DONE) {
+    result = Failure(code);
+  } else if (fresh.rows.empty()) {
+    result = KeyGone(key) == kKeyDeleted ? kKeyDeleted : ERROR_NO_MORE_ITEMS;
+  }
+  std::swap(batch, fresh);
+  sqlite3_value_free(fresh.last);
+  if (result != ERROR_SUCCESS) {
+    sqlite3_value_free(batch.last);
+    batch = Batch{};
+    return result;
+  }
+  entry = &batch.rows.front();
   return ERROR_SUCCESS;
 }
 
 LONG RegistryHive::ValueAt(KeyId key, DWORD index, std::string& name, DWORD& type, std::string& data) {
   std::lock_guard guard(m_lock);
   if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
-  const ReadTransaction together(m_db, Stmt(kBeginRead), Stmt(kCommit));
-  sqlite3_stmt* statement = nullptr;
-  const LONG result = StepEnumeration(m_valueCursor, kValueAt, kValueAfter, kValueFrom, key, index, statement);
-  ResetOnExit row(statement);
-  if (result != ERROR_SUCCESS) return result;
-  name = reinterpret_cast<const char*>(sqlite3_column_text(row, 1));
-  type = static_cast<DWORD>(sqlite3_column_int64(row, 2));
-  data = ColumnBytes(row, 3);
+  const Entry* entry = nullptr;
+  if (const LONG result = EntryAt(m_values, kValueAt, kValueAfter, key, index, entry); result != ERROR_SUCCESS) {
+    return result;
+  }
+  name = entry->name;
+  type = entry->type;
+  data = entry->data;
   return ERROR_SUCCESS;
 }
 
 LONG RegistryHive::SubKeyAt(KeyId key, DWORD index, std::string& name) {
   std::lock_guard guard(m_lock);
   if (m_db == nullptr) return ERROR_NO_MORE_ITEMS;
-  const ReadTransaction together(m_db, Stmt(kBeginRead), Stmt(kCommit));
-  sqlite3_stmt* statement = nullptr;
-  const LONG result = StepEnumeration(m_keyCursor, kSubKeyAt, kSubKeyAfter, kSubKeyFrom, key, index, statement);
-  ResetOnExit row(statement);
-  if (result != ERROR_SUCCESS) return result;
-  name = reinterpret_cast<const char*>(sqlite3_column_text(row, 1));
+  const Entry* entry = nullptr;
+  if (const LONG result = EntryAt(m_subKeys, kSubKeyAt, kSubKeyAfter, key, index, entry); result != ERROR_SUCCESS) {
+    return result;
+  }
+  name = entry->name;
   return ERROR_SUCCESS;
 }
 

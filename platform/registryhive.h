@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -12,6 +13,8 @@
 #include <vector>
 
 #include <kwlib63/framework/wintypes.h>
+#include <kwlib63/platform/registry.h>
+#include <kwlib63/platform/walstamp.h>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -63,25 +66,39 @@ class RegistryHive {
   // Runs a setup statement, again while another process holds the database busy
   // (up to the busy time-out).
   bool Setup(const char* sql);
+  // Writers wait this long for each other before a change fails.
+  static constexpr int kBusyTimeoutMs = 10000;
   sqlite3_stmt* Stmt(Statement statement);
   LONG Begin();
   LONG Finish(LONG result);
   LONG KeyGone(KeyId key);
-  // Where an enumeration of values or sub-keys stands: the entry handed out for
-  // `index` of `key` (its sort column's value), and the hive's version then.
-  struct Cursor {
-    KeyId key = -1;
-    DWORD index = 0;
-    sqlite3_value* last = nullptr;
-    std::pair<std::int64_t, std::int64_t> version{};
+  // An entry of an enumeration: a value (name, type, data) or a sub-key (name).
+  struct Entry {
+    std::string name;
+    DWORD type = REG_NONE;
+    std::string data;
   };
-  std::pair<std::int64_t, std::int64_t> Version();
-  // Steps to the row of entry `index` of `key` (statement `at`; `after` the cursor
-  // when it stands just before, `from` it when it stands there): ERROR_SUCCESS
-  // with `row` ready, ERROR_NO_MORE_ITEMS past the end, 1018 for a deleted key.
-  // `row` is always set, for the caller to reset.
-  LONG StepEnumeration(Cursor& cursor, Statement at, Statement after, Statement from, KeyId key, DWORD index,
-                       sqlite3_stmt*& row);
+  // Entries of `key` read ahead from index `first` on, with the hive's stamp
+  // taken before they were read and this connection's change count.
+  struct Batch {
+    KeyId key = -1;
+    DWORD first = 0;
+    std::vector<Entry> rows;
+    sqlite3_value* last = nullptr;  // the last row's sort column, where the next batch starts
+    bool complete = false;          // no entry after the rows
+    std::optional<WalStamp> stamp;
+    std::int64_t changes = -1;
+  };
+  // A walk's first batch holds this many entries, each next one twice as many as
+  // the one before up to the most; a batch stops early once its names and data
+  // reach the byte count.
+  static constexpr std::size_t kFirstBatchRows = 32;
+  static constexpr std::size_t kMostBatchRows = 2048;
+  static constexpr std::size_t kBatchBytes = 256 * 1024;
+  // Points `entry` at entry `index` of `key` (statement `at` counts from the
+  // start, `after` continues after a batch): ERROR_SUCCESS, ERROR_NO_MORE_ITEMS
+  // past the end, 1018 for a deleted key. The entry lasts until the next call.
+  LONG EntryAt(Batch& batch, Statement at, Statement after, KeyId key, DWORD index, const Entry*& entry);
   LONG Failure(int sqliteCode) const;
   // Brings the folded names of an older hive to FoldRegistryName, once per hive
   // file (its user_version); false when that cannot be done.
@@ -95,8 +112,8 @@ class RegistryHive {
   sqlite3* m_db = nullptr;
   bool m_writable = false;
   bool m_transacted = false;  // operations nest as savepoints in the open transaction
-  Cursor m_valueCursor;
-  Cursor m_keyCursor;
+  Batch m_values;
+  Batch m_subKeys;
   std::vector<sqlite3_stmt*> m_statements;
 };
 

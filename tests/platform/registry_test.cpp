@@ -509,16 +509,25 @@ std::vector<std::wstring> EnumeratedNames(HKEY key) {
 TEST_F(RegistryTest, EnumerationByIndexFollowsEveryChange) {
   // A reference list in creation order, against index reads made one after the
   // other (as an enumeration makes them), twice at one index, or anywhere, between
-  // writes and deletes of this connection and commits of another.
+  // writes and deletes of this connection, commits of another, and deletes made
+  // past the library. The names outnumber a read-ahead batch.
   const unsigned seed = std::random_device{}();
   std::mt19937 random(seed);
   HKEY key = Create(L"Model");
+  sqlite3* outside = nullptr;
+  ASSERT_EQ(sqlite3_open(m_file.c_str(), &outside), SQLITE_OK);
+  sqlite3_busy_timeout(outside, 10000);
   std::vector<std::wstring> model;
   DWORD next = 0;
-  for (int step = 0; step < 3000; ++step) {
-    const int op = static_cast<int>(random() % 10);
-    const std::wstring name = L"v" + std::to_wstring(random() % 60);
-    if (op < 2) {
+  for (int step = 0; step < 4000; ++step) {
+    const int op = static_cast<int>(random() % 11);
+    const std::wstring name = L"v" + std::to_wstring(random() % 150);
+    if (op == 10) {
+      const std::string sql = "DELETE FROM vals WHERE folded = '" + kwfw::WideToUtf8(name) +
+                              "' AND key = (SELECT id FROM keys WHERE parent = 0 AND folded = 'model')";
+      ASSERT_EQ(sqlite3_exec(outside, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+      if (const auto at = std::find(model.begin(), model.end(), name); at != model.end()) model.erase(at);
+    } else if (op < 2) {
       ASSERT_EQ(SetText(key, name.c_str(), L"x"), 0);
       if (std::find(model.begin(), model.end(), name) == model.end()) model.push_back(name);
     } else if (op < 4) {
@@ -555,7 +564,55 @@ TEST_F(RegistryTest, EnumerationByIndexFollowsEveryChange) {
       next = index + 1 > model.size() ? 0 : index + 1;
     }
   }
+  sqlite3_close(outside);
   EXPECT_EQ(EnumeratedNames(key), model) << "seed " << seed;
+}
+
+TEST_F(RegistryTest, LargeValuesEnumerateWhole) {
+  // Values whose data fills a read-ahead batch by bytes long before by count.
+  HKEY key = Create(L"Software\\Large");
+  const auto content = [](DWORD i) { return std::string(100 * 1024 + i, static_cast<char>('a' + i)); };
+  for (DWORD i = 0; i < 8; ++i) {
+    const std::string data = content(i);
+    ASSERT_EQ(RegSetValueExW(key, (L"big" + std::to_wstring(i)).c_str(), 0, REG_BINARY,
+                             reinterpret_cast<const BYTE*>(data.data()), static_cast<DWORD>(data.size())), 0);
+  }
+  std::string buffer(200 * 1024, '\0');
+  DWORD i = 0;
+  for (;; ++i) {
+    wchar_t name[16];
+    DWORD length = 16, size = static_cast<DWORD>(buffer.size());
+    const LONG result = RegEnumValueW(key, i, name, &length, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer.data()), &size);
+    if (result == static_cast<LONG>(ERROR_NO_MORE_ITEMS)) break;
+    ASSERT_EQ(result, 0);
+    EXPECT_EQ(std::wstring(name, length), L"big" + std::to_wstring(i));
+    EXPECT_EQ(buffer.substr(0, size), content(i)) << "value " << i;
+  }
+  EXPECT_EQ(i, 8u);
+}
+
+TEST_F(RegistryTest, EnumerationSeesAnotherProcesssCommitAtTheNextIndex) {
+  // Values read ahead must not outlive a change: another process rewrites the
+  // data of values the walk has passed and of values still to come.
+  HKEY key = Create(L"Software\\Seen");
+  for (DWORD i = 0; i < 100; ++i) {
+    const DWORD data = 1000 + i;
+    ASSERT_EQ(RegSetValueExW(key, (L"v" + std::to_wstring(i)).c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&data),
+                             sizeof data), 0);
+  }
+  auto dataAt = [&](DWORD index) {
+    wchar_t name[16];
+    DWORD length = 16, data = 0, size = sizeof data;
+    EXPECT_EQ(RegEnumValueW(key, index, name, &length, nullptr, nullptr, reinterpret_cast<BYTE*>(&data), &size), 0);
+    return data;
+  };
+  for (DWORD i = 0; i < 10; ++i) ASSERT_EQ(dataAt(i), 1000 + i);
+  const std::string written = kwtest::Output(std::string(KW_REGWRITER) + " '" + m_file + "' 'Software\\Seen' v 20");
+  ASSERT_EQ(Lines(written).size(), 20u) << written;
+  EXPECT_EQ(dataAt(10), 10u);
+  EXPECT_EQ(dataAt(3), 3u);
+  EXPECT_EQ(dataAt(4), 4u);
+  EXPECT_EQ(dataAt(20), 1020u);
 }
 
 TEST_F(RegistryTest, EnumeratingManyValuesAndKeysIsLinear) {
