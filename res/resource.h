@@ -53,6 +53,12 @@ inline constexpr UINT IDS_BOTO_ALTRES = 22061;
 inline constexpr UINT IDS_BOTO_SEGUENT = 22062;
 inline constexpr UINT IDS_BOTO_ANTERIOR = 22063;
 
+// The progress window's buttons and times (the times take one %s each).
+inline constexpr UINT IDS_BOTO_PAUSA = 22064;
+inline constexpr UINT IDS_BOTO_REPRENDRE = 22065;
+inline constexpr UINT IDS_PROGRES_TEMPS = 22066;
+inline constexpr UINT IDS_PROGRES_FINAL = 22067;
+
 // The language that 0 and 0x0400 resolve to in the library's module.
 inline constexpr LANGID KW_DEFAULT_LANGUAGE = LANG_FR_FR;
 

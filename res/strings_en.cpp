@@ -48,6 +48,11 @@ const KW_STRINGRESOURCE kStringsEnglish[] = {
     {IDS_BOTO_ALTRES, L"Others..."},
     {IDS_BOTO_SEGUENT, L"&Next"},
     {IDS_BOTO_ANTERIOR, L"&Previous"},
+
+    {IDS_BOTO_PAUSA, L"&Pause"},
+    {IDS_BOTO_REPRENDRE, L"&Resume"},
+    {IDS_PROGRES_TEMPS, L"Elapsed: %s"},
+    {IDS_PROGRES_FINAL, L"Estimated end: %s"},
 };
 const std::size_t kStringsEnglishCount = std::size(kStringsEnglish);
 

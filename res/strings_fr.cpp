@@ -48,6 +48,11 @@ const KW_STRINGRESOURCE kStringsFrench[] = {
     {IDS_BOTO_ALTRES, L"Autres..."},
     {IDS_BOTO_SEGUENT, L"&Suivant"},
     {IDS_BOTO_ANTERIOR, L"&Précédent"},
+
+    {IDS_BOTO_PAUSA, L"&Pause"},
+    {IDS_BOTO_REPRENDRE, L"&Reprendre"},
+    {IDS_PROGRES_TEMPS, L"Temps écoulé : %s"},
+    {IDS_PROGRES_FINAL, L"Fin estimée : %s"},
 };
 const std::size_t kStringsFrenchCount = std::size(kStringsFrench);
 

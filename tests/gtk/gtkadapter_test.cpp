@@ -21,19 +21,14 @@
 #include "support/privatedisplay.h"
 #include "support/privatehive.h"
 #include "support/tempdir.h"
-#include "support/eventually.h"
+#include "pump.h"
 
 namespace {
 
 kwtest::PrivateDisplay* const g_display =
     static_cast<kwtest::PrivateDisplay*>(::testing::AddGlobalTestEnvironment(new kwtest::PrivateDisplay));
 
-// Runs GTK's loop until `done` holds.
-bool PumpUntil(const std::function<bool()>& done) {
-  return kwtest::Eventually(done, [] {
-    while (gtk_events_pending()) gtk_main_iteration();
-  });
-}
+using kwtest::PumpUntil;
 
 // The first top-level window of `type` that is shown, or null.
 GtkWidget* Shown(GType type) {
@@ -181,6 +176,29 @@ TEST(GtkAdapter, TheExampleDrawsItsOwnerDrawnList) {
   }
   EXPECT_GT(highlight, 320 * 20);
   EXPECT_GT(window, 320 * 40);
+  g_object_unref(picture);
+}
+
+TEST(GtkAdapter, TheExampleShowsItsSortsProgressWindow) {
+  kwtest::TempDir registry("kwgtk-reg");
+  const std::string shot = std::string(KWTEST_ARTEFACTS) + "/kwlib63-gtk-demo-progress.png";
+  std::remove(shot.c_str());
+  const std::string command = "KWLIB63_REGISTRY_DIR=" + registry.Path() + " " + KWTEST_GTK_DEMO +
+                              " --progress-screenshot " + shot + " >/dev/null 2>&1";
+  ASSERT_EQ(std::system(command.c_str()), 0);  // photographed, then cancelled
+  GError* error = nullptr;
+  GdkPixbuf* picture = gdk_pixbuf_new_from_file(shot.c_str(), &error);
+  ASSERT_NE(picture, nullptr) << (error != nullptr ? error->message : "");
+  // The bar's blue fill, a third of the way or more across the window.
+  int blue = 0;
+  const guchar* pixels = gdk_pixbuf_get_pixels(picture);
+  for (int y = 0; y < gdk_pixbuf_get_height(picture); ++y) {
+    for (int x = 0; x < gdk_pixbuf_get_width(picture); ++x) {
+      const guchar* p = pixels + y * gdk_pixbuf_get_rowstride(picture) + x * gdk_pixbuf_get_n_channels(picture);
+      blue += p[2] > 150 && p[2] > p[0] + 40 ? 1 : 0;
+    }
+  }
+  EXPECT_GT(blue, gdk_pixbuf_get_width(picture) / 3 * 3);
   g_object_unref(picture);
 }
 
