@@ -116,5 +116,8 @@ class KW_API TBlocOpcions : public TItem {
   static int _fnImportNodeXML(XMLNode& node, TBlocOpcions* bloc);
 
  private:
+  // A value not stored, or a name with an empty part.
+  static constexpr int kFailed = -1;
+
   std::map<std::wstring, ITEMBLOCOPCIONS> m_mapa;
 };
