@@ -153,52 +153,52 @@ TEST(GtkAdapter, TheFolderPickerGivesTheChosenFolder) {
   AfxSetFolderPickerHandler(nullptr, nullptr);
 }
 
-TEST(GtkAdapter, TheExampleDrawsItsOwnerDrawnList) {
+// Runs the example with `option` FILE.png (exit 0 expected) and gives the picture
+// it took, null when there is none.
+GdkPixbuf* ExamplePicture(const char* option, const char* name) {
   kwtest::TempDir registry("kwgtk-reg");
-  const std::string shot = std::string(KWTEST_ARTEFACTS) + "/kwlib63-gtk-demo.png";
+  const std::string shot = std::string(KWTEST_ARTEFACTS) + "/" + name;
   std::remove(shot.c_str());
-  const std::string command = "KWLIB63_REGISTRY_DIR=" + registry.Path() + " " + KWTEST_GTK_DEMO +
-                              " --screenshot " + shot + " >/dev/null 2>&1";
-  ASSERT_EQ(std::system(command.c_str()), 0);
+  const std::string command = "KWLIB63_REGISTRY_DIR=" + registry.Path() + " " + KWTEST_GTK_DEMO + " " + option +
+                              " " + shot + " >/dev/null 2>&1";
+  EXPECT_EQ(std::system(command.c_str()), 0) << option;
   GError* error = nullptr;
   GdkPixbuf* picture = gdk_pixbuf_new_from_file(shot.c_str(), &error);
-  ASSERT_NE(picture, nullptr) << (error != nullptr ? error->message : "");
-  EXPECT_GE(gdk_pixbuf_get_width(picture), 320);
-  // The selected row is on the highlight colour, the others on the window colour.
-  int highlight = 0, window = 0;
+  EXPECT_NE(picture, nullptr) << (error != nullptr ? error->message : "");
+  if (error != nullptr) g_error_free(error);
+  return picture;
+}
+
+// The pixels of `picture` whose red, green and blue satisfy `wanted`.
+int CountPixels(GdkPixbuf* picture, const std::function<bool(int r, int g, int b)>& wanted) {
+  int count = 0;
   const guchar* pixels = gdk_pixbuf_get_pixels(picture);
   for (int y = 0; y < gdk_pixbuf_get_height(picture); ++y) {
     for (int x = 0; x < gdk_pixbuf_get_width(picture); ++x) {
       const guchar* p = pixels + y * gdk_pixbuf_get_rowstride(picture) + x * gdk_pixbuf_get_n_channels(picture);
-      highlight += p[0] == 10 && p[1] == 36 && p[2] == 106 ? 1 : 0;
-      window += p[0] == 255 && p[1] == 255 && p[2] == 255 ? 1 : 0;
+      count += wanted(p[0], p[1], p[2]) ? 1 : 0;
     }
   }
-  EXPECT_GT(highlight, 320 * 20);
-  EXPECT_GT(window, 320 * 40);
+  return count;
+}
+
+TEST(GtkAdapter, TheExampleDrawsItsOwnerDrawnList) {
+  GdkPixbuf* picture = ExamplePicture("--screenshot", "kwlib63-gtk-demo.png");
+  ASSERT_NE(picture, nullptr);
+  EXPECT_GE(gdk_pixbuf_get_width(picture), 320);
+  // The selected row is on the highlight colour, the others on the window colour.
+  EXPECT_GT(CountPixels(picture, [](int r, int g, int b) { return r == 10 && g == 36 && b == 106; }), 320 * 20);
+  EXPECT_GT(CountPixels(picture, [](int r, int g, int b) { return r == 255 && g == 255 && b == 255; }), 320 * 40);
   g_object_unref(picture);
 }
 
 TEST(GtkAdapter, TheExampleShowsItsSortsProgressWindow) {
-  kwtest::TempDir registry("kwgtk-reg");
-  const std::string shot = std::string(KWTEST_ARTEFACTS) + "/kwlib63-gtk-demo-progress.png";
-  std::remove(shot.c_str());
-  const std::string command = "KWLIB63_REGISTRY_DIR=" + registry.Path() + " " + KWTEST_GTK_DEMO +
-                              " --progress-screenshot " + shot + " >/dev/null 2>&1";
-  ASSERT_EQ(std::system(command.c_str()), 0);  // photographed, then cancelled
-  GError* error = nullptr;
-  GdkPixbuf* picture = gdk_pixbuf_new_from_file(shot.c_str(), &error);
-  ASSERT_NE(picture, nullptr) << (error != nullptr ? error->message : "");
+  // Photographed a third of the way, then cancelled.
+  GdkPixbuf* picture = ExamplePicture("--progress-screenshot", "kwlib63-gtk-demo-progress.png");
+  ASSERT_NE(picture, nullptr);
   // The bar's blue fill, a third of the way or more across the window.
-  int blue = 0;
-  const guchar* pixels = gdk_pixbuf_get_pixels(picture);
-  for (int y = 0; y < gdk_pixbuf_get_height(picture); ++y) {
-    for (int x = 0; x < gdk_pixbuf_get_width(picture); ++x) {
-      const guchar* p = pixels + y * gdk_pixbuf_get_rowstride(picture) + x * gdk_pixbuf_get_n_channels(picture);
-      blue += p[2] > 150 && p[2] > p[0] + 40 ? 1 : 0;
-    }
-  }
-  EXPECT_GT(blue, gdk_pixbuf_get_width(picture) / 3 * 3);
+  EXPECT_GT(CountPixels(picture, [](int r, int, int b) { return b > 150 && b > r + 40; }),
+            gdk_pixbuf_get_width(picture) / 3 * 3);
   g_object_unref(picture);
 }
 
