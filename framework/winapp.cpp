@@ -1,10 +1,9 @@
 #include <kwlib63/framework/winapp.h>
 
-#include <unistd.h>
-
 #include <kwlib63/framework/modulestate.h>
 #include <kwlib63/platform/messagequeue.h>
 #include <kwlib63/platform/module.h>
+#include <kwlib63/platform/thread.h>
 
 IMPLEMENT_DYNAMIC(CWinThread, CObject)
 IMPLEMENT_DYNAMIC(CWinApp, CWinThread)
@@ -24,7 +23,7 @@ namespace {
 thread_local CWinThread* t_thread = nullptr;
 }  // namespace
 
-CWinThread::CWinThread() : m_nThreadID(static_cast<DWORD>(gettid())) {
+CWinThread::CWinThread() : m_nThreadID(kwplat::GetCurrentThreadId()) {
   if (t_thread == nullptr) t_thread = this;
 }
 

@@ -1,3 +1,6 @@
+// The profile functions' files: reads served from a cache of parsed files, and
+// writes as a locked read-modify-write replaced atomically. The text itself is
+// initext.cpp's.
 #include <kwlib63/platform/profile.h>
 
 #include <dirent.h>
@@ -13,230 +16,23 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
-#include <kwlib63/framework/casefold.h>
-#include <kwlib63/framework/endian.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/atomicfile.h>
-#include <kwlib63/platform/codepage.h>
+#include <kwlib63/platform/initext.h>
 #include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/syscalls.h>
 
 namespace kwplat {
 namespace {
 
-// One line of the file: its bytes as they stand (without the line end), its line
-// end's bytes, and its text.
-struct Line {
-  std::string raw;
-  std::string eol;
-  std::wstring text;
-};
-
-struct IniFile {
-  bool utf16 = false;
-  std::vector<Line> lines;
-};
-
-// What a line is, by its text.
-struct Parsed {
-  enum Kind { kBlank, kComment, kSection, kEntry } kind = kBlank;
-  std::wstring name;      // the section's, or the entry's key
-  std::wstring value;     // the entry's value, its surrounding quotes gone
-  std::wstring rawValue;  // the entry's value as written (trimmed)
-  bool hasEquals = false;
-};
-
-// A view, so that a look-up by a caller's name copies nothing.
-std::wstring_view Trim(std::wstring_view s) {
-  const std::size_t first = s.find_first_not_of(L" \t");
-  if (first == std::wstring_view::npos) return {};
-  const std::size_t last = s.find_last_not_of(L" \t");
-  return s.substr(first, last - first + 1);
-}
-
-Parsed Parse(const std::wstring& text) {
-  Parsed p;
-  // A line's text ends at a NUL, as Windows reads it: a file written with its C
-  // terminator ends in one, which makes no entry.
-  const std::wstring t(Trim(std::wstring_view(text).substr(0, text.find(L'\0'))));
-  if (t.empty()) return p;
-  if (t[0] == L';') {
-    p.kind = Parsed::kComment;
-  } else if (t[0] == L'[') {
-    p.kind = Parsed::kSection;
-    const std::size_t close = t.find(L']');
-    p.name = Trim(std::wstring_view(t).substr(1, close == std::wstring::npos ? std::wstring::npos : close - 1));
-  } else {
-    p.kind = Parsed::kEntry;
-    const std::size_t eq = t.find(L'=');
-    p.name = Trim(std::wstring_view(t).substr(0, eq));
-    if (eq != std::wstring::npos) {
-      p.hasEquals = true;
-      p.value = p.rawValue = Trim(std::wstring_view(t).substr(eq + 1));
-      if (p.value.size() >= 2 && (p.value[0] == L'"' || p.value[0] == L'\'') && p.value.back() == p.value[0]) {
-        p.value = p.value.substr(1, p.value.size() - 2);
-      }
-    }
-  }
-  return p;
-}
-
-// Names keyed without regard to case.
-template <typename Value>
-using FoldMap = std::unordered_map<std::wstring, Value, kwfw::NoCaseHash, kwfw::NoCaseEqual>;
-
-// What reads need of a file, found without walking its lines: the sections in
-// order, each with its entries and its lines in the section-read form, and the
-// first section of each name and the first entry of each key.
-struct SectionIndex {
-  std::wstring name;
-  // The keys: entries with an '='. A line without one is kept by the section read
-  // only, as Windows lists and looks up keys.
-  std::vector<std::wstring> keys;
-  std::vector<std::wstring> values;
-  std::vector<std::wstring> lines;
-  FoldMap<std::size_t> byKey;
-};
-
-struct FileIndex {
-  std::vector<SectionIndex> sections;
-  FoldMap<std::size_t> byName;
-
-  const SectionIndex* Find(std::wstring_view name) const {
-    const auto it = byName.find(name);
-    return it != byName.end() ? &sections[it->second] : nullptr;
-  }
-};
-
-// --- Bytes and text -------------------------------------------------------------
-
-std::wstring DecodeAnsi(const std::string& bytes) {
-  if (bytes.empty()) return std::wstring();
-  std::wstring text(bytes.size(), L'\0');
-  MultiByteToWideChar(1252, 0, bytes.data(), static_cast<int>(bytes.size()), text.data(), static_cast<int>(text.size()));
-  return text;
-}
-
-std::string Encode(const IniFile& file, const std::wstring& text) {
-  if (file.utf16) return kwfw::Utf16LeBytes(kwfw::WideToUtf16(text));
-  if (text.empty()) return std::string();
-  std::string bytes(text.size(), '\0');
-  WideCharToMultiByte(1252, 0, text.data(), static_cast<int>(text.size()), bytes.data(), static_cast<int>(bytes.size()),
-                      nullptr, nullptr);
-  return bytes;
-}
-
-std::string NewLineEnd(const IniFile& file) { return file.utf16 ? std::string("\r\0\n\0", 4) : std::string("\r\n"); }
-
-// Splits the bytes into lines at CR LF, LF or CR, in the file's code units.
-IniFile Split(const std::string& bytes) {
-  IniFile file;
-  file.utf16 = bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF &&
-               static_cast<unsigned char>(bytes[1]) == 0xFE;
-  const std::size_t unit = file.utf16 ? 2 : 1;
-  const std::size_t start = file.utf16 ? 2 : 0;
-  const auto at = [&](std::size_t i) -> unsigned {
-    return file.utf16 ? kwfw::Load16(&bytes[i]) : static_cast<unsigned char>(bytes[i]);
-  };
-  const std::size_t end = start + (bytes.size() - start) / unit * unit;  // an odd last byte is left out
-  std::size_t lineStart = start;
-  for (std::size_t i = start; i < end;) {
-    const unsigned c = at(i);
-    if (c != '\r' && c != '\n') {
-      i += unit;
-      continue;
-    }
-    std::size_t next = i + unit;
-    if (c == '\r' && next < end && at(next) == '\n') next += unit;
-    file.lines.push_back(Line{bytes.substr(lineStart, i - lineStart), bytes.substr(i, next - i), L""});
-    lineStart = i = next;
-  }
-  if (lineStart < end) file.lines.push_back(Line{bytes.substr(lineStart, end - lineStart), std::string(), L""});
-  for (Line& line : file.lines) {
-    line.text = file.utf16 ? kwfw::Utf16ToWide(kwfw::Utf16LeUnits(line.raw)) : DecodeAnsi(line.raw);
-  }
-  return file;
-}
-
-std::string Join(const IniFile& file) {
-  std::string bytes = file.utf16 ? std::string("\xFF\xFE", 2) : std::string();
-  for (const Line& line : file.lines) bytes += line.raw + line.eol;
-  return bytes;
-}
-
-FileIndex IndexOf(const IniFile& file) {
-  FileIndex index;
-  SectionIndex* current = nullptr;
-  for (const Line& line : file.lines) {
-    const Parsed p = Parse(line.text);
-    if (p.kind == Parsed::kSection) {
-      index.byName.emplace(p.name, index.sections.size());  // the first of a name wins
-      index.sections.push_back(SectionIndex{p.name, {}, {}, {}, {}});
-      current = &index.sections.back();
-    } else if (p.kind == Parsed::kEntry && current != nullptr) {
-      if (p.hasEquals) {
-        current->byKey.emplace(p.name, current->keys.size());
-        current->keys.push_back(p.name);
-        current->values.push_back(p.value);
-      }
-      // Each line as key=value, the blanks around the '=' gone, as Windows gives them.
-      current->lines.push_back(p.hasEquals ? p.name + L"=" + p.rawValue : p.name);
-    }
-  }
-  return index;
-}
-
-Line MakeLine(const IniFile& file, const std::wstring& text) { return Line{Encode(file, text), NewLineEnd(file), text}; }
-
-// --- Sections --------------------------------------------------------------------
-
-struct Range {
-  std::size_t header, end;  // the header line, and the next section's header (or the end)
-};
-
-std::optional<Range> FindSection(const IniFile& file, std::wstring_view name) {
-  for (std::size_t i = 0; i < file.lines.size(); ++i) {
-    const Parsed p = Parse(file.lines[i].text);
-    if (p.kind != Parsed::kSection || !kwfw::EqualNoCase(p.name, name)) continue;
-    std::size_t end = i + 1;
-    while (end < file.lines.size() && Parse(file.lines[end].text).kind != Parsed::kSection) ++end;
-    return Range{i, end};
-  }
-  return std::nullopt;
-}
-
-std::optional<std::size_t> FindKey(const IniFile& file, const Range& r, std::wstring_view key) {
-  for (std::size_t i = r.header + 1; i < r.end; ++i) {
-    const Parsed p = Parse(file.lines[i].text);
-    if (p.kind == Parsed::kEntry && kwfw::EqualNoCase(p.name, key)) return i;
-  }
-  return std::nullopt;
-}
-
-// Lines go at the end of the file; the last line gets its line end first.
-void AppendLines(IniFile& file, const std::vector<std::wstring>& texts) {
-  if (!file.lines.empty() && file.lines.back().eol.empty()) file.lines.back().eol = NewLineEnd(file);
-  for (const std::wstring& t : texts) file.lines.push_back(MakeLine(file, t));
-}
-
-// Inserts after the section's last line that is not blank.
-void InsertInSection(IniFile& file, const Range& r, const std::vector<std::wstring>& texts) {
-  std::size_t at = r.end;
-  while (at > r.header + 1 && Parse(file.lines[at - 1].text).kind == Parsed::kBlank) --at;
-  if (at == file.lines.size()) {
-    AppendLines(file, texts);
-    return;
-  }
-  if (file.lines[at - 1].eol.empty()) file.lines[at - 1].eol = NewLineEnd(file);
-  std::vector<Line> added;
-  for (const std::wstring& t : texts) added.push_back(MakeLine(file, t));
-  file.lines.insert(file.lines.begin() + static_cast<long>(at), added.begin(), added.end());
-}
+using ini::FileIndex;
+using ini::IniFile;
+using ini::SectionIndex;
+using ini::Trim;
 
 // --- Files, cache and the locked write -------------------------------------------
 
@@ -310,7 +106,7 @@ class ProfileCache {
       SetLastErrorFromErrno();
       return nullptr;
     }
-    auto index = std::make_shared<const FileIndex>(IndexOf(Split(bytes)));
+    auto index = std::make_shared<const FileIndex>(ini::IndexOf(ini::Split(bytes)));
     const std::lock_guard lock(m_lock);
     Drain();
     if (m_entries.size() >= kEntries && !m_entries.contains(path)) Reset();
@@ -442,52 +238,18 @@ BOOL Modify(LPCWSTR path, Change&& change) {
     if (lockFd >= 0) Sys().close(lockFd);
     return FALSE;
   }
-  IniFile file = exists ? Split(bytes) : IniFile{};
+  IniFile file = exists ? ini::Split(bytes) : IniFile{};
   bool ok = true;
   // A missing file is made even when nothing changes (a deletion from it), as
   // Windows makes it.
   if (change(file) || !exists) {
-    ok = ReplaceFile(target, Join(file), exists ? &st : nullptr);
+    ok = ReplaceFile(target, ini::Join(file), exists ? &st : nullptr);
     if (!ok) SetLastErrorFromErrno();
   }
   g_cache.Forget(path);
   g_cache.Forget(kwfw::Utf8ToWide(target));
   if (lockFd >= 0) Sys().close(lockFd);  // closing releases the lock
   return ok ? TRUE : FALSE;
-}
-
-// --- Results into the caller's buffer ---------------------------------------------
-
-DWORD CopyValue(const std::wstring& value, LPWSTR buffer, DWORD size) {
-  if (buffer == nullptr || size == 0) return 0;
-  const std::size_t n = value.size() < size - 1 ? value.size() : size - 1;
-  std::wmemcpy(buffer, value.c_str(), n);
-  buffer[n] = 0;
-  return static_cast<DWORD>(n);
-}
-
-// A list of items, each with its zero, and a closing zero. `spare` asks for one
-// character more than the list needs before it counts as fitting, as Windows'
-// list of section names does.
-DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR buffer, DWORD size, DWORD spare = 0) {
-  if (buffer == nullptr || size == 0) return 0;
-  if (size == 1) {
-    buffer[0] = 0;
-    return 0;
-  }
-  std::wstring list;
-  for (const std::wstring& item : items) list += item + L'\0';
-  if (list.size() + 1 + spare <= size) {
-    std::wmemcpy(buffer, list.c_str(), list.size());
-    buffer[list.size()] = 0;
-    if (list.empty()) buffer[1] = 0;
-    return static_cast<DWORD>(list.size());
-  }
-  // Cut to fit: the list still ends with two zeros.
-  std::wmemcpy(buffer, list.c_str(), size - 2);
-  buffer[size - 2] = 0;
-  buffer[size - 1] = 0;
-  return size - 2;
 }
 
 }  // namespace
@@ -497,25 +259,25 @@ DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValu
   if (section == nullptr) return GetPrivateProfileSectionNamesW(buffer, size, file);
   const std::shared_ptr<const FileIndex> index = g_cache.Load(file != nullptr ? file : L"");
   const SectionIndex* found = index ? index->Find(Trim(section)) : nullptr;
-  if (key == nullptr) return CopyList(found != nullptr ? found->keys : std::vector<std::wstring>(), buffer, size);
+  if (key == nullptr) return ini::CopyList(found != nullptr ? found->keys : std::vector<std::wstring>(), buffer, size);
   if (found != nullptr) {
     if (const auto it = found->byKey.find(Trim(key)); it != found->byKey.end()) {
-      return CopyValue(found->values[it->second], buffer, size);
+      return ini::CopyValue(found->values[it->second], buffer, size);
     }
   }
   std::wstring fallback = defaultValue != nullptr ? defaultValue : L"";
   while (!fallback.empty() && fallback.back() == L' ') fallback.pop_back();
-  return CopyValue(fallback, buffer, size);
+  return ini::CopyValue(fallback, buffer, size);
 }
 
 DWORD GetPrivateProfileSectionNamesW(LPWSTR buffer, DWORD size, LPCWSTR file) {
   const std::shared_ptr<const FileIndex> index = g_cache.Load(file != nullptr ? file : L"");
   // A missing file gives an empty string, not an empty list: the second character
   // stays as it was.
-  if (index == nullptr) return CopyValue(L"", buffer, size);
+  if (index == nullptr) return ini::CopyValue(L"", buffer, size);
   std::vector<std::wstring> names;
   for (const SectionIndex& s : index->sections) names.push_back(s.name);
-  return CopyList(names, buffer, size, 1);
+  return ini::CopyList(names, buffer, size, 1);
 }
 
 DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCWSTR file) {
@@ -526,7 +288,7 @@ DWORD GetPrivateProfileSectionW(LPCWSTR section, LPWSTR buffer, DWORD size, LPCW
   const std::shared_ptr<const FileIndex> index = file != nullptr ? g_cache.Load(file) : nullptr;
   SetLastError(index != nullptr ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
   const SectionIndex* found = index ? index->Find(Trim(section)) : nullptr;
-  return CopyList(found != nullptr ? found->lines : std::vector<std::wstring>(), buffer, size);
+  return ini::CopyList(found != nullptr ? found->lines : std::vector<std::wstring>(), buffer, size);
 }
 
 BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file) {
@@ -537,30 +299,10 @@ BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPC
   }
   // Names are matched and written without their surrounding blanks, as they are read.
   const std::wstring sectionName(Trim(section)), keyName(key != nullptr ? Trim(key) : std::wstring_view());
-  return Modify(file, [&](IniFile& ini) {
-    const std::optional<Range> r = FindSection(ini, sectionName);
-    if (key == nullptr) {
-      if (!r) return false;
-      ini.lines.erase(ini.lines.begin() + static_cast<long>(r->header), ini.lines.begin() + static_cast<long>(r->end));
-      return true;
-    }
-    const std::optional<std::size_t> at = r ? FindKey(ini, *r, keyName) : std::nullopt;
-    if (value == nullptr) {
-      if (!at) return false;
-      ini.lines.erase(ini.lines.begin() + static_cast<long>(*at));
-      return true;
-    }
-    const std::wstring text = keyName + L"=" + value;
-    if (at) {
-      Line& line = ini.lines[*at];
-      line.text = text;
-      line.raw = Encode(ini, text);
-    } else if (r) {
-      InsertInSection(ini, *r, {text});
-    } else {
-      AppendLines(ini, {L"[" + sectionName + L"]", text});
-    }
-    return true;
+  return Modify(file, [&](IniFile& content) {
+    if (key == nullptr) return ini::RemoveSection(content, sectionName);
+    if (value == nullptr) return ini::RemoveKey(content, sectionName, keyName);
+    return ini::SetKey(content, sectionName, keyName, value);
   });
 }
 
@@ -572,25 +314,8 @@ BOOL WritePrivateProfileSectionW(LPCWSTR section, LPCWSTR lines, LPCWSTR file) {
   std::vector<std::wstring> texts;
   for (const wchar_t* p = lines; p != nullptr && *p != 0; p += std::wcslen(p) + 1) texts.emplace_back(p);
   const std::wstring sectionName(Trim(section));
-  return Modify(file, [&](IniFile& ini) {
-    const std::optional<Range> r = FindSection(ini, sectionName);
-    if (lines == nullptr) {
-      if (!r) return false;
-      ini.lines.erase(ini.lines.begin() + static_cast<long>(r->header), ini.lines.begin() + static_cast<long>(r->end));
-      return true;
-    }
-    if (!r) {
-      std::vector<std::wstring> all{L"[" + sectionName + L"]"};
-      all.insert(all.end(), texts.begin(), texts.end());
-      AppendLines(ini, all);
-      return true;
-    }
-    // The section's old lines go, blank lines before the next section stay.
-    std::size_t end = r->end;
-    while (end > r->header + 1 && Parse(ini.lines[end - 1].text).kind == Parsed::kBlank) --end;
-    ini.lines.erase(ini.lines.begin() + static_cast<long>(r->header + 1), ini.lines.begin() + static_cast<long>(end));
-    InsertInSection(ini, Range{r->header, r->header + 1}, texts);
-    return true;
+  return Modify(file, [&](IniFile& content) {
+    return lines == nullptr ? ini::RemoveSection(content, sectionName) : ini::ReplaceSection(content, sectionName, texts);
   });
 }
 

@@ -1,15 +1,11 @@
 #include <kwlib63/ui/appframe.h>
 
-#include <pthread.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <string>
-
 #include <kwlib63/core/errorreport.h>
 #include <kwlib63/framework/winapp.h>
 #include <kwlib63/framework/wnd.h>
+#include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/messagequeue.h>
+#include <kwlib63/platform/thread.h>
 
 CWnd* AfxGetAppWnd() {
   CWinApp* app = AfxGetApp();
@@ -40,20 +36,13 @@ void DoEvents(CWnd* wnd) { AfxDoEvents(wnd, 1); }
 
 int AfxIsAppThread() {
   CWinApp* app = AfxGetApp();
-  return app != nullptr && app->m_nThreadID == static_cast<DWORD>(gettid()) ? 1 : 0;
+  return app != nullptr && app->m_nThreadID == kwplat::GetCurrentThreadId() ? 1 : 0;
 }
 
 void AfxSetThreadName(const char* name, unsigned long threadId) {
   if (name == nullptr) return;
-  const std::string comm = std::string(name).substr(0, 15);
   const auto id = static_cast<DWORD>(threadId);
-  if (id == 0xFFFFFFFF || id == static_cast<DWORD>(gettid())) {
-    pthread_setname_np(pthread_self(), comm.c_str());
-    return;
-  }
-  const std::string path = "/proc/self/task/" + std::to_string(id) + "/comm";
-  if (std::FILE* f = std::fopen(path.c_str(), "we")) {
-    std::fputs(comm.c_str(), f);
-    std::fclose(f);
-  }
+  // Never fails: a thread that is gone is ignored, and the caller's last error stays.
+  const DWORD lastError = kwplat::GetLastError();
+  if (!kwplat::SetThreadName(id == 0xFFFFFFFF ? kwplat::GetCurrentThreadId() : id, name)) kwplat::SetLastError(lastError);
 }

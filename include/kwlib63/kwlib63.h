@@ -54,6 +54,7 @@
 #include <kwlib63/platform/shell.h>
 #include <kwlib63/platform/syscolor.h>
 #include <kwlib63/platform/sysmessage.h>
+#include <kwlib63/platform/thread.h>
 #include <kwlib63/platform/versioninfo.h>
 #include <kwlib63/platform/xmlnode.h>
 

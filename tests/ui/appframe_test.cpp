@@ -11,6 +11,7 @@
 
 #include <kwlib63/framework/winapp.h>
 #include <kwlib63/framework/wnd.h>
+#include <kwlib63/platform/lasterror.h>
 #include <kwlib63/platform/messagequeue.h>
 #include <kwlib63/ui/appframe.h>
 
@@ -124,6 +125,13 @@ TEST(AppFrame, ThreadNames) {
   AfxSetThreadName(nullptr, 0xFFFFFFFF);
   AfxSetThreadName("gone", 0x7FFFFFF0);  // no such thread: ignored
   EXPECT_EQ(Comm(gettid()), "kwlib-proves");
+}
+
+// Naming never fails, so a thread that is gone leaves the caller's last error.
+TEST(AppFrame, ThreadNamesKeepTheLastError) {
+  kwplat::SetLastError(ERROR_ACCESS_DENIED);
+  AfxSetThreadName("gone", 0x7FFFFFF0);
+  EXPECT_EQ(kwplat::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
 }
 
 }  // namespace
