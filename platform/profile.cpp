@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
