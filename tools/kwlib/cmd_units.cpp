@@ -8,6 +8,7 @@
 #include <kwlib63/units/unitats.h>
 
 #include "command.h"
+#include "dispatch.h"
 
 namespace {
 
@@ -45,33 +46,37 @@ std::string Shortest(double value) {
   return std::string(text, result.ptr);
 }
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--active"});
-  const std::vector<std::string>& words = arguments.words;
-  if (arguments.Has("--active")) {
-    if (words.size() > 1) throw kwlib::UsageError("give at most one unit to make active");
+// TEXT [UNIT], or [UNIT] with --active.
+int Convert(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (call.arguments.Has("--active")) {
+    if (words.size() > 1) throw kwlib::WrongCount{0, 1};
     if (words.size() == 1) AfxSetUnitatsActives(ParseUnit(words[0]));
     const TipusUnitats active = AfxGetUnitatsActives();
     if (active < UNITATS_MM || active > UNITATS_IARDES) {
-      out << "none (the locale gives no measurement system)\n";
+      call.out << "none (the locale gives no measurement system)\n";
     } else {
-      out << Describe(active) << "\n";
+      call.out << Describe(active) << "\n";
     }
     return kwlib::kExitOk;
   }
-  if (words.empty() || words.size() > 2) throw kwlib::UsageError("give a length, and a unit to convert it to");
+  if (words.empty()) throw kwlib::WrongCount{1, 2};
   const double points = unit2eps(ParseLength(words[0]).c_str(), UNITATS_ACTIVES);
   const TipusUnitats unit = words.size() == 2 ? ParseUnit(words[1]) : AfxGetUnitatsActives();
-  out << Shortest(points) << " pt\n";
-  out << WideToUtf8(eps2unit(points, unit, TRUE, 0).GetString());
-  if (unitUsarFraccions(unit)) out << " = " << WideToUtf8(eps2fraccio(points, 16, unit, TRUE).GetString());
-  out << "\n";
+  call.out << Shortest(points) << " pt\n";
+  call.out << WideToUtf8(eps2unit(points, unit, TRUE, 0).GetString());
+  if (unitUsarFraccions(unit)) call.out << " = " << WideToUtf8(eps2fraccio(points, 16, unit, TRUE).GetString());
+  call.out << "\n";
   return kwlib::kExitOk;
 }
 
+const kwlib::SubCommand<> kTable[] = {{{"", 0, 2, "kwlib units TEXT [UNIT]\nkwlib units --active [UNIT]"}, &Convert}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"--active"}}, out, err);
+}
+
 KWLIB_COMMAND(kUnits, "units", "convert a length to points and to another unit; show or set the active unit",
-              "Usage: kwlib units TEXT [UNIT]\n"
-              "       kwlib units --active [UNIT]\n"
+              kwlib::SyntaxOf(kTable),
               "TEXT is a length as a user types it: \"12 mm\", \"1 1/2 in\", \"3/4\", \"10 rep\" (already\n"
               "points). Without a unit in it, it is in the active unit. Prints the length in\n"
               "points, then in UNIT (default: the active unit), with a fraction in sixteenths\n"
