@@ -49,6 +49,7 @@ unsigned long ParseMask(const std::string& text) {
   if (!text.empty() && std::isdigit(static_cast<unsigned char>(text[0]))) {
     return kwlib::ParseNumber(text, 0xFFFFFFFFul, "access mask");
   }
+  const kwlib::UsageError invalid("invalid access mask '" + text + "' (a number, or letters of F, R, W, X)");
   unsigned long mask = 0;
   for (char c : text) {
     switch (std::toupper(static_cast<unsigned char>(c))) {
@@ -56,10 +57,10 @@ unsigned long ParseMask(const std::string& text) {
       case 'R': mask |= GENERIC_READ; break;
       case 'W': mask |= GENERIC_WRITE; break;
       case 'X': mask |= GENERIC_EXECUTE; break;
-      default: throw kwlib::UsageError("invalid access mask '" + text + "' (a number, or letters of F, R, W, X)");
+      default: throw invalid;
     }
   }
-  if (mask == 0) throw kwlib::UsageError("give an access mask");
+  if (mask == 0) throw invalid;
   return mask;
 }
 

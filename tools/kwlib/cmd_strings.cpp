@@ -25,8 +25,17 @@ unsigned short ParseLanguage(const std::string& text) {
 // Adds the ids of "N" or "FROM-TO" to `ids`.
 void ParseIds(const std::string& text, std::vector<unsigned>& ids) {
   const std::size_t dash = text.find('-', 1);
-  const unsigned long first = kwlib::ParseNumber(text.substr(0, dash), 0xFFFF, "string id");
-  const unsigned long last = dash == std::string::npos ? first : kwlib::ParseNumber(text.substr(dash + 1), 0xFFFF, "string id");
+  // A part of a range that is no id is told with the range.
+  const auto number = [&](const std::string& part) {
+    try {
+      return kwlib::ParseNumber(part, 0xFFFF, "string id");
+    } catch (const kwlib::UsageError& e) {
+      if (dash == std::string::npos) throw;
+      throw kwlib::UsageError(std::string(e.what()) + " in the range '" + text + "'");
+    }
+  };
+  const unsigned long first = number(text.substr(0, dash));
+  const unsigned long last = dash == std::string::npos ? first : number(text.substr(dash + 1));
   if (last < first) throw kwlib::UsageError("empty range '" + text + "'");
   for (unsigned long id = first; id <= last; ++id) ids.push_back(static_cast<unsigned>(id));
 }
