@@ -6,6 +6,7 @@
 //   kwlib63-files-demo DIR [PARTS]
 // Writes DIR/parts.rec and DIR/demo.ini (DIR must exist) and the registry key
 // HKCU\Software\kwlib63 demo; prints what it read back on standard output.
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -104,10 +105,14 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string dir = argv[1];
+  const char* given = argc == 3 ? argv[2] : "200000";
   char* end = nullptr;
-  const unsigned long count = argc == 3 ? std::strtoul(argv[2], &end, 10) : 200000;
-  if (argc == 3 && (end == argv[2] || *end != 0)) {
-    std::fprintf(stderr, "kwlib63-files-demo: %s is not a number of parts\n", argv[2]);
+  errno = 0;
+  const unsigned long count = std::strtoul(given, &end, 10);
+  // Digits only, within range: strtoul alone would skip blanks and take a sign,
+  // turning "-5" into a count near the largest there is.
+  if (*given < '0' || *given > '9' || *end != 0 || errno == ERANGE) {
+    std::fprintf(stderr, "kwlib63-files-demo: %s is not a number of parts\n", given);
     return 2;
   }
 

@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   const std::vector<std::string> known = {"--json", "--all", "-r"};
   try {
-    const kwlib::Arguments a = kwlib::SplitFlags(words, known);
+    const kwlib::Arguments a = kwlib::SplitFlags(words, {known});
     std::size_t f = 0, o = 0;
     bool options = true;  // until "--", which is dropped
     for (const std::string& w : words) {

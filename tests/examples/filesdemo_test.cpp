@@ -15,8 +15,10 @@
 
 namespace {
 
-std::string RunDemo(const kwtest::TempDir& dir, const std::string& args, const std::string& errors) {
-  return kwtest::Output("KWLIB63_REGISTRY_DIR='" + dir.At("reg") + "' " KWTEST_FILES_DEMO " " + args + " 2>'" +
+// `before` runs first in the same shell (a limit for the demo).
+std::string RunDemo(const kwtest::TempDir& dir, const std::string& args, const std::string& errors,
+                    const std::string& before = "") {
+  return kwtest::Output(before + "KWLIB63_REGISTRY_DIR='" + dir.At("reg") + "' " KWTEST_FILES_DEMO " " + args + " 2>'" +
                         errors + "'; echo \"exit $?\"");
 }
 
@@ -56,6 +58,13 @@ TEST(FilesDemo, RefusesWhatItCannotUse) {
   EXPECT_EQ(kwtest::Output("cat '" + dir.At("e1") + "'"), "Usage: kwlib63-files-demo DIR [PARTS]\n");
   EXPECT_EQ(RunDemo(dir, "'" + dir.Path() + "' lots", dir.At("e2")), "exit 2\n");
   EXPECT_EQ(kwtest::Output("cat '" + dir.At("e2") + "'"), "kwlib63-files-demo: lots is not a number of parts\n");
+  // No sign, blank, trailing text or overflow becomes a count. A count taken by
+  // mistake would fill the file-size limit at once rather than run on.
+  const std::string counts[] = {"-5", "+5", " 5", "5x", "", "99999999999999999999999"};
+  for (const std::string& parts : counts) {
+    EXPECT_EQ(RunDemo(dir, "'" + dir.Path() + "' '" + parts + "'", dir.At("e4"), "ulimit -f 64; "), "exit 2\n") << parts;
+    EXPECT_EQ(kwtest::Output("cat '" + dir.At("e4") + "'"), "kwlib63-files-demo: " + parts + " is not a number of parts\n");
+  }
   EXPECT_EQ(RunDemo(dir, "'" + dir.At("missing") + "' 10", dir.At("e3")), "exit 1\n");
   // The library reports the file it could not open; the program says what failed.
   EXPECT_EQ(kwtest::Output("cat '" + dir.At("e3") + "'"), "kwlib63-files-demo: " + dir.At("missing") +

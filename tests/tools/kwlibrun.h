@@ -41,6 +41,12 @@ inline Result Shell(const std::string& commandLine) {
 
 inline Result Kwlib(const std::string& args) { return Shell(std::string(KWLIB_EXE) + " " + args); }
 
+// Runs kwlib in `dir`, with its registry there too and no input, so that whatever
+// a command writes stays in the folder.
+inline Result KwlibIn(const TempDir& dir, const std::string& args) {
+  return Shell("cd '" + dir.Path() + "' && KWLIB63_REGISTRY_DIR='" + dir.Path() + "' " + KWLIB_EXE + " " + args + " </dev/null");
+}
+
 inline std::string TempFile(const std::string& content) {
   char path[] = "/tmp/kwlib-test-XXXXXX";
   const int fd = mkstemp(path);

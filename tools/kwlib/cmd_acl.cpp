@@ -15,6 +15,7 @@
 #include <kwlib63/system/sharingmanager.h>
 
 #include "command.h"
+#include "dispatch.h"
 
 namespace {
 
@@ -48,6 +49,7 @@ unsigned long ParseMask(const std::string& text) {
   if (!text.empty() && std::isdigit(static_cast<unsigned char>(text[0]))) {
     return kwlib::ParseNumber(text, 0xFFFFFFFFul, "access mask");
   }
+  const kwlib::UsageError invalid("invalid access mask '" + text + "' (a number, or letters of F, R, W, X)");
   unsigned long mask = 0;
   for (char c : text) {
     switch (std::toupper(static_cast<unsigned char>(c))) {
@@ -55,21 +57,23 @@ unsigned long ParseMask(const std::string& text) {
       case 'R': mask |= GENERIC_READ; break;
       case 'W': mask |= GENERIC_WRITE; break;
       case 'X': mask |= GENERIC_EXECUTE; break;
-      default: throw kwlib::UsageError("invalid access mask '" + text + "' (a number, or letters of F, R, W, X)");
+      default: throw invalid;
     }
   }
-  if (mask == 0) throw kwlib::UsageError("give an access mask");
+  if (mask == 0) throw invalid;
   return mask;
 }
 
-int Show(const std::string& file, std::ostream& out, std::ostream& err) {
+
+int Show(const std::vector<std::string>& words, const kwlib::Call& call) {
+  const std::string& file = words[0];
   const std::wstring path = kwfw::Utf8ToWide(file);
   DWORD needed = 0;
   kwplat::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &needed);
-  if (kwplat::GetLastError() != ERROR_INSUFFICIENT_BUFFER) return kwlib::SystemFailure(err, "acl: " + file, kwplat::GetLastError());
+  if (kwplat::GetLastError() != ERROR_INSUFFICIENT_BUFFER) return kwlib::SystemFailure(call.err, "acl: " + file, kwplat::GetLastError());
   std::vector<BYTE> descriptor(needed);
   if (!kwplat::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), needed, &needed)) {
-    return kwlib::SystemFailure(err, "acl: " + file, kwplat::GetLastError());
+    return kwlib::SystemFailure(call.err, "acl: " + file, kwplat::GetLastError());
   }
   BOOL present = FALSE, defaulted = FALSE;
   PACL dacl = nullptr;
@@ -82,40 +86,38 @@ int Show(const std::string& file, std::ostream& out, std::ostream& err) {
     const std::string sid = SidText(static_cast<const BYTE*>(ace) + 8, account);
     char mask[16];
     std::snprintf(mask, sizeof mask, "0x%06X", entry->Mask);
-    out << (entry->Header.AceType == ACCESS_ALLOWED_ACE_TYPE ? "allow" : "deny") << "\t" << sid << "\t" << account
+    call.out << (entry->Header.AceType == ACCESS_ALLOWED_ACE_TYPE ? "allow" : "deny") << "\t" << sid << "\t" << account
         << "\t" << mask << ((entry->Header.AceFlags & INHERIT_ONLY_ACE) != 0 ? "\tinherited by new files" : "")
         << "\n";
   }
   return kwlib::kExitOk;
 }
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--everyone"});
-  const std::vector<std::string>& words = arguments.words;
-  if (words.size() < 2) throw kwlib::UsageError("give an action (show or add) and a file");
-  if (words[0] == "show") {
-    if (words.size() != 2) throw kwlib::UsageError("show takes one file");
-    return Show(words[1], out, err);
-  }
-  if (words[0] == "add") {
-    const bool everyone = arguments.Has("--everyone");
-    if (words.size() != (everyone ? 3u : 4u)) throw kwlib::UsageError("give a file, an account (or --everyone) and a mask");
-    std::wstring file = kwfw::Utf8ToWide(words[1]);
-    std::wstring account = everyone ? L"" : kwfw::Utf8ToWide(words[2]);
-    const unsigned long mask = ParseMask(words.back());
-    std::cout.flush();
-    // The sharing manager reports a failing step on standard output itself.
-    return AfxAddAccessRights(file.data(), everyone ? nullptr : account.data(), mask, everyone ? TRUE : FALSE) == 1
-               ? kwlib::kExitOk
-               : kwlib::kExitFailure;
-  }
-  throw kwlib::UsageError("unknown action '" + words[0] + "'");
+// add FILE ACCOUNT MASK, or add FILE MASK with --everyone.
+int Add(const std::vector<std::string>& words, const kwlib::Call& call) {
+  const bool everyone = call.arguments.Has("--everyone");
+  const std::size_t want = everyone ? 2 : 3;
+  if (words.size() != want) throw kwlib::WrongCount{want, want};
+  std::wstring file = kwfw::Utf8ToWide(words[0]);
+  std::wstring account = everyone ? L"" : kwfw::Utf8ToWide(words[1]);
+  const unsigned long mask = ParseMask(words.back());
+  std::cout.flush();
+  // The sharing manager reports a failing step on standard output itself.
+  return AfxAddAccessRights(file.data(), everyone ? nullptr : account.data(), mask, everyone ? TRUE : FALSE) == 1
+             ? kwlib::kExitOk
+             : kwlib::kExitFailure;
 }
 
-KWLIB_COMMAND(kAcl, "acl", "show a file's access list, or add an entry to it",
-              "Usage: kwlib acl show FILE\n"
-              "       kwlib acl add FILE ACCOUNT MASK\n"
-              "       kwlib acl add FILE --everyone MASK\n"
+const kwlib::SubCommand<> kTable[] = {
+    {{"show", 1, 1, "kwlib acl show FILE"}, &Show},
+    {{"add", 2, 3, "kwlib acl add FILE ACCOUNT MASK\nkwlib acl add FILE --everyone MASK"}, &Add},
+};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"--everyone"}}, out, err);
+}
+
+KWLIB_COMMAND(kAcl, "acl", "show a file's access list, or add an entry to it", kwlib::SyntaxOf(kTable),
               "show prints the file's access list as Windows entries: allow or deny, the SID,\n"
               "the account, the access mask, and for a folder's default ACL that new files\n"
               "inherit it. add gives ACCOUNT (a user or group of this system, or GUEST) or\n"

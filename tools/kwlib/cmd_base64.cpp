@@ -8,6 +8,7 @@
 #include <kwlib63/persist/base64.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "fileio.h"
 
 namespace {
@@ -85,32 +86,16 @@ int NotBase64(std::ostream& err, const std::string& file, const Decoder& decoder
   return kwlib::kExitFailure;
 }
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  bool decode = false;
-  std::string file = "-";
-  int files = 0;
-  bool options = true;
-  for (const std::string& a : args) {
-    if (options && a == "--") {
-      options = false;
-    } else if (options && (a == "-d" || a == "--decode")) {
-      decode = true;
-    } else if (options && a.size() > 1 && a[0] == '-') {
-      throw kwlib::UsageError("unknown option '" + a + "'");
-    } else if (++files > 1) {
-      throw kwlib::UsageError("only one file may be given");
-    } else {
-      file = a;
-    }
-  }
+int Code(const std::vector<std::string>& words, const kwlib::Call& call) {
+  const std::string file = words.empty() ? "-" : words[0];
   std::string error;
-  if (!decode) {
+  if (!(call.arguments.Has("-d") || call.arguments.Has("--decode"))) {
     // Whole groups of three bytes encode on their own; the rest waits for the next
     // block or the end.
     std::string pending, text;
     const auto encode = [&](const char* bytes, std::size_t n) {
       text.resize(static_cast<std::size_t>(Base64encode_len(static_cast<int>(n))));
-      out.write(text.data(), Base64encode(text.data(), bytes, static_cast<int>(n)) - 1);
+      call.out.write(text.data(), Base64encode(text.data(), bytes, static_cast<int>(n)) - 1);
     };
     const bool read = kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* bytes, std::size_t n) {
       pending.append(reinterpret_cast<const char*>(bytes), n);
@@ -118,9 +103,9 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
       encode(pending.data(), whole);
       pending.erase(0, whole);
     }, error);
-    if (!read) return Failed(err, file, error);
+    if (!read) return Failed(call.err, file, error);
     encode(pending.data(), pending.size());
-    out << "\n";
+    call.out << "\n";
     return kwlib::kExitOk;
   }
   // A regular file is checked whole first, so that text that is not Base64 writes
@@ -130,22 +115,28 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   const bool regular = file != "-" && stat(file.c_str(), &info) == 0 && S_ISREG(info.st_mode);
   Decoder check(nullptr);
   if (regular && !kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* b, std::size_t n) { check.Add(b, n); }, error)) {
-    return Failed(err, file, error);
+    return Failed(call.err, file, error);
   }
   check.Finish();
-  if (check.Bad()) return NotBase64(err, file, check);
-  Decoder decoder(&out);
+  if (check.Bad()) return NotBase64(call.err, file, check);
+  Decoder decoder(&call.out);
   if (!kwlib::ReadBlocks(file, kBlock, [&](const unsigned char* b, std::size_t n) { decoder.Add(b, n); }, error)) {
-    return Failed(err, file, error);
+    return Failed(call.err, file, error);
   }
   decoder.Finish();
-  return decoder.Bad() ? NotBase64(err, file, decoder) : kwlib::kExitOk;
+  return decoder.Bad() ? NotBase64(call.err, file, decoder) : kwlib::kExitOk;
+}
+
+const kwlib::SubCommand<> kTable[] = {{{"", 0, 1, "kwlib base64 [-d|--decode] [FILE]"}, &Code}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"-d", "--decode"}, .dashWords = false}, out, err);
 }
 
 }  // namespace
 
-KWLIB_COMMAND(kBase64, "base64", "encode or decode Base64",
-              "Usage: kwlib base64 [-d|--decode] [FILE]\n\n"
+KWLIB_COMMAND(kBase64, "base64", "encode or decode Base64", kwlib::SyntaxOf(kTable),
+              "\n"
               "Encodes FILE (default: standard input) as Base64 text on one line, or with\n"
               "-d decodes Base64 text (line breaks, tabs and spaces are ignored; any other\n"
               "character outside the alphabet, other than the closing padding '=', a last\n"

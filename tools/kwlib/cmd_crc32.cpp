@@ -7,15 +7,13 @@
 #include <kwlib63/persist/crc32.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "fileio.h"
 
 namespace {
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json"});
-  const bool json = arguments.Has("--json");
-  const std::vector<std::string>& files = arguments.words;
-  if (files.empty()) throw kwlib::UsageError("no file given");
+int Sums(const std::vector<std::string>& files, const kwlib::Call& call) {
+  const bool json = call.arguments.Has("--json");
   int status = kwlib::kExitOk;
   Json::Value list(Json::arrayValue);
   for (const std::string& file : files) {
@@ -26,7 +24,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         error);
     crc = ~crc;
     if (!read) {
-      err << "kwlib crc32: " << file << ": " << error << "\n";
+      call.err << "kwlib crc32: " << file << ": " << error << "\n";
       status = kwlib::kExitFailure;
       continue;
     }
@@ -38,17 +36,23 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
       entry["crc32"] = hex;
       list.append(entry);
     } else {
-      out << hex << "  " << file << "\n";
+      call.out << hex << "  " << file << "\n";
     }
   }
-  if (json) out << kwlib::JsonText(list) << "\n";
+  if (json) call.out << kwlib::JsonText(list) << "\n";
   return status;
+}
+
+const kwlib::SubCommand<> kTable[] = {{{"", 1, kwlib::kNoLimit, "kwlib crc32 [--json] FILE..."}, &Sums}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"--json"}}, out, err);
 }
 
 }  // namespace
 
-KWLIB_COMMAND(kCrc32, "crc32", "print the CRC-32 of files",
-              "Usage: kwlib crc32 [--json] FILE...\n\n"
+KWLIB_COMMAND(kCrc32, "crc32", "print the CRC-32 of files", kwlib::SyntaxOf(kTable),
+              "\n"
               "Prints the CRC-32 (IEEE 802.3, as zlib computes it) of each file as eight\n"
               "hex digits followed by the file name. \"-\" reads standard input.\n"
               "Exit status: 0, or 1 when a file could not be read (the others are still printed).\n",

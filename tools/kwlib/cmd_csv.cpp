@@ -12,6 +12,7 @@
 #include <kwlib63/persist/csv_parser.h>
 
 #include "command.h"
+#include "dispatch.h"
 
 namespace {
 
@@ -86,42 +87,31 @@ void PrintJsonRow(std::ostream& out, const std::vector<std::string>& row, bool f
   out << (first ? "[\n\t" : ",\n\t") << text;
 }
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+// FILE
+int Rows(const std::vector<std::string>& words, const kwlib::Call& call) {
+  const std::string& file = words[0];
+  const bool json = call.arguments.Has("--json");
+  std::ostream& out = call.out;
+  std::ostream& err = call.err;
+  // The parser keeps its own defaults for the options not given.
   csv_parser parser;
-  std::string file, mode;
   char quote = 0;
-  bool json = false;
+  std::string mode;
   UINT codePage = CP_UTF8;
-  bool options = true;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& a = args[i];
-    const auto value = [&]() -> const std::string& {
-      if (i + 1 >= args.size()) throw kwlib::UsageError(a + " needs a value");
-      return args[++i];
-    };
-    if (!options || a == "-" || a.empty() || a[0] != '-') {
-      if (!file.empty()) throw kwlib::UsageError("give one file");
-      file = a;
-    } else if (a == "--") {
-      options = false;
-    } else if (a == "--sep") {
-      parser.set_field_term_char(ParseChar(value(), "--sep"));
-    } else if (a == "--quote") {
-      quote = ParseChar(value(), "--quote");
-    } else if (a == "--mode") {
-      mode = value();
+  for (const auto& [option, value] : call.arguments.values) {
+    if (option == "--sep") {
+      parser.set_field_term_char(ParseChar(value, "--sep"));
+    } else if (option == "--quote") {
+      quote = ParseChar(value, "--quote");
+    } else if (option == "--mode") {
+      mode = value;
       if (mode != "required" && mode != "optional") throw kwlib::UsageError("--mode is required or optional");
-    } else if (a == "--skip") {
-      parser.set_skip_lines(static_cast<unsigned int>(kwlib::ParseNumber(value(), 0xFFFFFFFFul, "--skip")));
-    } else if (a == "--json") {
-      json = true;
-    } else if (a == "--encoding") {
-      codePage = ParseEncoding(value());
+    } else if (option == "--skip") {
+      parser.set_skip_lines(static_cast<unsigned int>(kwlib::ParseNumber(value, 0xFFFFFFFFul, "--skip")));
     } else {
-      throw kwlib::UsageError("unknown option '" + a + "'");
+      codePage = ParseEncoding(value);
     }
   }
-  if (file.empty()) throw kwlib::UsageError("no file given");
   if ((quote != 0) != !mode.empty()) throw kwlib::UsageError("--quote and --mode go together");
   if (quote != 0) parser.set_enclosed_char(quote, mode == "required" ? ENCLOSURE_REQUIRED : ENCLOSURE_OPTIONAL);
 
@@ -165,11 +155,23 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   return kwlib::kExitOk;
 }
 
+const kwlib::SubCommand<> kTable[] = {
+    {{"", 1, 1,
+      // The continuation line lines up under the options of the first.
+      "kwlib csv [--sep C] [--quote C --mode required|optional] [--skip N]\n"
+      "          [--json [--encoding ENC]] FILE"},
+     &Rows}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args,
+                         {.flags = {"--json"}, .valued = {"--sep", "--quote", "--mode", "--skip", "--encoding"}, .dashWords = false},
+                         out, err);
+}
+
 }  // namespace
 
-KWLIB_COMMAND(kCsv, "csv", "print the rows of a delimited file",
-              "Usage: kwlib csv [--sep C] [--quote C --mode required|optional] [--skip N]\n"
-              "                 [--json [--encoding ENC]] FILE\n\n"
+KWLIB_COMMAND(kCsv, "csv", "print the rows of a delimited file", kwlib::SyntaxOf(kTable),
+              "\n"
               "Reads FILE (\"-\" for standard input) row by row and prints each row on one\n"
               "line, fields separated by tabs; tabs, line ends, backslashes and other control\n"
               "bytes inside fields are written as \\t, \\n, \\\\, \\xHH. --json prints an array\n"

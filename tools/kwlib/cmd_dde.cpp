@@ -14,6 +14,7 @@
 #include <kwlib63/system/ddeinterface.h>
 
 #include "command.h"
+#include "dispatch.h"
 
 namespace {
 
@@ -58,13 +59,25 @@ gboolean Quit(gpointer) {
   return G_SOURCE_REMOVE;
 }
 
-int Serve(const std::vector<std::string>& words, const std::wstring& reply, std::ostream& out) {
+// serve SERVICE TOPIC...; the table allows as many topics as the interface holds.
+int Serve(const std::vector<std::string>& words, const kwlib::Call& call) {
+  std::ostream& out = call.out;
+  const kwlib::Arguments& arguments = call.arguments;
+  if (arguments.values.size() > 1) throw kwlib::UsageError("give one --reply or --reply-file");
+  std::wstring reply = L"ok";
+  if (const auto text = arguments.Value("--reply")) reply = kwfw::Utf8ToWide(*text);
+  if (const auto name = arguments.Value("--reply-file")) {
+    std::ifstream file(*name, std::ios::binary);
+    if (!file) throw kwlib::UsageError("cannot read '" + *name + "'");
+    std::ostringstream text;
+    text << file.rdbuf();
+    reply = kwfw::Utf8ToWide(text.str());
+  }
   std::vector<std::wstring> topics;
-  for (std::size_t i = 2; i < words.size(); ++i) topics.push_back(kwfw::Utf8ToWide(words[i]));
-  if (topics.size() > static_cast<std::size_t>(TDDEInterface::kTopics)) throw kwlib::UsageError("at most ten topics");
-  Server server(kwfw::Utf8ToWide(words[1]), topics, reply, out);
+  for (std::size_t i = 1; i < words.size(); ++i) topics.push_back(kwfw::Utf8ToWide(words[i]));
+  Server server(kwfw::Utf8ToWide(words[0]), topics, reply, out);
   if (!server.InitServidor()) return kwlib::kExitFailure;
-  out << "serving " << words[1] << std::endl;
+  out << "serving " << words[0] << std::endl;
   g_unix_signal_add(SIGINT, Quit, nullptr);
   g_unix_signal_add(SIGTERM, Quit, nullptr);
   int code = 0;
@@ -75,18 +88,17 @@ int Serve(const std::vector<std::string>& words, const std::wstring& reply, std:
 
 HDDEDATA IgnoreNotifications(UINT, UINT, HCONV, HSZ, HSZ, HDDEDATA, ULONG_PTR, ULONG_PTR) { return nullptr; }
 
-// One execute or request on a conversation of its own; errors are told as the
-// library tells them.
-int Transact(const std::vector<std::string>& words, std::ostream& out) {
-  const bool execute = words[0] == "execute";
+// One execute or request (SERVICE TOPIC TEXT) on a conversation of its own; errors
+// are told as the library tells them.
+int Transact(bool execute, const std::vector<std::string>& words, std::ostream& out) {
   DWORD instance = 0;
   if (kwplat::DdeInitializeW(&instance, IgnoreNotifications, APPCMD_CLIENTONLY | CBF_SKIP_ALLNOTIFICATIONS, 0) !=
       DMLERR_NO_ERROR) {
     TDDEInterface::CheckErrorDDE(instance);
     return kwlib::kExitFailure;
   }
-  const std::wstring service = kwfw::Utf8ToWide(words[1]), topic = kwfw::Utf8ToWide(words[2]);
-  std::wstring text = kwfw::Utf8ToWide(words[3]);
+  const std::wstring service = kwfw::Utf8ToWide(words[0]), topic = kwfw::Utf8ToWide(words[1]);
+  std::wstring text = kwfw::Utf8ToWide(words[2]);
   HSZ hszService = kwplat::DdeCreateStringHandleW(instance, service.c_str(), CP_WINUNICODE);
   HSZ hszTopic = kwplat::DdeCreateStringHandleW(instance, topic.c_str(), CP_WINUNICODE);
   HSZ hszItem = execute ? nullptr : kwplat::DdeCreateStringHandleW(instance, text.c_str(), CP_WINUNICODE);
@@ -116,45 +128,20 @@ int Transact(const std::vector<std::string>& words, std::ostream& out) {
   return done ? kwlib::kExitOk : kwlib::kExitFailure;
 }
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) {
-  std::vector<std::string> words;
-  std::wstring reply = L"ok";
-  bool options = true;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (!options) {
-      words.push_back(args[i]);
-    } else if (args[i] == "--") {
-      options = false;
-    } else if (args[i] == "--reply" && i + 1 < args.size()) {
-      reply = kwfw::Utf8ToWide(args[++i]);
-    } else if (args[i] == "--reply-file" && i + 1 < args.size()) {
-      std::ifstream file(args[++i], std::ios::binary);
-      if (!file) throw kwlib::UsageError("cannot read '" + args[i] + "'");
-      std::ostringstream text;
-      text << file.rdbuf();
-      reply = kwfw::Utf8ToWide(text.str());
-    } else if (args[i].rfind("--", 0) == 0) {
-      throw kwlib::UsageError("unknown option '" + args[i] + "'");
-    } else {
-      words.push_back(args[i]);
-    }
-  }
-  if (words.empty()) throw kwlib::UsageError("give an action: serve, execute or request");
-  if (words[0] == "serve") {
-    if (words.size() < 3) throw kwlib::UsageError("serve takes a service and at least one topic");
-    return Serve(words, reply, out);
-  }
-  if (words[0] == "execute" || words[0] == "request") {
-    if (words.size() != 4) throw kwlib::UsageError(words[0] + " takes a service, a topic and a text");
-    return Transact(words, out);
-  }
-  throw kwlib::UsageError("unknown action '" + words[0] + "'");
+int Execute(const std::vector<std::string>& words, const kwlib::Call& call) { return Transact(true, words, call.out); }
+int Request(const std::vector<std::string>& words, const kwlib::Call& call) { return Transact(false, words, call.out); }
+
+const kwlib::SubCommand<> kTable[] = {
+    {{"serve", 2, 1 + TDDEInterface::kTopics, "kwlib dde serve [--reply TEXT | --reply-file FILE] SERVICE TOPIC..."}, &Serve},
+    {{"execute", 3, 3, "kwlib dde execute SERVICE TOPIC COMMAND"}, &Execute},
+    {{"request", 3, 3, "kwlib dde request SERVICE TOPIC ITEM"}, &Request},
+};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.valued = {"--reply", "--reply-file"}}, out, err);
 }
 
-KWLIB_COMMAND(kDde, "dde", "a DDE server and client on the session bus",
-              "Usage: kwlib dde serve [--reply TEXT | --reply-file FILE] SERVICE TOPIC...\n"
-              "       kwlib dde execute SERVICE TOPIC COMMAND\n"
-              "       kwlib dde request SERVICE TOPIC ITEM\n"
+KWLIB_COMMAND(kDde, "dde", "a DDE server and client on the session bus", kwlib::SyntaxOf(kTable),
               "serve registers SERVICE with up to ten topics, prints \"serving SERVICE\" once\n"
               "it is ready, then \"TOPIC: COMMAND\" for every execute it receives, and answers\n"
               "every request with TEXT (\"ok\" by default) or the contents of FILE, until it is\n"

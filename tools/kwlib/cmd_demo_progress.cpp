@@ -2,6 +2,7 @@
 // indicator, the way the library's long operations drive one.
 #include <chrono>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -9,23 +10,15 @@
 #include <kwlib63/progress/indicadorestat.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "terminalindicator.h"
 
 namespace {
 
-int Run(const std::vector<std::string>& args, std::ostream&, std::ostream&) {
-  unsigned long items = 10;
-  unsigned long delayMs = 30;
-  // "--" ends the options; the command takes no other words.
-  for (std::size_t i = 0; i < args.size() && args[i] != "--"; ++i) {
-    if (args[i] == "--items" && i + 1 < args.size()) {
-      items = kwlib::ParseNumber(args[++i], 100000, "item count");
-    } else if (args[i] == "--delay" && i + 1 < args.size()) {
-      delayMs = kwlib::ParseNumber(args[++i], 10000, "delay");
-    } else {
-      throw kwlib::UsageError("unexpected argument '" + args[i] + "'");
-    }
-  }
+int Demo(const std::vector<std::string>&, const kwlib::Call& call) {
+  const std::optional<std::string> count = call.arguments.Value("--items"), delay = call.arguments.Value("--delay");
+  const unsigned long items = count ? kwlib::ParseNumber(*count, 100000, "item count") : 10;
+  const unsigned long delayMs = delay ? kwlib::ParseNumber(*delay, 10000, "delay") : 30;
   if (items == 0) throw kwlib::UsageError("the item count must be at least 1");
 
   std::cout.flush();
@@ -51,10 +44,16 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream&) {
   return kwlib::kExitOk;
 }
 
+const kwlib::SubCommand<> kTable[] = {{{"", 0, 0, "kwlib demo-progress [--items N] [--delay MS]"}, &Demo}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.valued = {"--items", "--delay"}, .dashWords = false}, out, err);
+}
+
 }  // namespace
 
-KWLIB_COMMAND(kDemoProgress, "demo-progress", "show nested progress ranges on the terminal",
-              "Usage: kwlib demo-progress [--items N] [--delay MS]\n\n"
+KWLIB_COMMAND(kDemoProgress, "demo-progress", "show nested progress ranges on the terminal", kwlib::SyntaxOf(kTable),
+              "\n"
               "Runs a job of three phases (reading 0-50%, sorting 50-80%, writing 80-100%),\n"
               "each of N items (default 10) taking MS milliseconds (default 30), and\n"
               "draws its progress: a bar, the percentage, the message, the elapsed time\n"

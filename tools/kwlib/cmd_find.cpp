@@ -9,14 +9,12 @@
 #include <kwlib63/system/iteradorfitxers.h>
 
 #include "command.h"
+#include "dispatch.h"
 
 namespace {
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"-r", "--recursive"});
-  const std::vector<std::string>& words = arguments.words;
-  if (words.size() != 2) throw kwlib::UsageError("give a mask and a folder");
-  const bool recursive = arguments.Has("-r") || arguments.Has("--recursive");
+int Find(const std::vector<std::string>& words, const kwlib::Call& call) {
+  const bool recursive = (call.arguments.Has("-r") || call.arguments.Has("--recursive"));
   CStringList list;
   TIteradorFitxers iterador;
   const int result = iterador.GetLlistaFitxers(list, kwfw::Utf8ToWide(words[0]).c_str(),
@@ -24,19 +22,24 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   // The walk answers "cannot be listed" also for a readable folder where nothing
   // matched; the listing's own error tells the two apart.
   if (result == TIteradorFitxers::kNoLlistable && kwplat::GetLastError() != ERROR_FILE_NOT_FOUND) {
-    return kwlib::SystemFailure(err, "find: " + words[1], kwplat::GetLastError());
+    return kwlib::SystemFailure(call.err, "find: " + words[1], kwplat::GetLastError());
   }
   // The recursive walk meets deeper folders more than once; each path is shown once.
   std::set<std::wstring> shown;
   for (POSITION pos = list.GetHeadPosition(); pos != nullptr;) {
     const CString& path = list.GetNext(pos);
-    if (shown.insert(path.GetString()).second) out << kwfw::WideToUtf8(path.GetString()) << "\n";
+    if (shown.insert(path.GetString()).second) call.out << kwfw::WideToUtf8(path.GetString()) << "\n";
   }
   return kwlib::kExitOk;
 }
 
-KWLIB_COMMAND(kFind, "find", "list the files of a folder that match a mask",
-              "Usage: kwlib find [-r|--recursive] MASK FOLDER\n"
+const kwlib::SubCommand<> kTable[] = {{{"", 2, 2, "kwlib find [-r|--recursive] MASK FOLDER"}, &Find}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"-r", "--recursive"}}, out, err);
+}
+
+KWLIB_COMMAND(kFind, "find", "list the files of a folder that match a mask", kwlib::SyntaxOf(kTable),
               "Prints the files of FOLDER whose names match MASK (Windows rules: * and ?,\n"
               "\"*.*\" for every name, without regard to case), with -r those of its subfolders\n"
               "too, deepest first, each path once. Links to folders are not followed. No match\n"

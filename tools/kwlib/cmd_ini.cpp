@@ -6,7 +6,6 @@
 #include <cwchar>
 #include <fstream>
 #include <iostream>
-#include <map>
 #include <vector>
 
 #include <kwlib63/framework/cstring.h>
@@ -19,6 +18,7 @@
 #include <kwlib63/settings/fitxersettingsxml.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "fileio.h"
 
 namespace {
@@ -79,156 +79,167 @@ void PrintList(std::ostream& out, const std::vector<std::string>& items, bool js
   }
 }
 
-// The XML settings form, through CFitxerSettingsXML.
-int RunXml(const std::vector<std::string>& words, bool json, std::ostream& out, std::ostream& err) {
-  const std::string& action = words[0];
-  // The settings class reads a file that is no settings document as empty: said
-  // here, rather than as a missing key.
-  if ((action == "get" || action == "sections" || action == "keys") &&
-      kwplat::XMLNode::ParseFile(Utf8ToWide(words[1]).c_str(), L"Sections").IsEmpty()) {
-    err << "kwlib ini: " << words[1] << ": not an XML settings file (well-formed XML with a root Sections)\n";
-    return kwlib::kExitFailure;
+// Whether FILE can be worked on: a reading action wants a readable file, a writing
+// one anything but a folder. The profile functions would read a missing or
+// unreadable file as empty, and a folder as nothing: said here, rather than as a
+// missing key.
+bool Usable(const std::string& file, bool reads, const kwlib::Call& call) {
+  if (file.empty()) throw kwlib::UsageError("the file name is empty");
+  std::string error;
+  if (reads ? !kwlib::ReadableFile(file, error) : IsFolder(file, error)) {
+    call.err << "kwlib ini: " << file << ": " << error << "\n";
+    return false;
   }
-  CFitxerSettingsXML xml(Utf8ToWide(words[1]).c_str());
-  const auto w = [&](std::size_t i) { return Utf8ToWide(words[i]); };
-  if (action == "get") {
+  return true;
+}
+
+// The settings class reads a file that is no settings document as empty: said
+// here, rather than as a missing key.
+bool IsXmlSettings(const std::string& file, const kwlib::Call& call) {
+  if (!kwplat::XMLNode::ParseFile(Utf8ToWide(file).c_str(), L"Sections").IsEmpty()) return true;
+  call.err << "kwlib ini: " << file << ": not an XML settings file (well-formed XML with a root Sections)\n";
+  return false;
+}
+
+int NoKey(const std::vector<std::string>& words, const kwlib::Call& call) {
+  call.err << "kwlib ini: " << words[0] << ": no key '" << words[2] << "' in section '" << words[1] << "'\n";
+  return kwlib::kExitFailure;
+}
+
+int PrintValue(const std::string& value, const kwlib::Call& call) {
+  call.out << (call.arguments.Has("--json") ? kwlib::JsonText(Json::Value(value)) : value) << "\n";
+  return kwlib::kExitOk;
+}
+
+// get FILE SECTION KEY
+int Get(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (!Usable(words[0], true, call)) return kwlib::kExitFailure;
+  const std::wstring file = Utf8ToWide(words[0]), section = Utf8ToWide(words[1]), key = Utf8ToWide(words[2]);
+  if (call.arguments.Has("--xml")) {
+    if (!IsXmlSettings(words[0], call)) return kwlib::kExitFailure;
     const CString missing(L"\x1F");  // no value holds this character alone
-    const CString value = xml.GetString(w(2).c_str(), w(3).c_str(), missing);
-    if (value == missing) {
-      err << "kwlib ini: " << words[1] << ": no key '" << words[3] << "' in section '" << words[2] << "'\n";
+    const CString value = CFitxerSettingsXML(file.c_str()).GetString(section.c_str(), key.c_str(), missing);
+    return value == missing ? NoKey(words, call) : PrintValue(WideToUtf8(value.GetString()), call);
+  }
+  // A value that is absent and one that is empty read the same through the profile
+  // functions; the key list tells them apart.
+  std::vector<wchar_t> buffer(kBuffer, 0);
+  kwplat::GetPrivateProfileStringW(section.c_str(), key.c_str(), L"", buffer.data(), kBuffer, file.c_str());
+  bool present = false;
+  for (const std::string& k : List(section.c_str(), file)) {
+    present = present || CString(Utf8ToWide(k).c_str()).CompareNoCase(key.c_str()) == 0;
+  }
+  const std::string value = WideToUtf8(buffer.data());
+  return value.empty() && !present ? NoKey(words, call) : PrintValue(value, call);
+}
+
+// set FILE SECTION KEY VALUE
+int Set(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (!Usable(words[0], false, call)) return kwlib::kExitFailure;
+  const std::wstring file = Utf8ToWide(words[0]), section = Utf8ToWide(words[1]), key = Utf8ToWide(words[2]),
+                     value = Utf8ToWide(words[3]);
+  if (call.arguments.Has("--xml")) {
+    if (!CFitxerSettingsXML(file.c_str()).SetString(section.c_str(), key.c_str(), value.c_str())) return Failed(call.err, words[0]);
+    return kwlib::kExitOk;
+  }
+  // The profile functions write what they are given, as Windows does; a line
+  // break would make a value that reads back as another key.
+  for (std::size_t i = 1; i < 4; ++i) {
+    if (words[i].find_first_of("\r\n") != std::string::npos) throw kwlib::UsageError("a line break cannot be written in an INI file");
+  }
+  // Windows writes a character its code page lacks as '?', and the text is lost:
+  // refused here, before the file changes.
+  if (!IsUtf16File(words[0])) {
+    for (std::size_t i = 1; i < 4; ++i) {
+      if (!InWindows1252(Utf8ToWide(words[i]))) {
+        call.err << "kwlib ini: " << words[0] << ": '" << words[i]
+                 << "' cannot be written in a Windows-1252 file (a file that starts with the UTF-16 mark holds any text)\n";
+        return kwlib::kExitFailure;
+      }
+    }
+  }
+  if (!kwplat::WritePrivateProfileStringW(section.c_str(), key.c_str(), value.c_str(), file.c_str())) {
+    return Failed(call.err, words[0]);
+  }
+  return kwlib::kExitOk;
+}
+
+// delete FILE SECTION [KEY]
+int Delete(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (!Usable(words[0], false, call)) return kwlib::kExitFailure;
+  const std::wstring file = Utf8ToWide(words[0]), section = Utf8ToWide(words[1]);
+  const std::wstring key = words.size() == 3 ? Utf8ToWide(words[2]) : std::wstring();
+  if (call.arguments.Has("--xml")) {
+    CFitxerSettingsXML xml(file.c_str());
+    if (!(words.size() == 3 ? xml.BorrarValor(section.c_str(), key.c_str()) : xml.BorrarSeccio(section.c_str()))) {
+      call.err << "kwlib ini: " << words[0] << ": nothing to delete\n";
       return kwlib::kExitFailure;
     }
-    out << (json ? kwlib::JsonText(Json::Value(WideToUtf8(value.GetString())))
-                 : WideToUtf8(value.GetString()))
-        << "\n";
     return kwlib::kExitOk;
   }
-  if (action == "set") {
-    if (!xml.SetString(w(2).c_str(), w(3).c_str(), w(4).c_str())) return Failed(err, words[1]);
+  if (!kwplat::WritePrivateProfileStringW(section.c_str(), words.size() == 3 ? key.c_str() : nullptr, nullptr, file.c_str())) {
+    return Failed(call.err, words[0]);
+  }
+  return kwlib::kExitOk;
+}
+
+// sections FILE
+int Sections(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (!Usable(words[0], true, call)) return kwlib::kExitFailure;
+  const std::wstring file = Utf8ToWide(words[0]);
+  if (!call.arguments.Has("--xml")) {
+    PrintList(call.out, List(nullptr, file), call.arguments.Has("--json"));
     return kwlib::kExitOk;
   }
-  if (action == "delete") {
-    const int done = words.size() == 4 ? xml.BorrarValor(w(2).c_str(), w(3).c_str()) : xml.BorrarSeccio(w(2).c_str());
-    if (!done) {
-      err << "kwlib ini: " << words[1] << ": nothing to delete\n";
-      return kwlib::kExitFailure;
-    }
-    return kwlib::kExitOk;
-  }
-  if (action == "sections") {
-    CMultiString sections;
-    xml.GetSeccions(sections);
-    std::vector<std::string> items;
-    for (int i = 0; i < sections.GetNumStr(); ++i) items.push_back(WideToUtf8(sections[i]));
-    PrintList(out, items, json);
-    return kwlib::kExitOk;
-  }
-  // keys: the settings class lists a section's keys as empty strings (its defined
-  // behaviour); the names are read from the document itself.
-  const kwplat::XMLNode section = kwplat::XMLNode::ParseFile(w(1).c_str(), L"Sections").ChildWithAttribute(L"Section", L"Name", w(2).c_str());
+  if (!IsXmlSettings(words[0], call)) return kwlib::kExitFailure;
+  CMultiString sections;
+  CFitxerSettingsXML(file.c_str()).GetSeccions(sections);
   std::vector<std::string> items;
-  for (kwplat::XMLNode key = section.FirstChild(L"Key"); !key.IsEmpty(); key = key.NextSibling(L"Key")) {
+  for (int i = 0; i < sections.GetNumStr(); ++i) items.push_back(WideToUtf8(sections[i]));
+  PrintList(call.out, items, call.arguments.Has("--json"));
+  return kwlib::kExitOk;
+}
+
+// keys FILE SECTION
+int Keys(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (!Usable(words[0], true, call)) return kwlib::kExitFailure;
+  const std::wstring file = Utf8ToWide(words[0]), section = Utf8ToWide(words[1]);
+  if (!call.arguments.Has("--xml")) {
+    PrintList(call.out, List(section.c_str(), file), call.arguments.Has("--json"));
+    return kwlib::kExitOk;
+  }
+  if (!IsXmlSettings(words[0], call)) return kwlib::kExitFailure;
+  // The settings class lists a section's keys as empty strings (its defined
+  // behaviour); the names are read from the document itself.
+  const kwplat::XMLNode element =
+      kwplat::XMLNode::ParseFile(file.c_str(), L"Sections").ChildWithAttribute(L"Section", L"Name", section.c_str());
+  std::vector<std::string> items;
+  for (kwplat::XMLNode key = element.FirstChild(L"Key"); !key.IsEmpty(); key = key.NextSibling(L"Key")) {
     std::wstring name;
     key.Attribute(L"Name", name);
     items.push_back(WideToUtf8(name));
   }
-  PrintList(out, items, json);
+  PrintList(call.out, items, call.arguments.Has("--json"));
   return kwlib::kExitOk;
 }
 
+// The arguments are counted here, before the file is looked at.
+const kwlib::SubCommand<> kTable[] = {
+    {{"get", 3, 3, "kwlib ini [--xml] [--json] get FILE SECTION KEY"}, &Get},
+    {{"set", 4, 4, "kwlib ini set FILE SECTION KEY VALUE"}, &Set},
+    {{"delete", 2, 3, "kwlib ini delete FILE SECTION [KEY]"}, &Delete},
+    {{"sections", 1, 1, "kwlib ini sections FILE"}, &Sections},
+    {{"keys", 2, 2, "kwlib ini keys FILE SECTION"}, &Keys},
+};
+
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json", "--xml"});
-  const std::vector<std::string>& words = arguments.words;
-  const bool json = arguments.Has("--json");
-  if (words.size() < 2) throw kwlib::UsageError("give an action and a file");
-  const std::string& action = words[0];
-  // The words each action takes, the action and the file included: the arguments
-  // are checked before the file is looked at.
-  static const std::map<std::string, std::pair<std::size_t, std::size_t>> kWords = {
-      {"get", {4, 4}}, {"set", {5, 5}}, {"delete", {3, 4}}, {"sections", {2, 2}}, {"keys", {3, 3}}};
-  const auto arity = kWords.find(action);
-  if (arity == kWords.end()) throw kwlib::UsageError("unknown action '" + action + "'");
-  if (words.size() < arity->second.first || words.size() > arity->second.second) {
-    throw kwlib::UsageError("wrong number of arguments for '" + action + "'");
-  }
-  if (words[1].empty()) throw kwlib::UsageError("the file name is empty");
-  // The profile functions read a missing or unreadable file as empty, and a folder
-  // as nothing: said here, rather than as a missing key.
-  std::string error;
-  const bool reads = action == "get" || action == "sections" || action == "keys";
-  if (reads ? !kwlib::ReadableFile(words[1], error) : IsFolder(words[1], error)) {
-    err << "kwlib ini: " << words[1] << ": " << error << "\n";
-    return kwlib::kExitFailure;
-  }
-  if (arguments.Has("--xml")) return RunXml(words, json, out, err);
-  const std::wstring file = Utf8ToWide(words[1]);
-  const auto section = [&] { return Utf8ToWide(words[2]); };
-  const auto key = [&] { return Utf8ToWide(words[3]); };
-  if (action == "get") {
-    // A value that is absent and one that is empty read the same through the profile
-    // functions; the key list tells them apart.
-    std::vector<wchar_t> buffer(kBuffer, 0);
-    kwplat::GetPrivateProfileStringW(section().c_str(), key().c_str(), L"", buffer.data(), kBuffer, file.c_str());
-    bool present = false;
-    for (const std::string& k : List(section().c_str(), file)) {
-      present = present || CString(Utf8ToWide(k).c_str()).CompareNoCase(key().c_str()) == 0;
-    }
-    const std::string value = WideToUtf8(buffer.data());
-    if (value.empty() && !present) {
-      err << "kwlib ini: " << words[1] << ": no key '" << words[3] << "' in section '" << words[2] << "'\n";
-      return kwlib::kExitFailure;
-    }
-    if (json) {
-      out << kwlib::JsonText(Json::Value(value)) << "\n";
-    } else {
-      out << value << "\n";
-    }
-    return kwlib::kExitOk;
-  }
-  if (action == "set") {
-    // The profile functions write what they are given, as Windows does; a line
-    // break would make a value that reads back as another key.
-    for (std::size_t i = 2; i < 5; ++i) {
-      if (words[i].find_first_of("\r\n") != std::string::npos) throw kwlib::UsageError("a line break cannot be written in an INI file");
-    }
-    // Windows writes a character its code page lacks as '?', and the text is lost:
-    // refused here, before the file changes.
-    if (!IsUtf16File(words[1])) {
-      for (std::size_t i = 2; i < 5; ++i) {
-        if (!InWindows1252(Utf8ToWide(words[i]))) {
-          err << "kwlib ini: " << words[1] << ": '" << words[i]
-              << "' cannot be written in a Windows-1252 file (a file that starts with the UTF-16 mark holds any text)\n";
-          return kwlib::kExitFailure;
-        }
-      }
-    }
-    if (!kwplat::WritePrivateProfileStringW(section().c_str(), key().c_str(), Utf8ToWide(words[4]).c_str(), file.c_str())) {
-      return Failed(err, words[1]);
-    }
-    return kwlib::kExitOk;
-  }
-  if (action == "delete") {
-    const std::wstring k = words.size() == 4 ? key() : std::wstring();
-    if (!kwplat::WritePrivateProfileStringW(section().c_str(), words.size() == 4 ? k.c_str() : nullptr, nullptr,
-                                            file.c_str())) {
-      return Failed(err, words[1]);
-    }
-    return kwlib::kExitOk;
-  }
-  // sections or keys
-  const std::wstring s = action == "keys" ? section() : std::wstring();
-  PrintList(out, List(action == "keys" ? s.c_str() : nullptr, file), json);
-  return kwlib::kExitOk;
+  return kwlib::Dispatch(kTable, args, {.flags = {"--json", "--xml"}}, out, err);
 }
 
 }  // namespace
 
-KWLIB_COMMAND(kIni, "ini", "read and write INI files",
-              "Usage: kwlib ini [--xml] [--json] get FILE SECTION KEY\n"
-              "       kwlib ini set FILE SECTION KEY VALUE\n"
-              "       kwlib ini delete FILE SECTION [KEY]\n"
-              "       kwlib ini sections FILE\n"
-              "       kwlib ini keys FILE SECTION\n\n"
+KWLIB_COMMAND(kIni, "ini", "read and write INI files", kwlib::SyntaxOf(kTable),
+              "\n"
               "Reads and writes with the Windows INI rules: sections and keys without regard\n"
               "to case, the first of duplicates, ';' comments, UTF-16 files with their mark\n"
               "or Windows-1252 ones. A write keeps every other byte of the file and replaces\n"

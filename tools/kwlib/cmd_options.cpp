@@ -12,6 +12,7 @@
 #include <kwlib63/settings/blocopcions.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "fileio.h"
 
 namespace {
@@ -50,68 +51,71 @@ Json::Value ToJson(const TBlocOpcions& block) {
   return out;
 }
 
+// The bytes of FILE, or false after saying why there are none.
+bool Read(const std::string& file, std::vector<unsigned char>& bytes, const kwlib::Call& call) {
+  std::string error;
+  if (kwlib::ReadAll(file, bytes, error)) return true;
+  call.err << "kwlib options: " << file << ": " << error << "\n";
+  return false;
+}
+
+// dump FILE
+int Dump(const std::vector<std::string>& words, const kwlib::Call& call) {
+  std::vector<unsigned char> bytes;
+  if (!Read(words[0], bytes, call)) return kwlib::kExitFailure;
+  TBlocOpcions block;
+  const int result =
+      block.FromBlocDades(bytes.data(), static_cast<unsigned int>(bytes.size()), 0);
+  if (result != 0) {
+    call.err << "kwlib options: " << words[0] << ": not an options block (" << (result == -9 ? "unknown value type" : "malformed data")
+        << ", code " << result << ")\n";
+    return kwlib::kExitFailure;
+  }
+  if (call.arguments.Has("--json")) {
+    call.out << kwlib::JsonText(ToJson(block)) << "\n";
+  } else {
+    kwplat::XMLNode root = kwplat::XMLNode::CreateTopNode(L"Options");
+    block.ToNodeXML(root);
+    call.out << root.ToString();
+  }
+  return kwlib::kExitOk;
+}
+
+// from-xml XML OUT
+int FromXml(const std::vector<std::string>& words, const kwlib::Call& call) {
+  std::vector<unsigned char> bytes;
+  if (!Read(words[0], bytes, call)) return kwlib::kExitFailure;
+  bool ok = false;
+  kwplat::XMLNode root = kwplat::XMLNode::ParseString(std::string(bytes.begin(), bytes.end()), nullptr, &ok);
+  if (!ok || root.IsEmpty()) {
+    call.err << "kwlib options: " << words[0] << ": not well-formed XML\n";
+    return kwlib::kExitFailure;
+  }
+  TBlocOpcions block;
+  TBlocOpcions::FromNodeXML(root, &block);
+  unsigned int size = 0;
+  const std::unique_ptr<unsigned char, decltype(&std::free)> data(block.ToBlocDades(size), &std::free);
+  std::string error;
+  if (!kwlib::WriteAll(words[1], data.get(), size, error)) {
+    call.err << "kwlib options: " << words[1] << ": " << error << "\n";
+    return kwlib::kExitFailure;
+  }
+  return kwlib::kExitOk;
+}
+
+const kwlib::SubCommand<> kTable[] = {
+    {{"dump", 1, 1, "kwlib options dump [--json] FILE"}, &Dump},
+    {{"from-xml", 2, 2, "kwlib options from-xml XML OUT"}, &FromXml},
+};
+
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json"});
-  const std::vector<std::string>& words = arguments.words;
-  const bool json = arguments.Has("--json");
-  if (words.empty()) throw kwlib::UsageError("give an action: dump or from-xml");
-  if (words[0] == "dump") {
-    if (words.size() != 2) throw kwlib::UsageError("give one data block file");
-    std::vector<unsigned char> bytes;
-    std::string error;
-    if (!kwlib::ReadAll(words[1], bytes, error)) {
-      err << "kwlib options: " << words[1] << ": " << error << "\n";
-      return kwlib::kExitFailure;
-    }
-    TBlocOpcions block;
-    const int result =
-        block.FromBlocDades(bytes.data(), static_cast<unsigned int>(bytes.size()), 0);
-    if (result != 0) {
-      err << "kwlib options: " << words[1] << ": not an options block (" << (result == -9 ? "unknown value type" : "malformed data")
-          << ", code " << result << ")\n";
-      return kwlib::kExitFailure;
-    }
-    if (json) {
-      out << kwlib::JsonText(ToJson(block)) << "\n";
-    } else {
-      kwplat::XMLNode root = kwplat::XMLNode::CreateTopNode(L"Options");
-      block.ToNodeXML(root);
-      out << root.ToString();
-    }
-    return kwlib::kExitOk;
-  }
-  if (words[0] == "from-xml") {
-    if (words.size() != 3) throw kwlib::UsageError("give an XML file and an output file");
-    std::vector<unsigned char> bytes;
-    std::string error;
-    if (!kwlib::ReadAll(words[1], bytes, error)) {
-      err << "kwlib options: " << words[1] << ": " << error << "\n";
-      return kwlib::kExitFailure;
-    }
-    bool ok = false;
-    kwplat::XMLNode root = kwplat::XMLNode::ParseString(std::string(bytes.begin(), bytes.end()), nullptr, &ok);
-    if (!ok || root.IsEmpty()) {
-      err << "kwlib options: " << words[1] << ": not well-formed XML\n";
-      return kwlib::kExitFailure;
-    }
-    TBlocOpcions block;
-    TBlocOpcions::FromNodeXML(root, &block);
-    unsigned int size = 0;
-    const std::unique_ptr<unsigned char, decltype(&std::free)> data(block.ToBlocDades(size), &std::free);
-    if (!kwlib::WriteAll(words[2], data.get(), size, error)) {
-      err << "kwlib options: " << words[2] << ": " << error << "\n";
-      return kwlib::kExitFailure;
-    }
-    return kwlib::kExitOk;
-  }
-  throw kwlib::UsageError("unknown action '" + words[0] + "'");
+  return kwlib::Dispatch(kTable, args, {.flags = {"--json"}}, out, err);
 }
 
 }  // namespace
 
-KWLIB_COMMAND(kOptions, "options", "show options blocks, and make them from XML",
-              "Usage: kwlib options dump [--json] FILE\n"
-              "       kwlib options from-xml XML OUT\n\n"
+KWLIB_COMMAND(kOptions, "options", "show options blocks, and make them from XML", kwlib::SyntaxOf(kTable),
+              "\n"
               "dump reads an options data block (\"DRIVER-BLOC\") and prints it as XML, each\n"
               "value an element named after it with its Type, or with --json as an object.\n"
               "from-xml reads the elements under the top element of XML (the form dump\n"

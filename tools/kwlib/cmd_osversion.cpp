@@ -10,12 +10,11 @@
 #include <kwlib63/system/osversioninfo.h>
 
 #include "command.h"
+#include "dispatch.h"
 
 namespace {
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json"});
-  if (!arguments.words.empty()) throw kwlib::UsageError("takes no arguments");
+int Show(const std::vector<std::string>&, const kwlib::Call& call) {
   const COSVersionInfo* info = AfxGetOSVersionInfo();
   CString versio;
   info->GetVersio(versio);
@@ -31,11 +30,11 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) 
   v["kernel"] = system.release;
   v["library"] = kwfw::WideToUtf8(library);
   v["libraryVersion"] = std::to_string(packed >> 16) + "." + std::to_string(packed & 0xFFFF);
-  if (arguments.Has("--json")) {
-    out << kwlib::JsonText(v) << "\n";
+  if (call.arguments.Has("--json")) {
+    call.out << kwlib::JsonText(v) << "\n";
     return kwlib::kExitOk;
   }
-  out << "name             " << v["name"].asString() << "\n"
+  call.out << "name             " << v["name"].asString() << "\n"
       << "version          " << v["version"].asString() << "\n"
       << "kernel           " << v["kernel"].asString() << "\n"
       << "library          " << v["library"].asString() << "\n"
@@ -43,8 +42,13 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream&) 
   return kwlib::kExitOk;
 }
 
-KWLIB_COMMAND(kOsversion, "osversion", "the system version as the library reports it",
-              "Usage: kwlib osversion [--json]\n"
+const kwlib::SubCommand<> kTable[] = {{{"", 0, 0, "kwlib osversion [--json]"}, &Show}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"--json"}}, out, err);
+}
+
+KWLIB_COMMAND(kOsversion, "osversion", "the system version as the library reports it", kwlib::SyntaxOf(kTable),
               "Prints the system's name and version as COSVersionInfo gives them (the kernel\n"
               "release read as major.minor, its patch level as the service pack, within the\n"
               "ranges the library probes), the kernel release itself, and the kwlib63 library\n"

@@ -6,6 +6,7 @@
 #include <kwlib63/persist/compression.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "fileio.h"
 
 namespace {
@@ -51,32 +52,27 @@ std::size_t NextPackets(const std::vector<unsigned char>& in, Format format, std
 
 constexpr std::size_t kBlock = 1 << 20;
 
-int Run(const std::vector<std::string>& args, std::ostream&, std::ostream& err) {
+// The one format the flags name.
+Format FormatOf(const kwlib::Arguments& arguments) {
   Format format = Format::kNone;
-  bool expand = false;
-  std::vector<std::string> files;
-  bool options = true;
-  for (const std::string& a : args) {
-    const Format f = !options        ? Format::kNone
-                     : a == "--rle"  ? Format::kRle
-                     : a == "--rll"  ? Format::kRll
-                     : a == "--packbits" ? Format::kPackbits
-                                         : Format::kNone;
-    if (options && a == "--") {
-      options = false;
-    } else if (f != Format::kNone) {
-      if (format != Format::kNone) throw kwlib::UsageError("give one format");
-      format = f;
-    } else if (options && (a == "-d" || a == "--decompress")) {
-      expand = true;
-    } else if (options && a.size() > 1 && a[0] == '-') {
-      throw kwlib::UsageError("unknown option '" + a + "'");
-    } else {
-      files.push_back(a);
-    }
+  for (const std::string& flag : arguments.flags) {
+    const Format f = flag == "--rle"        ? Format::kRle
+                     : flag == "--rll"      ? Format::kRll
+                     : flag == "--packbits" ? Format::kPackbits
+                                            : Format::kNone;
+    if (f == Format::kNone) continue;
+    if (format != Format::kNone) throw kwlib::UsageError("give one format");
+    format = f;
   }
   if (format == Format::kNone) throw kwlib::UsageError("give a format: --rle, --rll or --packbits");
-  if (files.size() != 2) throw kwlib::UsageError("give an input and an output file");
+  return format;
+}
+
+// IN OUT
+int Code(const std::vector<std::string>& files, const kwlib::Call& call) {
+  const Format format = FormatOf(call.arguments);
+  const bool expand = call.arguments.Has("-d") || call.arguments.Has("--decompress");
+  std::ostream& err = call.err;
   kwlib::Output output(files[1]);
   std::string error;
   std::vector<unsigned char> pending, coded;
@@ -142,10 +138,17 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream& err) 
   return kwlib::kExitOk;
 }
 
+const kwlib::SubCommand<> kTable[] = {{{"", 2, 2, "kwlib pack (--rle|--rll|--packbits) [-d|--decompress] IN OUT"}, &Code}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"--rle", "--rll", "--packbits", "-d", "--decompress"}, .dashWords = false},
+                         out, err);
+}
+
 }  // namespace
 
-KWLIB_COMMAND(kPack, "pack", "compress or expand with RLE, RLL or PackBits",
-              "Usage: kwlib pack (--rle|--rll|--packbits) [-d|--decompress] IN OUT\n\n"
+KWLIB_COMMAND(kPack, "pack", "compress or expand with RLE, RLL or PackBits", kwlib::SyntaxOf(kTable),
+              "\n"
               "Compresses IN into OUT with the chosen run-length format, or with -d expands\n"
               "it (RLL data expands as PackBits). \"-\" is standard input or output. Both\n"
               "work in blocks of 1 MiB: a run is not carried across a block's end, so a larger\n"

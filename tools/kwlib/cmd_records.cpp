@@ -11,6 +11,7 @@
 #include <kwlib63/platform/messagebox.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "fileio.h"
 
 namespace {
@@ -36,7 +37,13 @@ std::string Preview(const std::vector<unsigned char>& data, bool text) {
   return out;
 }
 
-int Dump(const std::string& path, bool json, std::ostream& out, std::ostream& err) {
+// dump FILE
+int Dump(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (call.arguments.Value("-o")) throw kwlib::UsageError("dump takes no -o");
+  const std::string& path = words[0];
+  const bool json = call.arguments.Has("--json");
+  std::ostream& out = call.out;
+  std::ostream& err = call.err;
   std::string error;
   if (!kwlib::ReadableFile(path, error)) {
     err << "kwlib records: " << path << ": " << error << "\n";
@@ -87,7 +94,13 @@ int Dump(const std::string& path, bool json, std::ostream& out, std::ostream& er
   return status;
 }
 
-int Get(const std::string& path, unsigned long id, const std::string& output, std::ostream& err) {
+// get FILE ID [-o OUT]
+int Get(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (call.arguments.Has("--json")) throw kwlib::UsageError("get takes no --json");
+  const std::string& path = words[0];
+  const unsigned long id = kwlib::ParseNumber(words[1], 0xFFFFFFFF, "record id");
+  const std::string output = call.arguments.Value("-o").value_or("-");
+  std::ostream& err = call.err;
   std::string reason;
   if (!kwlib::ReadableFile(path, reason)) {
     err << "kwlib records: " << path << ": " << reason << "\n";
@@ -106,8 +119,12 @@ int Get(const std::string& path, unsigned long id, const std::string& output, st
   return ok ? kwlib::kExitOk : kwlib::kExitFailure;
 }
 
+const kwlib::SubCommand<> kTable[] = {
+    {{"dump", 1, 1, "kwlib records dump [--json] FILE"}, &Dump},
+    {{"get", 2, 2, "kwlib records get FILE ID [-o OUT]"}, &Get},
+};
+
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  if (args.empty()) throw kwlib::UsageError("give dump or get");
   void* previousContext = nullptr;
   const AFX_MSGBOX_HANDLER previous = AfxSetMessageBoxHandler(ShowOnStderr, nullptr, &previousContext);
   struct Restore {
@@ -115,36 +132,13 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     void* context;
     ~Restore() { AfxSetMessageBoxHandler(handler, context); }
   } restore{previous, previousContext};
-  if (args[0] == "dump") {
-    const kwlib::Arguments arguments = kwlib::SplitFlags({args.begin() + 1, args.end()}, {"--json"});
-    if (arguments.words.size() != 1) throw kwlib::UsageError("give one file");
-    return Dump(arguments.words[0], arguments.Has("--json"), out, err);
-  }
-  if (args[0] == "get") {
-    std::vector<std::string> rest;
-    std::string output = "-";
-    bool options = true;
-    for (std::size_t i = 1; i < args.size(); ++i) {
-      if (options && args[i] == "--") {
-        options = false;
-      } else if (options && args[i] == "-o") {
-        if (++i == args.size()) throw kwlib::UsageError("-o needs a file");
-        output = args[i];
-      } else {
-        rest.push_back(args[i]);
-      }
-    }
-    if (rest.size() != 2) throw kwlib::UsageError("give a file and an id");
-    return Get(rest[0], kwlib::ParseNumber(rest[1], 0xFFFFFFFF, "record id"), output, err);
-  }
-  throw kwlib::UsageError("unknown subcommand '" + args[0] + "'");
+  return kwlib::Dispatch(kTable, args, {.flags = {"--json"}, .valued = {"-o"}}, out, err);
 }
 
 }  // namespace
 
-KWLIB_COMMAND(kRecords, "records", "list a record file or take one record's data",
-              "Usage: kwlib records dump [--json] FILE\n"
-              "       kwlib records get FILE ID [-o OUT]\n\n"
+KWLIB_COMMAND(kRecords, "records", "list a record file or take one record's data", kwlib::SyntaxOf(kTable),
+              "\n"
               "dump lists the records of a record file in order, indented by level, with\n"
               "the identifier, the length and the first 16 bytes in hex and as text.\n"
               "get writes the data of the first record with identifier ID found among the\n"

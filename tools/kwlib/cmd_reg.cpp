@@ -16,6 +16,7 @@
 #include <kwlib63/platform/lasterror.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "fileio.h"
 #include "regfile.h"
 #include "regkeys.h"
@@ -31,12 +32,8 @@ using kwlib::UsageError;
 
 constexpr char kNotFound[] = "ERROR: The system was unable to find the specified registry key or value.\n";
 
+// What `kwlib reg --help` prints after the usage lines of the table.
 constexpr char kHelp[] =
-    "Usage: kwlib reg query KEY [/v NAME | /ve] [/s]\n"
-    "       kwlib reg add KEY [/v NAME | /ve] [/t TYPE] [/s SEPARATOR] [/d DATA] [/f]\n"
-    "       kwlib reg delete KEY [/v NAME | /ve | /va] [/f]\n"
-    "       kwlib reg export KEY FILE [/y]\n"
-    "       kwlib reg import FILE\n"
     "KEY starts with HKCU or HKLM (HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE), as in\n"
     "HKCU\\Software\\Tormel\\App. TYPE is REG_SZ (the default), REG_EXPAND_SZ,\n"
     "REG_MULTI_SZ (strings separated by \\0 or the /s character), REG_DWORD,\n"
@@ -269,7 +266,19 @@ int QueryValue(std::ostream& out, const KeyName& name, HKEY key, const std::wstr
   return found;
 }
 
-int Query(const KeyName& name, const Switches& s, std::ostream& out, std::ostream& err) {
+// What the operations are given besides their words.
+struct RegCall {
+  const Switches& s;
+  std::ostream& out;
+  std::ostream& err;
+};
+
+// query KEY
+int Query(const std::vector<std::string>& words, const RegCall& call) {
+  const KeyName name = ParseKey(words[0]);
+  const Switches& s = call.s;
+  std::ostream& out = call.out;
+  std::ostream& err = call.err;
   Key key;
   if (key.Open(name, KEY_READ) != ERROR_SUCCESS) {
     err << kNotFound;
@@ -382,7 +391,12 @@ std::vector<BYTE> DataFor(DWORD type, const Switches& s) {
   }
 }
 
-int Add(const KeyName& name, const Switches& s, std::ostream& out, std::ostream& err) {
+// add KEY
+int Add(const std::vector<std::string>& words, const RegCall& call) {
+  const KeyName name = ParseKey(words[0]);
+  const Switches& s = call.s;
+  std::ostream& out = call.out;
+  std::ostream& err = call.err;
   RegFileValue value;
   value.type = TypeFor(s.type.value_or("REG_SZ"));
   value.bytes = DataFor(value.type, s);
@@ -403,7 +417,12 @@ int Add(const KeyName& name, const Switches& s, std::ostream& out, std::ostream&
   return error == ERROR_SUCCESS ? kwlib::kExitOk : kwlib::SystemFailure(err, "reg", error);
 }
 
-int Delete(const KeyName& name, const Switches& s, std::ostream& out, std::ostream& err) {
+// delete KEY
+int Delete(const std::vector<std::string>& words, const RegCall& call) {
+  const KeyName name = ParseKey(words[0]);
+  const Switches& s = call.s;
+  std::ostream& out = call.out;
+  std::ostream& err = call.err;
   const bool oneValue = s.value || s.defaultValue;
   if (!oneValue && !s.allValues && name.path.empty()) throw UsageError("a whole root key cannot be deleted");
   Key key;
@@ -452,14 +471,19 @@ void Collect(const KeyName& name, HKEY key, std::vector<kwlib::RegFileKey>& keys
   }
 }
 
-int Export(const KeyName& name, const std::string& file, const Switches& s, std::ostream& out, std::ostream& err) {
+// export KEY FILE
+int Export(const std::vector<std::string>& words, const RegCall& call) {
+  const KeyName name = ParseKey(words[0]);
+  const std::string& file = words[1];
+  std::ostream& out = call.out;
+  std::ostream& err = call.err;
   Key key;
   if (key.Open(name, KEY_READ) != ERROR_SUCCESS) {
     err << kNotFound;
     return kwlib::kExitFailure;
   }
   struct stat info;
-  if (!s.force && file != "-" && stat(file.c_str(), &info) == 0 && !Confirm(out, "File " + file + " already exists. Overwrite it")) {
+  if (!call.s.force && file != "-" && stat(file.c_str(), &info) == 0 && !Confirm(out, "File " + file + " already exists. Overwrite it")) {
     err << "kwlib reg: " << file << " was left as it was (give /y to overwrite it)\n";
     return kwlib::kExitFailure;
   }
@@ -514,7 +538,10 @@ LONG ApplyKey(HANDLE transaction, const KeyName& name, const kwlib::RegFileKey& 
   return ERROR_SUCCESS;
 }
 
-int Import(const std::string& file, std::ostream& err) {
+// import FILE
+int Import(const std::vector<std::string>& words, const RegCall& call) {
+  const std::string& file = words[0];
+  std::ostream& err = call.err;
   std::vector<unsigned char> bytes;
   kwlib::RegFileContents contents;
   std::string error;
@@ -554,46 +581,39 @@ int Import(const std::string& file, std::ostream& err) {
   return kwlib::kExitOk;
 }
 
+const kwlib::SubCommand<RegCall> kTable[] = {
+    {{"query", 1, 1, "kwlib reg query KEY [/v NAME | /ve] [/s]"}, &Query},
+    {{"add", 1, 1, "kwlib reg add KEY [/v NAME | /ve] [/t TYPE] [/s SEPARATOR] [/d DATA] [/f]"}, &Add},
+    {{"delete", 1, 1, "kwlib reg delete KEY [/v NAME | /ve | /va] [/f]"}, &Delete},
+    {{"export", 2, 2, "kwlib reg export KEY FILE [/y]"}, &Export},
+    {{"import", 1, 1, "kwlib reg import FILE"}, &Import},
+};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+
+KWLIB_COMMAND(kReg, "reg", "query and change the registry; export and import .reg files", kwlib::SyntaxOf(kTable), kHelp,
+              Run, true);
+
 int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  const Switches s = ParseSwitches(args);
+  const Switches s = [&] {
+    try {
+      return ParseSwitches(args);
+    } catch (const UsageError&) {
+      // The switches are checked against the operation, the first word: when that
+      // is no operation, that is the error to tell.
+      if (!args.empty()) kwlib::Named(kReg.syntax, args[0]);
+      throw;
+    }
+  }();
   if (s.help) {
-    out << kHelp;
+    out << kwlib::HelpText(kReg);
     return kwlib::kExitOk;
   }
-  if (s.words.empty()) throw UsageError("give an operation: query, add, delete, export or import");
-  const std::string& operation = s.words[0];
-  const auto need = [&](std::size_t n) {
-    if (s.words.size() != n) throw UsageError("wrong number of arguments for '" + operation + "'");
-  };
   try {
-    if (operation == "import") {
-      need(2);
-      return Import(s.words[1], err);
-    }
-    if (s.words.size() < 2) throw UsageError("give a key, such as HKCU\\Software\\Tormel");
-    const KeyName name = ParseKey(s.words[1]);
-    if (operation == "query") {
-      need(2);
-      return Query(name, s, out, err);
-    }
-    if (operation == "add") {
-      need(2);
-      return Add(name, s, out, err);
-    }
-    if (operation == "delete") {
-      need(2);
-      return Delete(name, s, out, err);
-    }
-    if (operation == "export") {
-      need(3);
-      return Export(name, s.words[2], s, out, err);
-    }
+    return kwlib::Dispatch(kTable, s.words, RegCall{s, out, err});
   } catch (const RegistryFailure& failure) {
     return kwlib::SystemFailure(err, "reg", static_cast<unsigned long>(failure.code));
   }
-  throw UsageError("unknown operation '" + operation + "'");
 }
-
-KWLIB_COMMAND(kReg, "reg", "query and change the registry; export and import .reg files", kHelp, Run, true);
 
 }  // namespace

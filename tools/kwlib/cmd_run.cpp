@@ -1,6 +1,7 @@
 // kwlib run: runs a command through CCmdRedirect, passing on its output and error
 // as they come, optionally with a progress line driven by the percentages it
 // prints; the exit status is the command's.
+#include <algorithm>
 #include <condition_variable>
 #include <cstdio>
 #include <iostream>
@@ -11,6 +12,7 @@
 #include <kwlib63/system/cmdredirect.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "terminalindicator.h"
 
 namespace {
@@ -52,22 +54,12 @@ class Runner : public CCmdRedirect {
   bool m_ended = false;
 };
 
-int Run(const std::vector<std::string>& args, std::ostream&, std::ostream&) {
-  bool progress = false;
-  std::string folder;
-  std::size_t i = 0;
-  for (; i < args.size() && args[i] != "--"; ++i) {
-    if (args[i] == "--progress") {
-      progress = true;
-    } else if (args[i] == "--cwd" && i + 1 < args.size()) {
-      folder = args[++i];
-    } else {
-      throw kwlib::UsageError("unknown option '" + args[i] + "' (the command comes after --)");
-    }
-  }
-  if (i + 1 >= args.size()) throw kwlib::UsageError("give a command after --");
+// COMMAND [ARGS...]
+int Start(const std::vector<std::string>& command, const kwlib::Call& call) {
+  const bool progress = call.arguments.Has("--progress");
+  const std::string folder = call.arguments.Value("--cwd").value_or("");
   std::vector<std::wstring> words;
-  for (++i; i < args.size(); ++i) words.push_back(kwfw::Utf8ToWide(args[i]));
+  for (const std::string& word : command) words.push_back(kwfw::Utf8ToWide(word));
   const std::wstring line = kwplat::JoinCommandLine(words);
 
   std::unique_ptr<kwlib::TerminalIndicator> indicator;
@@ -90,8 +82,29 @@ int Run(const std::vector<std::string>& args, std::ostream&, std::ostream&) {
   return static_cast<int>(runner.GetExitCode() & 0xFF);
 }
 
-KWLIB_COMMAND(kRun, "run", "run a command with its output redirected through the library",
-              "Usage: kwlib run [--progress] [--cwd DIR] -- COMMAND [ARGS...]\n"
+const kwlib::SubCommand<> kTable[] = {
+    {{"", 1, kwlib::kNoLimit, "kwlib run [--progress] [--cwd DIR] -- COMMAND [ARGS...]"}, &Start}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  // The options come before "--", the command after it: a word before it is no
+  // command, unlike in SplitFlags().
+  kwlib::Arguments arguments;
+  std::size_t i = 0;
+  for (; i < args.size() && args[i] != "--"; ++i) {
+    const std::string& option = args[i];
+    if (option == "--progress") {
+      arguments.flags.push_back(option);
+    } else if (option == "--cwd") {
+      arguments.values.emplace_back(option, kwlib::ValueOf(args, i));
+    } else {
+      throw kwlib::UsageError("unknown option '" + option + "' (the command comes after --)");
+    }
+  }
+  arguments.words.assign(args.begin() + static_cast<std::ptrdiff_t>(std::min(i + 1, args.size())), args.end());
+  return kwlib::Dispatch(kTable, arguments.words, kwlib::Call{arguments, out, err});
+}
+
+KWLIB_COMMAND(kRun, "run", "run a command with its output redirected through the library", kwlib::SyntaxOf(kTable),
               "Runs COMMAND (looked up in PATH, no shell) through CCmdRedirect and passes its\n"
               "output and error on as they come. --progress draws a progress line on standard\n"
               "error from the percentages the command prints (\"42%\"); --cwd runs it in DIR.\n"

@@ -10,6 +10,7 @@
 #include <kwlib63/system/servicemanager.h>
 
 #include "command.h"
+#include "dispatch.h"
 
 namespace {
 
@@ -86,54 +87,80 @@ bool GuestMayStartAndStop(const std::wstring& name) {
   return granted;
 }
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--user"});
-  const std::vector<std::string>& words = arguments.words;
-  if (words.size() != 2) throw kwlib::UsageError("give an action (start, stop, status or grant-guest) and a service");
-  const std::string& action = words[0];
-  if (action != "start" && action != "stop" && action != "status" && action != "grant-guest") {
-    throw kwlib::UsageError("unknown action '" + action + "'");
-  }
-  if (arguments.Has("--user")) ServiceSetBusAddress(L"user");
-  const std::wstring name = kwfw::Utf8ToWide(words[1]);
-  // The manager's calls are silent: a failure to open the service is told here.
-  if (!Status(name, err)) return kwlib::kExitFailure;
-  CServiceManager services;
-  if (action == "start" && services.DoStartSvc(name.c_str()) == 0) {
-    err << "kwlib service " << words[1] << ": the service did not start\n";
+// The manager's calls are silent: a service that cannot be opened is told here,
+// before any of them, on the manager --user names.
+bool Opens(const std::string& service, const kwlib::Call& call) {
+  if (call.arguments.Has("--user")) ServiceSetBusAddress(L"user");
+  return Status(kwfw::Utf8ToWide(service), call.err).has_value();
+}
+
+// The state reached, printed; nothing after telling why it cannot be read.
+std::optional<SERVICE_STATUS_PROCESS> Report(const std::string& service, const kwlib::Call& call) {
+  const std::optional<SERVICE_STATUS_PROCESS> status = Status(kwfw::Utf8ToWide(service), call.err);
+  if (status) Print(call.out, service, *status);
+  return status;
+}
+
+// start NAME
+int Start(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (!Opens(words[0], call)) return kwlib::kExitFailure;
+  if (CServiceManager().DoStartSvc(kwfw::Utf8ToWide(words[0]).c_str()) == 0) {
+    call.err << "kwlib service " << words[0] << ": the service did not start\n";
     return kwlib::kExitFailure;
   }
-  if (action == "stop") services.DoStopSvc(name.c_str());
-  if (action == "grant-guest") {
-    services.DoUpdateSvcDacl(name.c_str());
-    if (!GuestMayStartAndStop(name)) {
-      err << "kwlib service " << words[1] << ": the access list could not be changed (may the polkit rules folder be written?)\n";
-      return kwlib::kExitFailure;
-    }
-    out << words[1] << ": the guest account may start and stop it\n";
-    return kwlib::kExitOk;
-  }
-  const std::optional<SERVICE_STATUS_PROCESS> status = Status(name, err);
+  const std::optional<SERVICE_STATUS_PROCESS> status = Report(words[0], call);
   if (!status) return kwlib::kExitFailure;
-  Print(out, words[1], *status);
   // A start the manager accepted may still end with the service stopped and
   // failed (its program missing, an exit status, no readiness in time).
-  if (action == "start" && status->dwCurrentState == SERVICE_STOPPED && status->dwWin32ExitCode != ERROR_SUCCESS) {
-    err << "kwlib service " << words[1] << ": the service did not run";
+  if (status->dwCurrentState == SERVICE_STOPPED && status->dwWin32ExitCode != ERROR_SUCCESS) {
+    call.err << "kwlib service " << words[0] << ": the service did not run";
     if (status->dwWin32ExitCode == ERROR_SERVICE_SPECIFIC_ERROR) {
-      err << " (its exit status: " << status->dwServiceSpecificExitCode << ")";
+      call.err << " (its exit status: " << status->dwServiceSpecificExitCode << ")";
     }
-    err << "\n";
+    call.err << "\n";
     return kwlib::kExitFailure;
   }
   return kwlib::kExitOk;
 }
 
-KWLIB_COMMAND(kService, "service", "start, stop and look at services (systemd units)",
-              "Usage: kwlib service start NAME\n"
-              "       kwlib service stop NAME\n"
-              "       kwlib service status NAME\n"
-              "       kwlib service grant-guest NAME\n"
+// stop NAME
+int Stop(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (!Opens(words[0], call)) return kwlib::kExitFailure;
+  CServiceManager().DoStopSvc(kwfw::Utf8ToWide(words[0]).c_str());
+  return Report(words[0], call) ? kwlib::kExitOk : kwlib::kExitFailure;
+}
+
+// status NAME
+int ShowStatus(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (!Opens(words[0], call)) return kwlib::kExitFailure;
+  return Report(words[0], call) ? kwlib::kExitOk : kwlib::kExitFailure;
+}
+
+// grant-guest NAME
+int GrantGuest(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (!Opens(words[0], call)) return kwlib::kExitFailure;
+  const std::wstring name = kwfw::Utf8ToWide(words[0]);
+  CServiceManager().DoUpdateSvcDacl(name.c_str());
+  if (!GuestMayStartAndStop(name)) {
+    call.err << "kwlib service " << words[0] << ": the access list could not be changed (may the polkit rules folder be written?)\n";
+    return kwlib::kExitFailure;
+  }
+  call.out << words[0] << ": the guest account may start and stop it\n";
+  return kwlib::kExitOk;
+}
+
+const kwlib::SubCommand<> kTable[] = {
+    {{"start", 1, 1, "kwlib service start NAME"}, &Start},
+    {{"stop", 1, 1, "kwlib service stop NAME"}, &Stop},
+    {{"status", 1, 1, "kwlib service status NAME"}, &ShowStatus},
+    {{"grant-guest", 1, 1, "kwlib service grant-guest NAME"}, &GrantGuest},
+};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"--user"}}, out, err);
+}
+
+KWLIB_COMMAND(kService, "service", "start, stop and look at services (systemd units)", kwlib::SyntaxOf(kTable),
               "options: --user  the user's own service manager instead of the system's\n"
               "start starts the service and waits while it is starting; stop stops the services\n"
               "that depend on it, then it; both print the state reached. A start that ends with\n"

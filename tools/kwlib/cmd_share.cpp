@@ -8,6 +8,7 @@
 #include <kwlib63/system/sharingmanager.h>
 
 #include "command.h"
+#include "dispatch.h"
 
 namespace {
 
@@ -46,57 +47,57 @@ std::string ShareOf(const std::string& folder) {
   return {};
 }
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {});
-  const std::vector<std::string>& words = arguments.words;
-  if (words.empty()) throw kwlib::UsageError("give an action: add, remove or list");
-  const std::string& action = words[0];
-  if (action == "list") {
-    if (words.size() != 1) throw kwlib::UsageError("list takes no arguments");
-    const Listed listed = List();
-    if (listed.status == NERR_ServerNotStarted) return NotEnabled(err);
-    for (const auto& [name, path] : listed.shares) out << name << "\t" << path << "\n";
-    return kwlib::kExitOk;
-  }
-  if (words.size() != 2) throw kwlib::UsageError("give one folder");
-  const std::wstring folder = kwfw::Utf8ToWide(words[1]);
-  if (action == "add") {
-    if (AfxShareFolder(folder.c_str()) == -3) {
-      err << "kwlib share: " << words[1] << ": not a folder\n";
-      return kwlib::kExitFailure;
-    }
-    const std::string name = ShareOf(words[1]);
-    if (!name.empty()) {
-      out << name << "\n";
-      return kwlib::kExitOk;
-    }
-    if (List().status == NERR_ServerNotStarted) return NotEnabled(err);
-    err << "kwlib share: " << words[1] << ": the folder could not be shared (the machine's limit of shares, or rights)\n";
-    return kwlib::kExitFailure;
-  }
-  if (action == "remove") {
-    const Listed before = List();
-    if (before.status == NERR_ServerNotStarted) return NotEnabled(err);
-    const bool removedSomething = !ShareOf(words[1]).empty();
-    const int result = AfxUnShareFolder(folder.c_str());
-    if (result == -3) {
-      err << "kwlib share: " << words[1] << ": not a folder\n";
-      return kwlib::kExitFailure;
-    }
-    // The library answers 0 also for a folder that had no share to remove.
-    if (result == 0 && !removedSomething) {
-      err << "kwlib share: " << words[1] << ": not shared\n";
-      return kwlib::kExitFailure;
-    }
-    return result == 0 ? kwlib::kExitOk : kwlib::SystemFailure(err, "share", static_cast<unsigned long>(result));
-  }
-  throw kwlib::UsageError("unknown action '" + action + "'");
+int NotAFolder(const std::string& folder, const kwlib::Call& call) {
+  call.err << "kwlib share: " << folder << ": not a folder\n";
+  return kwlib::kExitFailure;
 }
 
-KWLIB_COMMAND(kShare, "share", "share folders on the network (Samba user shares)",
-              "Usage: kwlib share add FOLDER\n"
-              "       kwlib share remove FOLDER\n"
-              "       kwlib share list\n"
+// list
+int ListShares(const std::vector<std::string>&, const kwlib::Call& call) {
+  const Listed listed = List();
+  if (listed.status == NERR_ServerNotStarted) return NotEnabled(call.err);
+  for (const auto& [name, path] : listed.shares) call.out << name << "\t" << path << "\n";
+  return kwlib::kExitOk;
+}
+
+// add FOLDER
+int Add(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (AfxShareFolder(kwfw::Utf8ToWide(words[0]).c_str()) == -3) return NotAFolder(words[0], call);
+  const std::string name = ShareOf(words[0]);
+  if (!name.empty()) {
+    call.out << name << "\n";
+    return kwlib::kExitOk;
+  }
+  if (List().status == NERR_ServerNotStarted) return NotEnabled(call.err);
+  call.err << "kwlib share: " << words[0] << ": the folder could not be shared (the machine's limit of shares, or rights)\n";
+  return kwlib::kExitFailure;
+}
+
+// remove FOLDER
+int Remove(const std::vector<std::string>& words, const kwlib::Call& call) {
+  if (List().status == NERR_ServerNotStarted) return NotEnabled(call.err);
+  const bool removedSomething = !ShareOf(words[0]).empty();
+  const int result = AfxUnShareFolder(kwfw::Utf8ToWide(words[0]).c_str());
+  if (result == -3) return NotAFolder(words[0], call);
+  // The library answers 0 also for a folder that had no share to remove.
+  if (result == 0 && !removedSomething) {
+    call.err << "kwlib share: " << words[0] << ": not shared\n";
+    return kwlib::kExitFailure;
+  }
+  return result == 0 ? kwlib::kExitOk : kwlib::SystemFailure(call.err, "share", static_cast<unsigned long>(result));
+}
+
+const kwlib::SubCommand<> kTable[] = {
+    {{"add", 1, 1, "kwlib share add FOLDER"}, &Add},
+    {{"remove", 1, 1, "kwlib share remove FOLDER"}, &Remove},
+    {{"list", 0, 0, "kwlib share list"}, &ListShares},
+};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {}, out, err);
+}
+
+KWLIB_COMMAND(kShare, "share", "share folders on the network (Samba user shares)", kwlib::SyntaxOf(kTable),
               "add shares FOLDER as the library's sharing manager does (a name made from its last\n"
               "part, upper-cased and made unique, remark \"Hot Folder\", full access for Everyone)\n"
               "and prints the share's name; a folder already shared keeps its share. remove\n"

@@ -2,6 +2,7 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include <kwlib63/json.h>
 
 #include "command.h"
+#include "dispatch.h"
 
 namespace {
 
@@ -23,32 +25,30 @@ unsigned short ParseLanguage(const std::string& text) {
 // Adds the ids of "N" or "FROM-TO" to `ids`.
 void ParseIds(const std::string& text, std::vector<unsigned>& ids) {
   const std::size_t dash = text.find('-', 1);
-  const unsigned long first = kwlib::ParseNumber(text.substr(0, dash), 0xFFFF, "string id");
-  const unsigned long last = dash == std::string::npos ? first : kwlib::ParseNumber(text.substr(dash + 1), 0xFFFF, "string id");
+  // A part of a range that is no id is told with the range.
+  const auto number = [&](const std::string& part) {
+    try {
+      return kwlib::ParseNumber(part, 0xFFFF, "string id");
+    } catch (const kwlib::UsageError& e) {
+      if (dash == std::string::npos) throw;
+      throw kwlib::UsageError(std::string(e.what()) + " in the range '" + text + "'");
+    }
+  };
+  const unsigned long first = number(text.substr(0, dash));
+  const unsigned long last = dash == std::string::npos ? first : number(text.substr(dash + 1));
   if (last < first) throw kwlib::UsageError("empty range '" + text + "'");
   for (unsigned long id = first; id <= last; ++id) ids.push_back(static_cast<unsigned>(id));
 }
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  unsigned short lang = AfxGetLanguage();
-  bool json = false;
+// ID|FROM-TO...
+int Print(const std::vector<std::string>& words, const kwlib::Call& call) {
+  const std::optional<std::string> language = call.arguments.Value("--lang");
+  const unsigned short lang = language ? ParseLanguage(*language) : AfxGetLanguage();
+  const bool json = call.arguments.Has("--json");
+  std::ostream& out = call.out;
+  std::ostream& err = call.err;
   std::vector<unsigned> ids;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == "--lang") {
-      if (++i == args.size()) throw kwlib::UsageError("--lang needs a value");
-      lang = ParseLanguage(args[i]);
-    } else if (args[i].rfind("--lang=", 0) == 0) {
-      lang = ParseLanguage(args[i].substr(7));
-    } else if (args[i] == "--json") {
-      json = true;
-    } else if (args[i].rfind("--", 0) == 0 && args[i] != "--") {
-      throw kwlib::UsageError("unknown option '" + args[i] + "'");
-    } else if (args[i] != "--") {
-      ParseIds(args[i], ids);
-    }
-  }
-  if (ids.empty()) throw kwlib::UsageError("no string id given");
-
+  for (const std::string& word : words) ParseIds(word, ids);
   int missing = 0;
   Json::Value list(Json::arrayValue);
   for (unsigned id : ids) {
@@ -74,10 +74,17 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   return missing == 0 ? kwlib::kExitOk : kwlib::kExitFailure;
 }
 
+const kwlib::SubCommand<> kTable[] = {
+    {{"", 1, kwlib::kNoLimit, "kwlib strings [--lang fr|en|LANGID] [--json] ID|FROM-TO..."}, &Print}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"--json"}, .valued = {"--lang"}}, out, err);
+}
+
 }  // namespace
 
-KWLIB_COMMAND(kStrings, "strings", "print resource strings by id",
-              "Usage: kwlib strings [--lang fr|en|LANGID] [--json] ID|FROM-TO...\n\n"
+KWLIB_COMMAND(kStrings, "strings", "print resource strings by id", kwlib::SyntaxOf(kTable),
+              "\n"
               "Prints each string of the library's resource tables, one per line as\n"
               "ID<tab>TEXT, in the chosen language (default: the library's current\n"
               "language, which is French). IDs and language ids are decimal or 0x hex.\n"

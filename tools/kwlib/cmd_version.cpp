@@ -9,6 +9,7 @@
 #include <kwlib63/settings/pathstring.h>
 
 #include "command.h"
+#include "dispatch.h"
 #include "fileio.h"
 
 namespace {
@@ -23,21 +24,19 @@ std::string Numbers(const CInfoVersio& v) {
          std::to_string(v.nBuild);
 }
 
-int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-  const kwlib::Arguments arguments = kwlib::SplitFlags(args, {"--json"});
-  const bool json = arguments.Has("--json");
-  if (arguments.words.size() != 1) throw kwlib::UsageError(arguments.words.empty() ? "no file given" : "give one file");
-  const std::string& file = arguments.words[0];
+int Show(const std::vector<std::string>& words, const kwlib::Call& call) {
+  const bool json = call.arguments.Has("--json");
+  const std::string& file = words[0];
   std::string error;
   if (!kwlib::ReadableFile(file, error)) {
-    err << "kwlib version: " << file << ": " << error << "\n";
+    call.err << "kwlib version: " << file << ": " << error << "\n";
     return kwlib::kExitFailure;
   }
   const CPathString path(kwfw::Utf8ToWide(file).c_str(), nullptr);
   CInfoVersio fileVersion, productVersion;
   if (!CPathString::GetFileVersion(path, fileVersion) || !CPathString::GetProductVersion(path, productVersion)) {
     const bool missing = kwplat::GetLastError() == ERROR_RESOURCE_TYPE_NOT_FOUND;
-    err << "kwlib version: " << file << ": " << (missing ? "no version information" : "not a program or library with a version note") << "\n";
+    call.err << "kwlib version: " << file << ": " << (missing ? "no version information" : "not a program or library with a version note") << "\n";
     return kwlib::kExitFailure;
   }
   CString fileText, productText;
@@ -53,10 +52,10 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     result["debug"] = fileVersion.bDebug != 0;
     result["preRelease"] = fileVersion.bPreRelease != 0;
   } else {
-    out << "file version     " << Numbers(fileVersion) << " (" << kwfw::WideToUtf8(fileText.GetString()) << ")\n"
+    call.out << "file version     " << Numbers(fileVersion) << " (" << kwfw::WideToUtf8(fileText.GetString()) << ")\n"
         << "product version  " << Numbers(productVersion) << " (" << kwfw::WideToUtf8(productText.GetString()) << ")\n";
     if (fileVersion.bDebug || fileVersion.bPreRelease) {
-      out << "flags            " << (fileVersion.bDebug ? "debug " : "") << (fileVersion.bPreRelease ? "pre-release" : "")
+      call.out << "flags            " << (fileVersion.bDebug ? "debug " : "") << (fileVersion.bPreRelease ? "pre-release" : "")
           << "\n";
     }
   }
@@ -67,17 +66,23 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     if (json) {
       result["strings"][k] = v;
     } else {
-      out << k << std::string(k.size() < 17 ? 17 - k.size() : 1, ' ') << v << "\n";
+      call.out << k << std::string(k.size() < 17 ? 17 - k.size() : 1, ' ') << v << "\n";
     }
   }
-  if (json) out << kwlib::JsonText(result) << "\n";
+  if (json) call.out << kwlib::JsonText(result) << "\n";
   return kwlib::kExitOk;
+}
+
+const kwlib::SubCommand<> kTable[] = {{{"", 1, 1, "kwlib version [--json] FILE"}, &Show}};
+
+int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  return kwlib::Dispatch(kTable, args, {.flags = {"--json"}}, out, err);
 }
 
 }  // namespace
 
-KWLIB_COMMAND(kVersion, "version", "print the version information of a program or library",
-              "Usage: kwlib version [--json] FILE\n\n"
+KWLIB_COMMAND(kVersion, "version", "print the version information of a program or library", kwlib::SyntaxOf(kTable),
+              "\n"
               "Reads the version note of an ELF program or library (written with\n"
               "KW_VERSION_INFO) without running it, and prints the file and product\n"
               "versions as numbers and as text (with the -beta and -rc suffixes) and the\n"

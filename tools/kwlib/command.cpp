@@ -25,27 +25,64 @@ CommandRegistrar::CommandRegistrar(const Command& command) {
   commands.insert(at, &command);
 }
 
+std::string UsageText(const std::vector<Syntax>& rows) {
+  std::string text;
+  for (const Syntax& row : rows) {
+    for (const char* line = row.usage; *line != '\0';) {
+      const char* end = line;
+      while (*end != '\0' && *end != '\n') ++end;
+      text.append(text.empty() ? "Usage: " : "       ").append(line, end).append("\n");
+      line = *end == '\n' ? end + 1 : end;
+    }
+  }
+  return text;
+}
+
+std::string HelpText(const Command& command) { return UsageText(command.syntax) + command.help; }
+
 bool Arguments::Has(const std::string& flag) const {
   return std::find(flags.begin(), flags.end(), flag) != flags.end();
 }
 
-Arguments SplitFlags(const std::vector<std::string>& args, const std::vector<std::string>& known) {
+std::optional<std::string> Arguments::Value(const std::string& option) const {
+  std::optional<std::string> value;
+  for (const auto& [name, given] : values) {
+    if (name == option) value = given;
+  }
+  return value;
+}
+
+Arguments SplitFlags(const std::vector<std::string>& args, const Options& known) {
+  const auto knows = [](const std::vector<std::string>& list, const std::string& a) {
+    return std::find(list.begin(), list.end(), a) != list.end();
+  };
   Arguments result;
   bool options = true;  // "--" ends them: a word after it may start with '-'
-  for (const std::string& a : args) {
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    const std::size_t equals = a.rfind("--", 0) == 0 ? a.find('=') : std::string::npos;
     if (!options) {
       result.words.push_back(a);
     } else if (a == "--") {
       options = false;
-    } else if (std::find(known.begin(), known.end(), a) != known.end()) {
+    } else if (knows(known.flags, a)) {
       result.flags.push_back(a);
-    } else if (a.size() > 2 && a.rfind("--", 0) == 0) {
+    } else if (knows(known.valued, a)) {
+      result.values.emplace_back(a, ValueOf(args, i));
+    } else if (equals != std::string::npos && knows(known.valued, a.substr(0, equals))) {
+      result.values.emplace_back(a.substr(0, equals), a.substr(equals + 1));
+    } else if ((a.size() > 2 && a.rfind("--", 0) == 0) || (!known.dashWords && a.size() > 1 && a[0] == '-')) {
       throw UsageError("unknown option '" + a + "'");
     } else {
       result.words.push_back(a);
     }
   }
   return result;
+}
+
+const std::string& ValueOf(const std::vector<std::string>& args, std::size_t& i) {
+  if (i + 1 >= args.size()) throw UsageError(args[i] + " needs a value");
+  return args[++i];
 }
 
 std::string JsonText(const Json::Value& value) {

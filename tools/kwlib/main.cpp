@@ -57,7 +57,7 @@ int main(int argc, char** argv) {
   for (const std::string& a : args) {
     if (a == "--" || command->ownHelp) break;
     if (a == "--help" || a == "-h") {
-      std::cout << command->help;
+      std::cout << kwlib::HelpText(*command);
       return kwlib::kExitOk;
     }
   }
@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
     }
     return status;
   } catch (const kwlib::UsageError& e) {
-    std::cerr << "kwlib " << command->name << ": " << e.what() << "\nTry 'kwlib " << command->name << " --help'.\n";
+    std::cerr << e.Usage() << "kwlib " << command->name << ": " << e.what() << "\nTry 'kwlib " << command->name << " --help'.\n";
     return kwlib::kExitUsage;
   }
 }
