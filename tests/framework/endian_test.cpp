@@ -1,6 +1,7 @@
 // framework/endian.h: 16-, 32- and 64-bit loads and stores at every alignment give
 // and take the bytes of a little-endian file, least significant first, and touch
 // nothing beside them.
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -42,35 +43,36 @@ const Width kWidths[] = {
 const std::uint64_t kValues[] = {0, 1, 0x0123456789ABCDEFull, 0xFEDCBA9876543210ull, 0x8000000000000001ull,
                                  0x5555AAAA5555AAAAull, ~0ull};
 
-TEST(Endian, StoresWriteTheBytesLeastSignificantFirstAtEveryAlignment) {
+// Calls `check(width, value, at, image)` for every width, value and offset from 0
+// to 7, `image` being 24 bytes of `fill` with the value's bytes at that offset.
+template <typename Check>
+void ForEachPlacement(unsigned char fill, Check check) {
   for (const Width& w : kWidths) {
     for (const std::uint64_t full : kValues) {
       const std::uint64_t value = Fit(full, w.bytes);
+      const std::vector<unsigned char> bytes = LittleEndian(value, w.bytes);
       for (std::size_t at = 0; at < 8; ++at) {
-        std::vector<unsigned char> buffer(24, 0xA5);
-        w.store(buffer.data() + at, value);
-        std::vector<unsigned char> expected(24, 0xA5);
-        const std::vector<unsigned char> bytes = LittleEndian(value, w.bytes);
-        std::copy(bytes.begin(), bytes.end(), expected.begin() + static_cast<std::ptrdiff_t>(at));
-        EXPECT_EQ(buffer, expected) << w.bytes << " bytes of " << std::hex << value << " at " << at;
+        std::vector<unsigned char> image(24, fill);
+        std::copy(bytes.begin(), bytes.end(), image.begin() + static_cast<std::ptrdiff_t>(at));
+        check(w, value, at, image);
       }
     }
   }
 }
 
+TEST(Endian, StoresWriteTheBytesLeastSignificantFirstAtEveryAlignment) {
+  ForEachPlacement(0xA5, [](const Width& w, std::uint64_t value, std::size_t at, const std::vector<unsigned char>& image) {
+    std::vector<unsigned char> buffer(24, 0xA5);
+    w.store(buffer.data() + at, value);
+    EXPECT_EQ(buffer, image) << w.bytes << " bytes of " << std::hex << value << " at " << std::dec << at;
+  });
+}
+
 // Loads read exactly their own bytes, whatever stands beside them.
 TEST(Endian, LoadsReadTheBytesLeastSignificantFirstAtEveryAlignment) {
-  for (const Width& w : kWidths) {
-    for (const std::uint64_t full : kValues) {
-      const std::uint64_t value = Fit(full, w.bytes);
-      for (std::size_t at = 0; at < 8; ++at) {
-        std::vector<unsigned char> buffer(24, 0xFF);
-        const std::vector<unsigned char> bytes = LittleEndian(value, w.bytes);
-        std::copy(bytes.begin(), bytes.end(), buffer.begin() + static_cast<std::ptrdiff_t>(at));
-        EXPECT_EQ(w.load(buffer.data() + at), value) << w.bytes << " bytes at " << at;
-      }
-    }
-  }
+  ForEachPlacement(0xFF, [](const Width& w, std::uint64_t value, std::size_t at, const std::vector<unsigned char>& image) {
+    EXPECT_EQ(w.load(image.data() + at), value) << w.bytes << " bytes at " << at;
+  });
 }
 
 TEST(Endian, ByteSwapReversesTheBytes) {
