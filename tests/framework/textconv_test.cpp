@@ -4,6 +4,7 @@
 // keep lone surrogates, and a seeded walk of mixed valid and invalid text against
 // what each piece must give.
 #include <random>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,14 @@ void InEveryTextLocale(Check check) {
   }
 }
 
+// Checks in every text locale that `convert` gives each case's output for its input.
+template <typename Convert, typename Input, typename Output>
+void ExpectConversions(Convert convert, const std::vector<std::pair<Input, Output>>& cases) {
+  InEveryTextLocale([&] {
+    for (const auto& [input, output] : cases) EXPECT_EQ(convert(input), output) << testing::PrintToString(input);
+  });
+}
+
 std::wstring Wide(std::initializer_list<char32_t> codes) {
   std::wstring text;
   for (const char32_t c : codes) text += static_cast<wchar_t>(c);
@@ -34,10 +43,7 @@ std::wstring Wide(std::initializer_list<char32_t> codes) {
 
 // Each byte that does not start a complete, valid sequence is one U+FFFD.
 TEST(TextConv, Utf8DecodesEachLengthAndReplacesEachInvalidByte) {
-  const struct {
-    std::string utf8;
-    std::wstring wide;
-  } cases[] = {
+  ExpectConversions(kwfw::Utf8ToWide, std::vector<std::pair<std::string, std::wstring>>{
       {"", L""},
       {"\x7F", Wide({0x7F})},
       {"\xC2\x80", Wide({0x80})},
@@ -55,19 +61,13 @@ TEST(TextConv, Utf8DecodesEachLengthAndReplacesEachInvalidByte) {
       {"\xE2\x82" "A", Wide({0xFFFD, 0xFFFD, 'A'})},                                    // cut short
       {"x\xF0\x9F\x98", Wide({'x', 0xFFFD, 0xFFFD, 0xFFFD})},                           // cut by the end
       {"\x80\xBF\xFE\xFF", Wide({0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD})},
-  };
-  InEveryTextLocale([&] {
-    for (const auto& c : cases) EXPECT_EQ(kwfw::Utf8ToWide(c.utf8), c.wide) << testing::PrintToString(c.utf8);
   });
 }
 
 // Every scalar value is encoded; a surrogate or a value past U+10FFFF (a negative
 // wchar_t among them) is U+FFFD.
 TEST(TextConv, WideToUtf8EncodesScalarsAndReplacesTheRest) {
-  const struct {
-    std::wstring wide;
-    std::string utf8;
-  } cases[] = {
+  ExpectConversions(kwfw::WideToUtf8, std::vector<std::pair<std::wstring, std::string>>{
       {Wide({0x7F, 0x80}), "\x7F\xC2\x80"},
       {Wide({0x7FF, 0x800}), "\xDF\xBF\xE0\xA0\x80"},
       {Wide({0xFFFF, 0x10000}), "\xEF\xBF\xBF\xF0\x90\x80\x80"},
@@ -76,38 +76,25 @@ TEST(TextConv, WideToUtf8EncodesScalarsAndReplacesTheRest) {
       {Wide({0xDFFF, 'a'}), "\xEF\xBF\xBD" "a"},
       {Wide({0x110000}), "\xEF\xBF\xBD"},
       {std::wstring(1, static_cast<wchar_t>(-1)), "\xEF\xBF\xBD"},
-  };
-  InEveryTextLocale([&] {
-    for (const auto& c : cases) EXPECT_EQ(kwfw::WideToUtf8(c.wide), c.utf8) << testing::PrintToString(c.utf8);
   });
 }
 
 TEST(TextConv, Utf16PairsCharactersPastTheBasicPlaneAndReplacesLoneSurrogates) {
-  const struct {
-    std::wstring wide;
-    std::u16string utf16;
-  } encoded[] = {
+  ExpectConversions(kwfw::WideToUtf16, std::vector<std::pair<std::wstring, std::u16string>>{
       {Wide({0xFFFF}), u"\xFFFF"},
       {Wide({0x10000}), u"\xD800\xDC00"},
       {Wide({0x1F600}), u"\xD83D\xDE00"},
       {Wide({0x10FFFF}), u"\xDBFF\xDFFF"},
       {Wide({0xD800, 0xDC00}), u"\xFFFD\xFFFD"},  // a pair as wide characters is two lone halves
       {Wide({0x110000}), u"\xFFFD"},
-  };
-  const struct {
-    std::u16string utf16;
-    std::wstring wide;
-  } decoded[] = {
+  });
+  ExpectConversions(kwfw::Utf16ToWide, std::vector<std::pair<std::u16string, std::wstring>>{
       {u"\xD83D\xDE00", Wide({0x1F600})},
       {u"\xDBFF\xDFFF", Wide({0x10FFFF})},
       {u"\xDE00x\xD83D", Wide({0xFFFD, 'x', 0xFFFD})},
       {u"\xDC00\xD800", Wide({0xFFFD, 0xFFFD})},                // the halves the wrong way round
       {u"\xD800\xD83D\xDE00", Wide({0xFFFD, 0x1F600})},         // a high half, then a pair
       {u"\xD800" u"a\xDC00", Wide({0xFFFD, 'a', 0xFFFD})},      // halves apart
-  };
-  InEveryTextLocale([&] {
-    for (const auto& c : encoded) EXPECT_EQ(kwfw::WideToUtf16(c.wide), c.utf16) << testing::PrintToString(c.utf16);
-    for (const auto& c : decoded) EXPECT_EQ(kwfw::Utf16ToWide(c.utf16), c.wide) << testing::PrintToString(c.utf16);
   });
 }
 
