@@ -64,14 +64,24 @@ GdiData Stock(int id) {
   return data;
 }
 
-// The stock objects, made once and never freed.
+// The stock objects, made once and never freed. Each is an object of its own kind,
+// since CDC::SelectObject(CPen*) and its like hand a displaced stock object back as one.
 struct StockObjects {
   std::array<GdiData, 18> data;
-  std::array<CGdiObject, 18> objects;
+  CPen pens[18];
+  CBrush brushes[18];
+  CFont fonts[18];
+  std::array<CGdiObject*, 18> objects{};
   StockObjects() {
     for (int id = 0; id < 18; ++id) {
       data[id] = Stock(id);
-      if (data[id].stock) objects[id].m_hObject = kwfw::HandleOf(&data[id]);
+      if (!data[id].stock) continue;
+      switch (data[id].kind) {
+        case GdiKind::kPen: objects[id] = &pens[id]; break;
+        case GdiKind::kBrush: objects[id] = &brushes[id]; break;
+        case GdiKind::kFont: objects[id] = &fonts[id]; break;
+      }
+      objects[id]->m_hObject = kwfw::HandleOf(&data[id]);
     }
   }
 };
@@ -92,7 +102,7 @@ BOOL CGdiObject::DeleteObject() {
 CGdiObject* CGdiObject::FromStock(int stockId) {
   static StockObjects* stock = new StockObjects;  // lives as long as the process
   if (stockId < 0 || stockId >= 18 || !stock->data[stockId].stock) return nullptr;
-  return &stock->objects[stockId];
+  return stock->objects[stockId];
 }
 
 BOOL CGdiObject::Create(HGDIOBJ made) {

@@ -3,7 +3,6 @@
 
 #include <kwlib63/framework/cstring.h>
 #include <kwlib63/framework/exception.h>
-#include <kwlib63/framework/textconv.h>
 
 #include "support/locales.h"
 #include "support/throws.h"
@@ -119,26 +118,4 @@ TEST(CString, WidthsConvertThroughUtf8) {
   EXPECT_EQ(CString(L"x") + L"y" + CString(L"z") + L'!', L"xyz!");
 }
 
-TEST(TextConv, InvalidInputNeverFails) {
-  EXPECT_EQ(kwfw::Utf8ToWide("\xC0\x80\xED\xA0\x80" "a"), L"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD" L"a");
-  EXPECT_EQ(kwfw::WideToUtf16(L"\U0001F600"), u"\xD83D\xDE00");
-  EXPECT_EQ(kwfw::Utf16ToWide(u"\xD83D\xDE00"), L"\U0001F600");
-  EXPECT_EQ(kwfw::Utf16ToWide(u"\xDE00x\xD83D"), L"\uFFFDx\uFFFD");
-  EXPECT_EQ(kwfw::WideToUtf8(std::wstring(1, static_cast<wchar_t>(0xD800))), "\xEF\xBF\xBD");
-}
-
 }  // namespace
-
-// UTF-16LE bytes as Windows data holds them: pairs for characters past U+FFFF, a
-// lone surrogate kept as the unit it is both ways, U+FFFD for what is no character,
-// and an odd last byte left out.
-TEST(Utf16Le, UnitsAndBytesBothWays) {
-  const std::wstring text{L'A', static_cast<wchar_t>(0x1F600), static_cast<wchar_t>(0xD800), L'z'};
-  const std::string bytes = kwfw::WideToUtf16Le(text);
-  EXPECT_EQ(bytes, std::string("A\0\x3D\xD8\x00\xDE\x00\xD8z\0", 10));
-  EXPECT_EQ(kwfw::Utf16LeToWide(bytes), text);
-  EXPECT_EQ(kwfw::Utf16LeToWide(bytes + "x"), text);
-  EXPECT_EQ(kwfw::WideToUtf16Le(std::wstring(1, static_cast<wchar_t>(0x110000))), std::string("\xFD\xFF", 2));
-  EXPECT_EQ(kwfw::Utf16LeUnits(std::string("a\0\xAC\x20q", 5)), std::u16string(u"a\u20AC"));
-  EXPECT_EQ(kwfw::Utf16LeBytes(u"a\u20AC"), std::string("a\0\xAC\x20", 4));
-}

@@ -1,5 +1,5 @@
-// The framework's exceptions: run-time classes, auto-delete, and the texts and
-// causes of file exceptions.
+// The framework's exceptions: auto-delete, and the texts and causes of file
+// exceptions (their run-time classes are in object_test.cpp).
 #include <cerrno>
 #include <gtest/gtest.h>
 
@@ -9,27 +9,6 @@
 #include "support/recorders.h"
 
 namespace {
-
-class CDynThing : public CObject {
-  DECLARE_DYNCREATE(CDynThing)
-};
-IMPLEMENT_DYNCREATE(CDynThing, CObject)
-
-TEST(RuntimeClass, KindOfFollowsTheBaseChain) {
-  CInvalidArgException e;
-  EXPECT_TRUE(e.IsKindOf(RUNTIME_CLASS(CInvalidArgException)));
-  EXPECT_TRUE(e.IsKindOf(RUNTIME_CLASS(CException)));
-  EXPECT_TRUE(e.IsKindOf(RUNTIME_CLASS(CObject)));
-  EXPECT_FALSE(e.IsKindOf(RUNTIME_CLASS(CMemoryException)));
-  EXPECT_STREQ(e.GetRuntimeClass()->m_lpszClassName, "CInvalidArgException");
-  EXPECT_EQ(CFileException::_GetBaseClass(), RUNTIME_CLASS(CException));
-  EXPECT_EQ(RUNTIME_CLASS(CException)->CreateObject(), nullptr);  // not creatable
-
-  CObject* made = RUNTIME_CLASS(CDynThing)->CreateObject();
-  ASSERT_NE(made, nullptr);
-  EXPECT_TRUE(made->IsKindOf(RUNTIME_CLASS(CDynThing)));
-  delete made;
-}
 
 TEST(Exceptions, ThrownByPointerAndReleasedWithDelete) {
   try {

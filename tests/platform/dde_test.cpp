@@ -122,7 +122,7 @@ TEST(Dde, HandlesFoldNonAsciiNamesInEveryLocale) {
 
 HDDEDATA Flags(UINT flags) { return reinterpret_cast<HDDEDATA>(static_cast<std::uintptr_t>(flags)); }
 
-// What the server below was handed, for the one test that runs it.
+// What the server below was handed, for the tests that run it.
 struct Served {
   DWORD instance = 0;
   std::vector<std::string> deliveries;  // "execute|bytes" or "poke item|bytes"
@@ -171,20 +171,35 @@ void PumpMessages() {
   while (HasPendingMessage()) PumpOneMessage(nullptr);
 }
 
-// A synchronous transaction waits on the thread's context, from which the server
-// of the same thread answers.
-TEST(Dde, TransactionsAndDisconnectsReachAServerOfTheSameThread) {
-  kwtest::PrivateBus bus;
-  g_served = Served{};
-  ASSERT_EQ(DdeInitializeW(&g_served.instance, Serve, APPCLASS_STANDARD, 0), DMLERR_NO_ERROR);
-  HSZ service = DdeCreateStringHandleW(g_served.instance, L"Prova", CP_WINUNICODE);
-  ASSERT_NE(DdeNameService(g_served.instance, service, nullptr, DNS_REGISTER), nullptr);
-  DWORD client = 0;
-  ASSERT_EQ(DdeInitializeW(&client, Ignore, APPCMD_CLIENTONLY, 0), DMLERR_NO_ERROR);
-  HSZ topic = DdeCreateStringHandleW(client, L"Sistema", CP_WINUNICODE);
-  const HCONV conversation = DdeConnect(client, service, topic, nullptr);
-  ASSERT_NE(conversation, nullptr);
+// A server and a client of one thread, connected on a private bus. A synchronous
+// transaction waits on the thread's context, from which the server answers.
+class DdeSameThread : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    g_served = Served{};
+    ASSERT_EQ(DdeInitializeW(&g_served.instance, Serve, APPCLASS_STANDARD, 0), DMLERR_NO_ERROR);
+    HSZ service = DdeCreateStringHandleW(g_served.instance, L"Prova", CP_WINUNICODE);
+    ASSERT_NE(DdeNameService(g_served.instance, service, nullptr, DNS_REGISTER), nullptr);
+    ASSERT_EQ(DdeInitializeW(&m_client, Ignore, APPCMD_CLIENTONLY, 0), DMLERR_NO_ERROR);
+    HSZ topic = DdeCreateStringHandleW(m_client, L"Sistema", CP_WINUNICODE);
+    m_conversation = DdeConnect(m_client, service, topic, nullptr);
+    ASSERT_NE(m_conversation, nullptr);
+  }
+  void TearDown() override {
+    if (m_client != 0) {
+      EXPECT_TRUE(DdeUninitialize(m_client));
+    }
+    if (g_served.instance != 0) {
+      EXPECT_TRUE(DdeUninitialize(g_served.instance));
+    }
+  }
 
+  kwtest::PrivateBus m_bus;
+  DWORD m_client = 0;
+  HCONV m_conversation = nullptr;
+};
+
+TEST_F(DdeSameThread, TransactionsReachTheServer) {
   struct {
     UINT type;
     const wchar_t* item;
@@ -203,13 +218,13 @@ TEST(Dde, TransactionsAndDisconnectsReachAServerOfTheSameThread) {
   };
   for (const auto& c : cases) {
     const std::string label = std::to_string(&c - cases);
-    HSZ item = c.item != nullptr ? DdeCreateStringHandleW(client, c.item, CP_WINUNICODE) : nullptr;
+    HSZ item = c.item != nullptr ? DdeCreateStringHandleW(m_client, c.item, CP_WINUNICODE) : nullptr;
     std::string sent = c.sent;
     DWORD result = 0x5A5A;
     const HDDEDATA answer =
-        DdeClientTransaction(reinterpret_cast<LPBYTE>(sent.data()), static_cast<DWORD>(sent.size()), conversation,
+        DdeClientTransaction(reinterpret_cast<LPBYTE>(sent.data()), static_cast<DWORD>(sent.size()), m_conversation,
                              item, CF_TEXT, c.type, c.timeout, &result);
-    EXPECT_EQ(DdeGetLastError(client), c.error) << label;
+    EXPECT_EQ(DdeGetLastError(m_client), c.error) << label;
     if (c.type == XTYP_REQUEST) {
       EXPECT_EQ(answer != nullptr ? Bytes(answer) : "", c.answer) << label;
       if (answer != nullptr) {
@@ -219,17 +234,18 @@ TEST(Dde, TransactionsAndDisconnectsReachAServerOfTheSameThread) {
       EXPECT_EQ(answer != nullptr, c.error == DMLERR_NO_ERROR) << label;
       EXPECT_EQ(result, c.flags) << label;
     }
-    if (item != nullptr) DdeFreeStringHandle(client, item);
+    if (item != nullptr) DdeFreeStringHandle(m_client, item);
   }
   EXPECT_EQ(g_served.deliveries,
             (std::vector<std::string>{"poke data|nou", "poke other|vell", "execute|[Obrir]"}));
+}
 
-  // The server hears of the end of the conversation without the client waiting.
-  EXPECT_TRUE(DdeDisconnect(conversation));
+// The server hears of the end of the conversation without the client waiting,
+// and the conversation takes no transaction after it.
+TEST_F(DdeSameThread, TheServerHearsOfADisconnect) {
+  EXPECT_TRUE(DdeDisconnect(m_conversation));
   EXPECT_TRUE(kwtest::Eventually([] { return g_served.disconnects == 1; }, PumpMessages));
-  EXPECT_EQ(DdeClientTransaction(nullptr, 0, conversation, nullptr, CF_TEXT, XTYP_EXECUTE, 5000, nullptr), nullptr);
-  EXPECT_TRUE(DdeUninitialize(client));
-  EXPECT_TRUE(DdeUninitialize(g_served.instance));
+  EXPECT_EQ(DdeClientTransaction(nullptr, 0, m_conversation, nullptr, CF_TEXT, XTYP_EXECUTE, 5000, nullptr), nullptr);
 }
 
 }  // namespace

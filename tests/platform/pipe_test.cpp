@@ -5,15 +5,12 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <fstream>
-#include <initializer_list>
 #include <string>
 #include <thread>
 #include <vector>
@@ -26,18 +23,13 @@
 #include <kwlib63/platform/process.h>
 
 #include "support/eventually.h"
+#include "support/threadwait.h"
 
 namespace {
 
-// Whether thread `tid` of this process sleeps in one of the system calls `calls`.
-bool SleepsIn(pid_t tid, std::initializer_list<long> calls) {
-  std::ifstream file("/proc/self/task/" + std::to_string(tid) + "/syscall");
-  long call = -1;
-  return file >> call && std::find(calls.begin(), calls.end(), call) != calls.end();
-}
-
-const std::initializer_list<long> kReadWaits = {SYS_read, SYS_poll, SYS_ppoll};
-const std::initializer_list<long> kWriteWaits = {SYS_write, SYS_poll, SYS_ppoll};
+using kwtest::kReadWaits;
+using kwtest::kWriteWaits;
+using kwtest::SleepsIn;
 
 // A megabyte nobody reads fills the pipe: closing the writing end wakes the
 // write, which fails as a broken pipe.
@@ -282,7 +274,7 @@ TEST(Processes, AWaitSeesTheEndOfAChildMadeWithoutASpareDescriptor) {
     result = kwplat::WaitForMultipleObjects(2, both, FALSE, INFINITE);
     done = true;
   });
-  ASSERT_TRUE(kwtest::Eventually([&] { return tid != 0 && SleepsIn(tid, {SYS_poll, SYS_ppoll}); }));
+  ASSERT_TRUE(kwtest::Eventually([&] { return tid != 0 && SleepsIn(tid, kwtest::kPollWaits); }));
   kill(static_cast<pid_t>(pid), SIGKILL);  // directly, so that no call of ours looks at the child
   if (!kwtest::Eventually([&] { return done.load(); })) kwplat::SetEvent(letGo);
   waiter.join();

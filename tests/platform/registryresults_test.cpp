@@ -108,39 +108,58 @@ TEST_F(RegistryResults, SizesCountedAtTwoBytesACharacter) {
   EXPECT_EQ(StoredSize(L"ab"), 3 * kChar);
 }
 
+// An address nothing is mapped at.
+const BYTE* const kBad = reinterpret_cast<const BYTE*>(std::uintptr_t{1});
+
 // test_set_value: a bad data pointer with a size is ERROR_NOACCESS, for text and
-// numbers alike, and so is a null one; null with size 0 is an empty value.
-TEST_F(RegistryResults, BadDataPointers) {
-  const auto* bad = reinterpret_cast<const BYTE*>(std::uintptr_t{1});
+// numbers alike, and so is a null one.
+TEST_F(RegistryResults, BadDataPointersAreRefused) {
   EXPECT_EXIT(
       {
-        const bool all = RegSetValueExW(m_key, L"v", 0, REG_SZ, bad, 1) == ERROR_NOACCESS &&
-                         RegSetValueExW(m_key, L"v", 0, REG_DWORD, bad, 1) == ERROR_NOACCESS &&
+        const bool all = RegSetValueExW(m_key, L"v", 0, REG_SZ, kBad, 1) == ERROR_NOACCESS &&
+                         RegSetValueExW(m_key, L"v", 0, REG_DWORD, kBad, 1) == ERROR_NOACCESS &&
                          RegSetValueExW(m_key, L"v", 0, REG_SZ, nullptr, 4) == ERROR_NOACCESS &&
                          RegSetValueExW(m_key, L"v", 0, REG_DWORD, nullptr, 4) == ERROR_NOACCESS;
         std::exit(all ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
+}
+
+// test_set_value: null with size 0 is an empty value.
+TEST_F(RegistryResults, ANullPointerOfSizeZeroIsAnEmptyValue) {
   EXPECT_EQ(RegSetValueExW(m_key, L"empty", 0, REG_DWORD, nullptr, 0), ERROR_SUCCESS);
   EXPECT_EQ(StoredSize(L"empty"), 0u);
-  // A buffer that cannot take the data is refused the same way.
+}
+
+// A buffer that cannot take the data is refused the same way.
+TEST_F(RegistryResults, AQueryIntoABadBufferIsRefused) {
   const DWORD number = 7;
   ASSERT_EQ(RegSetValueExW(m_key, L"n", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), 4), ERROR_SUCCESS);
   EXPECT_EXIT(
       {
         DWORD size = 4;
-        std::exit(RegQueryValueExW(m_key, L"n", nullptr, nullptr, const_cast<BYTE*>(bad), &size) == ERROR_NOACCESS ? 0 : 1);
+        std::exit(RegQueryValueExW(m_key, L"n", nullptr, nullptr, const_cast<BYTE*>(kBad), &size) == ERROR_NOACCESS ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
-  // A buffer on the caller's stack, written without the kernel's check, takes the
-  // value all the same.
+}
+
+// A buffer on the caller's stack, written without the kernel's check, takes the
+// value all the same.
+TEST_F(RegistryResults, AQueryIntoTheCallersStackTakesTheValue) {
+  const DWORD number = 7;
+  ASSERT_EQ(RegSetValueExW(m_key, L"n", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), 4), ERROR_SUCCESS);
   DWORD local = 0, size = 4;
   ASSERT_EQ(RegQueryValueExW(m_key, L"n", nullptr, nullptr, reinterpret_cast<BYTE*>(&local), &size), ERROR_SUCCESS);
   EXPECT_EQ(local, 7u);
-  // On a signal's alternate stack, a read-only page above it is refused, not
-  // taken for the caller's frames. (ThreadSanitizer rightly stops the registry's
-  // allocations inside a signal handler; the other builds run the case.)
+}
+
+// On a signal's alternate stack, a read-only page above it is refused, not taken
+// for the caller's frames. (ThreadSanitizer rightly stops the registry's
+// allocations inside a signal handler; the other builds run the case.)
 #if !defined(__SANITIZE_THREAD__)
+TEST_F(RegistryResults, AReadOnlyPageAboveASignalStackIsRefused) {
+  const DWORD number = 7;
+  ASSERT_EQ(RegSetValueExW(m_key, L"n", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), 4), ERROR_SUCCESS);
   EXPECT_EXIT(
       {
         static HKEY key;
@@ -167,8 +186,8 @@ TEST_F(RegistryResults, BadDataPointers) {
         std::exit(result == ERROR_NOACCESS ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
-#endif
 }
+#endif
 
 // test_enum_value: a name buffer too small gives ERROR_MORE_DATA with the type and
 // the data's size filled in, the name's length and both buffers left alone; a data

@@ -156,21 +156,29 @@ TEST(Security, DescriptorsInBothForms) {
   EXPECT_FALSE(IsValidAcl(acl));
 }
 
-TEST(Security, ExplicitEntriesChangeAListInWindowsOrder) {
-  std::vector<BYTE> root = UnixSid(1, 0), adm = UnixSid(2, 4), nobody = UnixSid(1, 65534);
+// The list that nobody, root and adm's explicit entries make of a list holding an
+// inherited entry for adm and an explicit one for root: null on failure.
+PACL ListFromExplicitEntries() {
+  std::vector<BYTE> root = UnixSid(1, 0), adm = UnixSid(2, 4);
   alignas(4) BYTE buffer[128];
   auto* old = reinterpret_cast<PACL>(buffer);
-  ASSERT_TRUE(InitializeAcl(old, sizeof buffer, ACL_REVISION));
-  ASSERT_TRUE(AddAccessAllowedAceEx(old, ACL_REVISION, INHERITED_ACE, GENERIC_READ, adm.data()));
-  ASSERT_TRUE(AddAccessAllowedAce(old, ACL_REVISION, GENERIC_READ, root.data()));
-
+  EXPECT_TRUE(InitializeAcl(old, sizeof buffer, ACL_REVISION));
+  EXPECT_TRUE(AddAccessAllowedAceEx(old, ACL_REVISION, INHERITED_ACE, GENERIC_READ, adm.data()));
+  EXPECT_TRUE(AddAccessAllowedAce(old, ACL_REVISION, GENERIC_READ, root.data()));
   EXPLICIT_ACCESS_W entries[3];
   wchar_t nobodyName[] = L"nobody", rootName[] = L"root", admName[] = L"adm";
   BuildExplicitAccessWithNameW(&entries[0], nobodyName, GENERIC_READ, GRANT_ACCESS, NO_INHERITANCE);
   BuildExplicitAccessWithNameW(&entries[1], rootName, GENERIC_ALL, SET_ACCESS, NO_INHERITANCE);
   BuildExplicitAccessWithNameW(&entries[2], admName, GENERIC_WRITE, DENY_ACCESS, NO_INHERITANCE);
   PACL made = nullptr;
-  ASSERT_EQ(SetEntriesInAclW(3, entries, old, &made), ERROR_SUCCESS);
+  EXPECT_EQ(SetEntriesInAclW(3, entries, old, &made), ERROR_SUCCESS);
+  return made;
+}
+
+TEST(Security, ExplicitEntriesChangeAListInWindowsOrder) {
+  std::vector<BYTE> root = UnixSid(1, 0), adm = UnixSid(2, 4), nobody = UnixSid(1, 65534);
+  PACL made = ListFromExplicitEntries();
+  ASSERT_NE(made, nullptr);
   // Denying, then allowing (in the order the entries made them), then inherited.
   struct Expected {
     BYTE type, flags;
@@ -190,7 +198,16 @@ TEST(Security, ExplicitEntriesChangeAListInWindowsOrder) {
     EXPECT_EQ(allowed->Mask, expected[i].mask) << i;
     EXPECT_TRUE(EqualSid(static_cast<BYTE*>(ace) + 8, expected[i].sid->data())) << i;
   }
-  // Granting more to an allowing entry adds to it; revoking removes every entry.
+  LocalFree(made);
+}
+
+// Granting more to an allowing entry adds to it; revoking removes every explicit
+// entry of the account, and its inherited one stays.
+TEST(Security, GrantingAddsToAnEntryAndRevokingRemovesTheExplicitOnes) {
+  PACL made = ListFromExplicitEntries();
+  ASSERT_NE(made, nullptr);
+  EXPLICIT_ACCESS_W entries[2];
+  wchar_t nobodyName[] = L"nobody", admName[] = L"adm";
   BuildExplicitAccessWithNameW(&entries[0], nobodyName, GENERIC_EXECUTE, GRANT_ACCESS, NO_INHERITANCE);
   BuildExplicitAccessWithNameW(&entries[1], admName, 0, REVOKE_ACCESS, NO_INHERITANCE);
   PACL again = nullptr;
@@ -201,10 +218,14 @@ TEST(Security, ExplicitEntriesChangeAListInWindowsOrder) {
   EXPECT_EQ(static_cast<ACCESS_ALLOWED_ACE*>(ace)->Mask, GENERIC_READ | GENERIC_EXECUTE);
   LocalFree(made);
   LocalFree(again);
+}
 
+TEST(Security, AnUnknownAccountMapsToNothing) {
+  EXPLICIT_ACCESS_W entry;
   wchar_t unknown[] = L"no-such-account-kw";
-  BuildExplicitAccessWithNameW(&entries[0], unknown, GENERIC_READ, GRANT_ACCESS, NO_INHERITANCE);
-  EXPECT_EQ(SetEntriesInAclW(1, entries, nullptr, &made), ERROR_NONE_MAPPED);
+  BuildExplicitAccessWithNameW(&entry, unknown, GENERIC_READ, GRANT_ACCESS, NO_INHERITANCE);
+  PACL made = nullptr;
+  EXPECT_EQ(SetEntriesInAclW(1, &entry, nullptr, &made), ERROR_NONE_MAPPED);
 }
 
 }  // namespace

@@ -1,15 +1,18 @@
-// A child process for the redirection tests, run as
+// A child process for the redirection and process tests, run as
 //   kw_child ACTION [ARG] ACTION [ARG] ...
 // out TEXT, err TEXT: write TEXT to standard output or error; raw TEXT: write it
 // without a line end; sleep MS; echo-stdin: copy one line of standard input to
 // standard output; wait: read one line of standard input and go on; args: print each argument after "args" in brackets; cwd: print
 // the current folder; fds: print the open descriptors; blocking: print, for
 // descriptors 0, 1 and 2, b when it blocks and n when it does not; split-e: write the two bytes
-// of "é" in two writes, the second once a line has come on standard input; exit N. Every write is
-// flushed at once so that the parent sees it as a chunk of its own.
+// of "é" in two writes, the second once a line has come on standard input; fill N: write N
+// bytes, byte i being i % 251; signal N: raise signal N; exit N. Every write is flushed at once
+// so that the parent sees it as a chunk of its own.
 #include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include <cstdio>
 #include <cstdlib>
@@ -72,6 +75,15 @@ int main(int argc, char** argv) {
       char line[256];
       if (std::fgets(line, sizeof line, stdin) == nullptr) return 1;
       Write(stdout, "\xA9");
+    } else if (action == "fill") {
+      std::string bytes(std::strtoul(arg, nullptr, 10), '\0');
+      for (std::size_t b = 0; b < bytes.size(); ++b) bytes[b] = static_cast<char>(b % 251);
+      std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+      std::fflush(stdout);
+      ++i;
+    } else if (action == "signal") {
+      std::raise(std::atoi(arg));
+      ++i;
     } else if (action == "exit") {
       return std::atoi(arg);
     }

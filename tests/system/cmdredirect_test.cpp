@@ -215,14 +215,6 @@ TEST(CmdRedirect, InputArgumentsFolderAndDescriptors) {
   EXPECT_EQ(modes.Out(), L"bbb\n");
 }
 
-TEST(CmdRedirect, CommandLinesSplitAndJoinByTheWindowsRules) {
-  const std::vector<std::wstring> words = {L"/opt/my tools/run", L"", L"a b", LR"(q"uote)", LR"(tail\)", LR"(\\"x)", L"plain"};
-  EXPECT_EQ(kwplat::SplitCommandLine(kwplat::JoinCommandLine(words).c_str()), words);
-  EXPECT_EQ(kwplat::SplitCommandLine(LR"(  "C:\dir\" a\\"b c" d)"),
-            (std::vector<std::wstring>{LR"(C:\dir\)", LR"(a\b c)", L"d"}));
-  EXPECT_TRUE(kwplat::SplitCommandLine(L"   ").empty());
-}
-
 TEST(CmdRedirect, MissingProgramAndUnredirectedStart) {
   Recorder r;
   EXPECT_EQ(r.StartChildProcess(L"/nonexistent/program -x", FALSE, TRUE, nullptr), 0);
