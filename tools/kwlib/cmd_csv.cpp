@@ -13,6 +13,7 @@
 
 #include "command.h"
 #include "dispatch.h"
+#include "longwork.h"
 
 namespace {
 
@@ -123,9 +124,19 @@ int Rows(const std::vector<std::string>& words, const kwlib::Call& call) {
     return kwlib::kExitFailure;
   }
   parser.init(input.get());
+  kwlib::FileProgress progress(file, fileno(input.get()));
   // JSON is written a row at a time, as the rows are read.
   std::size_t rows = 0;
+  long reported = 0;
   while (parser.has_more_rows()) {
+    // The parser reads ahead in blocks: the stream's place tells how far it got
+    // (asked now and then: it costs a system call).
+    if (kwlib::Progress() != nullptr && rows % 4096 == 0) {
+      if (const long at = std::ftell(input.get()); at > reported) {
+        progress.Read(static_cast<std::size_t>(at - reported));
+        reported = at;
+      }
+    }
     std::vector<std::string> row = parser.get_row();
     if (row.empty() && !parser.has_more_rows()) break;  // nothing but blank lines were left
     ++rows;

@@ -10,15 +10,28 @@
 
 #include "command.h"
 #include "dispatch.h"
+#include "longwork.h"
 
 namespace {
+
+// GetLlistaFitxers' walk, with the folder it is in on the progress bar.
+class Walk : public TIteradorFitxers {
+ public:
+  static int Found(const wchar_t* carpeta, const wchar_t* nom, int nivell, __int64 list) {
+    if (TIndicadorEstat* ie = kwlib::Progress()) {
+      ie->SetMissatge(carpeta);
+      ie->MostrarEstat(0.0);
+    }
+    return _fnGetLlistaFitxers(carpeta, nom, nivell, list);
+  }
+};
 
 int Find(const std::vector<std::string>& words, const kwlib::Call& call) {
   const bool recursive = (call.arguments.Has("-r") || call.arguments.Has("--recursive"));
   CStringList list;
-  TIteradorFitxers iterador;
-  const int result = iterador.GetLlistaFitxers(list, kwfw::Utf8ToWide(words[0]).c_str(),
-                                               kwfw::Utf8ToWide(words[1]).c_str(), recursive ? TRUE : FALSE);
+  Walk walk;
+  const int result = walk.IteraFitxers(&Walk::Found, reinterpret_cast<__int64>(&list), kwfw::Utf8ToWide(words[0]).c_str(),
+                                       kwfw::Utf8ToWide(words[1]).c_str(), recursive ? TRUE : FALSE);
   // The walk answers "cannot be listed" also for a readable folder where nothing
   // matched; the listing's own error tells the two apart.
   if (result == TIteradorFitxers::kNoLlistable && kwplat::GetLastError() != ERROR_FILE_NOT_FOUND) {

@@ -12,6 +12,7 @@
 
 #include "command.h"
 #include "dispatch.h"
+#include "longwork.h"
 #include "fileio.h"
 
 namespace {
@@ -62,7 +63,8 @@ int Dump(const std::vector<std::string>& words, const kwlib::Call& call) {
   if (!json) out << "type " << type << ", header words " << w2 << " " << w3 << " " << w4 << "\n";
   SER_RECORDHEADER h;
   int status = kwlib::kExitOk;
-  while (s->NextRecord(h, -1)) {
+  if (kwlib::Progress() != nullptr) kwlib::Progress()->SetMissatge(wide.c_str());
+  while (s->NextRecord(h, -1, kwlib::Progress())) {
     std::vector<unsigned char> data(h.nLength);
     if (!data.empty() && !s->ReadRecord(data.data(), 0xFFFFFFFF)) {
       err << "kwlib records: " << path << ": record " << h.nId << " is cut short\n";

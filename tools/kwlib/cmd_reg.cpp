@@ -14,10 +14,12 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
+#include <kwlib63/progress/iecalls.h>
 
 #include "command.h"
 #include "dispatch.h"
 #include "fileio.h"
+#include "longwork.h"
 #include "regfile.h"
 #include "regkeys.h"
 
@@ -460,6 +462,10 @@ int Delete(const std::vector<std::string>& words, const RegCall& call) {
 
 // Export: the key and everything below it, parents before children.
 void Collect(const KeyName& name, HKEY key, std::vector<kwlib::RegFileKey>& keys) {
+  if (TIndicadorEstat* ie = kwlib::Progress()) {
+    ie->SetMissatge(name.Full().c_str());
+    ie->MostrarEstat(0.0);
+  }
   Listing listing = List(key);
   keys.push_back({name.Full(), false, std::move(listing.values), 0});
   for (const std::wstring& sub : listing.subKeys) {
@@ -556,7 +562,9 @@ int Import(const std::vector<std::string>& words, const RegCall& call) {
   if (transaction == INVALID_HANDLE_VALUE) return kwlib::SystemFailure(err, "reg", kwplat::GetLastError());
   LONG failure = ERROR_SUCCESS;
   std::string what = "reg: " + file;
+  std::size_t applied = 0;
   for (const kwlib::RegFileKey& entry : contents.keys) {
+    kwprog::MostrarEstatRel(kwlib::Progress(), static_cast<double>(applied++) / static_cast<double>(contents.keys.size()));
     const std::string prefix = "kwlib reg: " + file + ": ";
     KeyName name;
     std::string why;

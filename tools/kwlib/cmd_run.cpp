@@ -13,13 +13,13 @@
 
 #include "command.h"
 #include "dispatch.h"
-#include "terminalindicator.h"
+#include "longwork.h"
 
 namespace {
 
 class Runner : public CCmdRedirect {
  public:
-  explicit Runner(kwlib::TerminalIndicator* indicator) : m_indicator(indicator) {}
+  explicit Runner(TIndicadorEstat* indicator) : m_indicator(indicator) {}
   ~Runner() override {
     TerminateChildProcess();
     TerminateChildProcess();
@@ -44,11 +44,12 @@ class Runner : public CCmdRedirect {
   void Write(std::FILE* stream, const wchar_t* text) {
     const std::string bytes = kwfw::WideToUtf8(text);
     std::lock_guard guard(m_writeLock);
+    kwlib::BeforeOutput();
     std::fwrite(bytes.data(), 1, bytes.size(), stream);
     std::fflush(stream);
   }
 
-  kwlib::TerminalIndicator* m_indicator;
+  TIndicadorEstat* m_indicator;  // null without a bar
   std::mutex m_lock, m_writeLock;
   std::condition_variable m_endedChanged;
   bool m_ended = false;
@@ -56,18 +57,14 @@ class Runner : public CCmdRedirect {
 
 // COMMAND [ARGS...]
 int Start(const std::vector<std::string>& command, const kwlib::Call& call) {
-  const bool progress = call.arguments.Has("--progress");
   const std::string folder = call.arguments.Value("--cwd").value_or("");
   std::vector<std::wstring> words;
   for (const std::string& word : command) words.push_back(kwfw::Utf8ToWide(word));
   const std::wstring line = kwplat::JoinCommandLine(words);
 
-  std::unique_ptr<kwlib::TerminalIndicator> indicator;
-  if (progress) {
-    indicator = std::make_unique<kwlib::TerminalIndicator>(stderr);
-    indicator->SetMissatge(words[0].c_str());
-  }
-  Runner runner(indicator.get());
+  TIndicadorEstat* indicator = kwlib::Progress();
+  if (indicator != nullptr) indicator->SetMissatge(words[0].c_str());
+  Runner runner(indicator);
   const std::wstring wideFolder = kwfw::Utf8ToWide(folder);
   if (!runner.StartChildProcess(line.c_str(), FALSE, TRUE, folder.empty() ? nullptr : wideFolder.c_str())) {
     return 127;  // the report went to standard output through the callback
@@ -75,10 +72,7 @@ int Start(const std::vector<std::string>& command, const kwlib::Call& call) {
   runner.WaitForTheEnd();
   // The child's last output is at most a pipe's worth; stopping drains it first.
   runner.TerminateChildProcess();
-  if (indicator) {
-    indicator->MostrarEstat(runner.GetCurrentProgress() / 100.0);
-    indicator->Finish();
-  }
+  if (indicator != nullptr) indicator->MostrarEstat(runner.GetCurrentProgress() / 100.0);
   return static_cast<int>(runner.GetExitCode() & 0xFF);
 }
 
@@ -92,9 +86,7 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
   std::size_t i = 0;
   for (; i < args.size() && args[i] != "--"; ++i) {
     const std::string& option = args[i];
-    if (option == "--progress") {
-      arguments.flags.push_back(option);
-    } else if (option == "--cwd") {
+    if (option == "--cwd") {
       arguments.values.emplace_back(option, kwlib::ValueOf(args, i));
     } else {
       throw kwlib::UsageError("unknown option '" + option + "' (the command comes after --)");
@@ -106,8 +98,9 @@ int Run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
 
 KWLIB_COMMAND(kRun, "run", "run a command with its output redirected through the library", kwlib::SyntaxOf(kTable),
               "Runs COMMAND (looked up in PATH, no shell) through CCmdRedirect and passes its\n"
-              "output and error on as they come. --progress draws a progress line on standard\n"
-              "error from the percentages the command prints (\"42%\"); --cwd runs it in DIR.\n"
+              "output and error on as they come. On a terminal, or with --progress, a progress\n"
+              "line on standard error follows the percentages the command prints (\"42%\");\n"
+              "--cwd runs it in DIR.\n"
               "The exit status is the command's, 127 when it cannot be started.\n",
               Run);
 

@@ -9,6 +9,8 @@
 
 #include <kwlib63/platform/atomicfile.h>
 
+#include "longwork.h"
+
 namespace kwlib {
 
 bool ReadBlocks(const std::string& path, std::size_t size,
@@ -19,7 +21,11 @@ bool ReadBlocks(const std::string& path, std::size_t size,
     return false;
   }
   std::vector<unsigned char> buffer(size);
-  for (std::size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), f)) > 0;) block(buffer.data(), n);
+  FileProgress progress(path, fileno(f));
+  for (std::size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), f)) > 0;) {
+    block(buffer.data(), n);
+    progress.Read(n);
+  }
   const bool failed = std::ferror(f) != 0;
   if (failed) error = std::strerror(errno);
   if (f != stdin) std::fclose(f);
@@ -59,6 +65,7 @@ Output::~Output() {
 
 void Output::Write(const void* data, std::size_t size) {
   if (!m_ok) return;
+  if (m_stream == stdout) BeforeOutput();
   m_ok = m_file != nullptr ? m_file->Write(data, size) : std::fwrite(data, 1, size, m_stream) == size;
   if (!m_ok) m_errno = errno;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "command.h"
+#include "longwork.h"
 
 namespace {
 
@@ -22,7 +23,10 @@ void PrintUsage(std::ostream& out) {
   for (const kwlib::Command* c : kwlib::Commands()) {
     out << "  " << c->name << std::string(width + 2 - std::strlen(c->name), ' ') << c->summary << "\n";
   }
-  out << "\nExit status: 0 success, 1 failure, 2 wrong usage.\n";
+  out << "\nLong work (csv, records, pack, crc32, base64, find, reg import and export, run) shows a\n"
+         "progress bar on standard error when it is a terminal; --progress shows it\n"
+         "whatever standard error is, --no-progress never.\n"
+         "\nExit status: 0 success, 1 failure, 2 wrong usage.\n";
 }
 
 const kwlib::Command* Find(const std::string& name) {
@@ -36,6 +40,7 @@ const kwlib::Command* Find(const std::string& name) {
 
 int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
+  const kwlib::ProgressMode progress = kwlib::TakeProgressOption(args);
   if (args.empty()) {
     PrintUsage(std::cerr);
     return kwlib::kExitUsage;
@@ -62,7 +67,11 @@ int main(int argc, char** argv) {
     }
   }
   try {
-    const int status = command->run(args, std::cout, std::cerr);
+    int status = kwlib::kExitOk;
+    {
+      const kwlib::LongWork work(progress);
+      status = command->run(args, std::cout, std::cerr);
+    }
     // Output that did not reach standard output (a full disk, a closed pipe) is
     // lost data: never a success.
     std::cout.flush();

@@ -38,7 +38,8 @@ std::string Fit(const std::string& text, std::size_t columns) {
 
 }  // namespace
 
-TerminalIndicator::TerminalIndicator(std::FILE* out) : m_out(out), m_bTerminal(isatty(fileno(out)) != 0) {
+TerminalIndicator::TerminalIndicator(std::FILE* out, unsigned long long delayMs)
+    : m_out(out), m_bTerminal(isatty(fileno(out)) != 0), m_nDelayMs(delayMs) {
   ActivarTimer();
 }
 
@@ -72,15 +73,26 @@ int TerminalIndicator::MostrarEstat(double pos) {
 }
 
 void TerminalIndicator::Finish() {
+  if (!m_bEverDrawn) return;
   Draw(true);
   if (m_bTerminal) std::fputc('\n', m_out);
   std::fflush(m_out);
 }
 
+void TerminalIndicator::Wipe() {
+  if (!m_bTerminal || !m_bDrawn) return;
+  std::fputs("\r\x1b[K", m_out);
+  std::fflush(m_out);
+  m_bDrawn = false;
+}
+
 void TerminalIndicator::Draw(bool force) {
+  if (!force && GetTempsTimer() < m_nDelayMs) return;
+  // Reports come far more often than the line may change.
+  const unsigned long long now = kwplat::GetTickCount64();
+  if (m_bTerminal && !force && m_bDrawn && now - m_nLastDraw < kRedrawMs) return;
   const double pos = GetEstat();
   const std::string message = kwfw::WideToUtf8(GetMissatge().GetString());
-  const unsigned long long now = kwplat::GetTickCount64();
   std::string eta;
   if (pos > 0.0) {
     const time_t end = static_cast<time_t>(GetETA().GetTime());
@@ -89,7 +101,6 @@ void TerminalIndicator::Draw(bool force) {
     if (localtime_r(&end, &local) != nullptr && std::strftime(buf, sizeof buf, "%H:%M:%S", &local) > 0) eta = buf;
   }
   if (m_bTerminal) {
-    if (!force && m_bDrawn && now - m_nLastDraw < kRedrawMs) return;
     const std::string line = Render(pos, message, GetTempsTimer(), eta, TerminalWidth(m_out));
     std::fprintf(m_out, "\r%s\x1b[K", line.c_str());
   } else {
@@ -101,6 +112,7 @@ void TerminalIndicator::Draw(bool force) {
   }
   std::fflush(m_out);
   m_bDrawn = true;
+  m_bEverDrawn = true;
   m_nLastDraw = now;
 }
 

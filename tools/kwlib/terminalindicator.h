@@ -2,6 +2,7 @@
 // percentage, the message, the elapsed time and the estimated end, redrawn at
 // most ten times a second. On a stream that is not a terminal it writes plain
 // lines instead: one when the message changes or the progress passes a tenth.
+// Nothing is drawn before `delayMs` have passed since it was made.
 #pragma once
 
 #include <cstdio>
@@ -13,12 +14,14 @@ namespace kwlib {
 
 class TerminalIndicator : public TIndicadorEstat {
  public:
-  explicit TerminalIndicator(std::FILE* out);
+  explicit TerminalIndicator(std::FILE* out, unsigned long long delayMs = 0);
 
   void SetMissatge(const wchar_t* text) override;
   int MostrarEstat(double pos) override;
-  // Draws the final state and ends the line.
+  // Draws the final state and ends the line, when anything was drawn.
   void Finish();
+  // Takes the bar off the terminal's line; the next report draws it again.
+  void Wipe();
 
   // The line for a position, message and times, fitted to `width` columns.
   static std::string Render(double pos, const std::string& message, unsigned long long elapsedMs,
@@ -29,6 +32,8 @@ class TerminalIndicator : public TIndicadorEstat {
 
   std::FILE* m_out;
   bool m_bTerminal;
+  unsigned long long m_nDelayMs;
+  bool m_bEverDrawn = false;
   unsigned long long m_nLastDraw = 0;
   bool m_bDrawn = false;
   int m_nLastTenth = -1;

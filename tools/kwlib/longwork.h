@@ -1,0 +1,74 @@
+// The progress bar of kwlib's long commands. main() starts one LongWork around
+// every command, and the commands' long loops report to Progress(). The bar goes
+// to standard error when it is a terminal and the work has lasted half a second,
+// and is wiped when the work ends; nothing is drawn when standard error is not a
+// terminal, so scripts and pipes see exactly what they saw before. --progress
+// draws it at once whatever standard error is (lines on a pipe), --no-progress
+// never.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "terminalindicator.h"
+
+namespace kwlib {
+
+enum class ProgressMode { kAuto, kOn, kOff };
+
+// Takes --progress and --no-progress out of `args`, up to a "--"; the last one
+// given wins, kAuto when neither is.
+ProgressMode TakeProgressOption(std::vector<std::string>& args);
+
+class LongWork {
+ public:
+  explicit LongWork(ProgressMode mode);
+  ~LongWork();
+  LongWork(const LongWork&) = delete;
+  LongWork& operator=(const LongWork&) = delete;
+
+ private:
+  // Wipes the bar before text goes to a stream that shares its terminal.
+  class WipingBuffer : public std::streambuf {
+   public:
+    explicit WipingBuffer(std::streambuf* to) : m_to(to) {}
+    std::streambuf* Target() const { return m_to; }
+
+   protected:
+    int overflow(int c) override;
+    std::streamsize xsputn(const char* text, std::streamsize n) override;
+    int sync() override { return m_to->pubsync(); }
+
+   private:
+    std::streambuf* m_to;
+  };
+
+  std::unique_ptr<TerminalIndicator> m_indicator;
+  bool m_forced = false;
+  std::vector<std::unique_ptr<WipingBuffer>> m_wiping;
+};
+
+// The indicator of the work under way, or null when no bar is shown: every call
+// of the library takes null as no indicator.
+TIndicadorEstat* Progress();
+
+// Wipes the bar from the terminal before output is written there past the
+// standard streams (C stdio); nothing when no bar is drawn.
+void BeforeOutput();
+
+// Reports the bytes of a file read so far against its size (regular files; a
+// pipe or a terminal has none to report against), named by its path.
+class FileProgress {
+ public:
+  FileProgress(const std::string& path, int fd);
+  void Read(std::size_t bytes);
+
+ private:
+  std::uint64_t m_size = 0;
+  std::uint64_t m_done = 0;
+};
+
+}  // namespace kwlib
