@@ -24,7 +24,9 @@ std::string U8(const wchar_t* s) { return kwfw::WideToUtf8(s != nullptr ? s : L"
 
 XMLNode XMLNode::ParseString(const std::string& text, const wchar_t* tag, bool* ok) {
   auto document = std::make_shared<pugi::xml_document>();
-  const bool parsed = static_cast<bool>(document->load_buffer(text.data(), text.size()));
+  // Text made only of blanks is a value like any other (a setting of " ").
+  const bool parsed =
+      static_cast<bool>(document->load_buffer(text.data(), text.size(), pugi::parse_default | pugi::parse_ws_pcdata_single));
   if (ok != nullptr) *ok = parsed;
   XMLNode result;
   const pugi::xml_node top =

@@ -23,7 +23,9 @@ const std::wstring kValues[] = {L"&<>\"'",
                                 L"x\ty\nz",
                                 L"bell\x01here",
                                 L"Gr\u00FC\u00DFe \u20AC \u65E5\u672C \U0001F600",
-                                L"  inner  blanks  "};
+                                L"  inner  blanks  ",
+                                L" ",
+                                L"\t \t"};
 
 TEST(XMLNode, AttributesAndTextComeBackAsWritten) {
   for (const std::wstring& value : kValues) {

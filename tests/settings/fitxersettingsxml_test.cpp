@@ -44,6 +44,8 @@ TEST_F(FitxerXmlTest, LayoutAndValues) {
 
   EXPECT_EQ(m_xml.SetString(L"S", L"k", L"<v2 & \u00E9>"), 1);  // replaced, escaped in the file
   EXPECT_EQ(m_xml.GetString(L"S", L"k", L""), CString(L"<v2 & \u00E9>"));
+  EXPECT_EQ(m_xml.SetString(L"S", L"blank", L" "), 1);  // a value of blanks stays one
+  EXPECT_EQ(m_xml.GetString(L"S", L"blank", L"d"), CString(L" "));
   EXPECT_EQ(m_xml.GetString(L"s", L"k", L"d"), CString(L"d"));  // names match exactly here
   m_xml.SetInt(L"S", L"n", -255, 16, L"h", 1);
   EXPECT_EQ(m_xml.GetString(L"S", L"n", L""), CString(L"-ffh"));
