@@ -14,7 +14,6 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/platform/handle.h>
 #include <kwlib63/platform/lasterror.h>
-#include <kwlib63/progress/iecalls.h>
 
 #include "command.h"
 #include "dispatch.h"
@@ -564,7 +563,9 @@ int Import(const std::vector<std::string>& words, const RegCall& call) {
   std::string what = "reg: " + file;
   std::size_t applied = 0;
   for (const kwlib::RegFileKey& entry : contents.keys) {
-    kwprog::MostrarEstatRel(kwlib::Progress(), static_cast<double>(applied++) / static_cast<double>(contents.keys.size()));
+    if (TIndicadorEstat* ie = kwlib::Progress()) {
+      ie->MostrarEstat(static_cast<double>(applied++) / static_cast<double>(contents.keys.size()));
+    }
     const std::string prefix = "kwlib reg: " + file + ": ";
     KeyName name;
     std::string why;
