@@ -147,6 +147,7 @@ LONG RegistryHive::End(bool commit) {
     if (const int code = sqlite3_exec(m_db, "COMMIT", nullptr, nullptr, nullptr); code != SQLITE_OK) result = Failure(code);
   }
   if (!commit || result != ERROR_SUCCESS) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+  ForgetWalks();
   return result;
 }
 
@@ -171,12 +172,19 @@ RegistryHive::RegistryHive(const std::string& file) {
     sqlite3_close(m_db);
     m_db = nullptr;
     m_writable = false;
+    return;
   }
+  // Only a hive in write-ahead-log mode has the shared index whose stamp tells a
+  // change; asking another for it would leave an index file behind.
+  sqlite3_stmt* mode = nullptr;
+  if (sqlite3_prepare_v2(m_db, "PRAGMA journal_mode", -1, &mode, nullptr) == SQLITE_OK && sqlite3_step(mode) == SQLITE_ROW) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(mode, 0));
+    m_wal = text != nullptr && std::string_view(text) == "wal";
+  }
+  sqlite3_finalize(mode);
 }
 
 RegistryHive::~RegistryHive() {
-  sqlite3_value_free(m_values.last);
-  sqlite3_value_free(m_subKeys.last);
   for (sqlite3_stmt* statement : m_statements) sqlite3_finalize(statement);
   sqlite3_close(m_db);
 }
@@ -380,9 +388,27 @@ LONG RegistryHive::GetValue(KeyId key, std::string_view name, DWORD& type, std::
 // connection's own changes inside a transaction moved the hive; the next batch
 // starts after the last entry, found through the table's index. Any other index
 // counts its way from the start.
-LONG RegistryHive::EntryAt(Batch& batch, Statement at, Statement after, KeyId key, DWORD index, const Entry*& entry) {
-  const std::optional<WalStamp> stamp = ReadWalStamp(m_db);
+void RegistryHive::ValueFree::operator()(sqlite3_value* value) const { sqlite3_value_free(value); }
+
+void RegistryHive::ForgetWalks() {
+  m_values = Walks{};
+  m_subKeys = Walks{};
+}
+
+LONG RegistryHive::EntryAt(Walks& walks, Statement at, Statement after, KeyId key, DWORD index, const Entry*& entry) {
+  const std::optional<WalStamp> stamp = m_wal ? ReadWalStamp(m_db) : std::nullopt;
   const std::int64_t changes = sqlite3_total_changes64(m_db);
+  // The key's walk, or the place of the one that answered longest ago.
+  Batch* found = &walks[0];
+  for (Batch& walk : walks) {
+    if (walk.key == key) {
+      found = &walk;
+      break;
+    }
+    if (walk.used < found->used) found = &walk;
+  }
+  Batch& batch = *found;
+  batch.used = ++m_calls;
   const bool current = stamp && batch.key == key && batch.stamp == stamp && batch.changes == changes;
   if (current && index >= batch.first) {
     const DWORD offset = index - batch.first;
@@ -398,6 +424,7 @@ LONG RegistryHive::EntryAt(Batch& batch, Statement at, Statement after, KeyId ke
   fresh.first = index;
   fresh.stamp = stamp;
   fresh.changes = changes;
+  fresh.used = batch.used;
   // Without a stamp no later change could be told: nothing is kept for later.
   const std::size_t limit = !stamp ? 1 : next ? std::min(2 * batch.rows.size(), kMostBatchRows) : kFirstBatchRows;
   fresh.rows.reserve(limit);
@@ -405,7 +432,7 @@ LONG RegistryHive::EntryAt(Batch& batch, Statement at, Statement after, KeyId ke
   ResetOnExit row(Stmt(next ? after : at));
   sqlite3_bind_int64(row, 1, key);
   if (next) {
-    sqlite3_bind_value(row, 2, batch.last);
+    sqlite3_bind_value(row, 2, batch.last.get());
   } else {
     sqlite3_bind_int64(row, 2, index);
   }
@@ -422,20 +449,18 @@ LONG RegistryHive::EntryAt(Batch& batch, Statement at, Statement after, KeyId ke
     bytes += added.name.size() + added.data.size();
   }
   fresh.complete = code == SQLITE_DONE;
-  if (code == SQLITE_ROW) fresh.last = sqlite3_value_dup(sqlite3_column_value(row, 0));
+  if (code == SQLITE_ROW) fresh.last.reset(sqlite3_value_dup(sqlite3_column_value(row, 0)));
   LONG result = ERROR_SUCCESS;
   if (code != SQLITE_ROW && code != SQLITE_DONE) {
     result = Failure(code);
   } else if (fresh.rows.empty()) {
     result = KeyGone(key) == kKeyDeleted ? kKeyDeleted : ERROR_NO_MORE_ITEMS;
   }
-  std::swap(batch, fresh);
-  sqlite3_value_free(fresh.last);
   if (result != ERROR_SUCCESS) {
-    sqlite3_value_free(batch.last);
     batch = Batch{};
     return result;
   }
+  batch = std::move(fresh);
   entry = &batch.rows.front();
   return ERROR_SUCCESS;
 }

@@ -3,6 +3,7 @@
 // Used by the registry calls only; every member is safe to call from any thread.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -78,17 +79,25 @@ class RegistryHive {
     DWORD type = REG_NONE;
     std::string data;
   };
+  struct ValueFree {
+    void operator()(sqlite3_value* value) const;
+  };
   // Entries of `key` read ahead from index `first` on, with the hive's stamp
   // taken before they were read and this connection's change count.
   struct Batch {
     KeyId key = -1;
     DWORD first = 0;
     std::vector<Entry> rows;
-    sqlite3_value* last = nullptr;  // the last row's sort column, where the next batch starts
-    bool complete = false;          // no entry after the rows
+    std::unique_ptr<sqlite3_value, ValueFree> last;  // the last row's sort column, where the next batch starts
+    bool complete = false;                           // no entry after the rows
     std::optional<WalStamp> stamp;
     std::int64_t changes = -1;
+    std::uint64_t used = 0;  // when it last answered, to give the oldest walk's place to a new one
   };
+  // Walks kept at once, per kind: a recursive walk goes down into a sub-key and
+  // comes back to its parent's next index.
+  static constexpr std::size_t kKeptWalks = 8;
+  using Walks = std::array<Batch, kKeptWalks>;
   // A walk's first batch holds this many entries, each next one twice as many as
   // the one before up to the most; a batch stops early once its names and data
   // reach the byte count.
@@ -98,7 +107,9 @@ class RegistryHive {
   // Points `entry` at entry `index` of `key` (statement `at` counts from the
   // start, `after` continues after a batch): ERROR_SUCCESS, ERROR_NO_MORE_ITEMS
   // past the end, 1018 for a deleted key. The entry lasts until the next call.
-  LONG EntryAt(Batch& batch, Statement at, Statement after, KeyId key, DWORD index, const Entry*& entry);
+  LONG EntryAt(Walks& walks, Statement at, Statement after, KeyId key, DWORD index, const Entry*& entry);
+  // After a rollback the hive is as before without a new stamp or change count.
+  void ForgetWalks();
   LONG Failure(int sqliteCode) const;
   // Brings the folded names of an older hive to FoldRegistryName, once per hive
   // file (its user_version); false when that cannot be done.
@@ -112,8 +123,10 @@ class RegistryHive {
   sqlite3* m_db = nullptr;
   bool m_writable = false;
   bool m_transacted = false;  // operations nest as savepoints in the open transaction
-  Batch m_values;
-  Batch m_subKeys;
+  bool m_wal = false;  // the hive is in write-ahead-log mode, whose stamp tells changes
+  Walks m_values;
+  Walks m_subKeys;
+  std::uint64_t m_calls = 0;
   std::vector<sqlite3_stmt*> m_statements;
 };
 
