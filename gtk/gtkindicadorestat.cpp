@@ -4,12 +4,15 @@
 #include <atomic>
 #include <cmath>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include <kwlib63/core/frame.h>
 #include <kwlib63/core/loadstring.h>
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/framework/winapp.h>
+#include <kwlib63/platform/clock.h>
 #include <kwlib63/res/resource.h>
 
 namespace {
@@ -119,6 +122,10 @@ struct CGtkIndicadorEstat::View : std::enable_shared_from_this<View> {
   }
 
   void Hide() {
+    {
+      std::lock_guard guard(lock);
+      if (wanted) return;  // shown again since the hide was asked for
+    }
     StopTicking();
     if (window != nullptr) gtk_widget_hide(window);
   }
@@ -213,6 +220,7 @@ struct CGtkIndicadorEstat::View : std::enable_shared_from_this<View> {
                      this);
     shownPos = -1.0;
     shownPaused = 0;
+    shownLanguage = AfxGetLanguage();
     shownMessage.clear();
     shownTimes.clear();
   }
@@ -220,7 +228,15 @@ struct CGtkIndicadorEstat::View : std::enable_shared_from_this<View> {
   void Refresh(const std::wstring& text) {
     if (text != shownMessage) {
       shownMessage = text;
-      gtk_label_set_text(GTK_LABEL(label), kwfw::WideToUtf8(text).c_str());
+      // One line: a message of many must not push the buttons off the screen.
+      std::wstring line = text;
+      std::replace_if(line.begin(), line.end(), [](wchar_t c) { return c == L'\n' || c == L'\r'; }, L' ');
+      gtk_label_set_text(GTK_LABEL(label), kwfw::WideToUtf8(line).c_str());
+    }
+    if (const unsigned short language = AfxGetLanguage(); language != shownLanguage) {
+      shownLanguage = language;
+      shownPaused = -1;  // the pause button's caption is set below
+      gtk_button_set_label(GTK_BUTTON(cancel), Caption(IDS_BOTO_CANCELLAR).c_str());
     }
     const double at = pos.load(std::memory_order_relaxed);
     if (at != shownPos) {
@@ -230,7 +246,8 @@ struct CGtkIndicadorEstat::View : std::enable_shared_from_this<View> {
       gtk_progress_bar_set_text(GTK_PROGRESS_BAR(bar), (std::to_string(std::lround(fraction * 100)) + " %").c_str());
     }
     std::wstring line;
-    if (const unsigned long long elapsed = elapsedMs.load(std::memory_order_relaxed); elapsed > 0) {
+    if (const unsigned long long start = timerStart.load(std::memory_order_relaxed); start > 0) {
+      const unsigned long long elapsed = kwplat::GetTickCount64() - start;
       CString part;
       part.Format(LibraryString(IDS_PROGRES_TEMPS), Clock(static_cast<long long>(elapsed / 1000)).c_str());
       line = part.GetString();
@@ -260,7 +277,7 @@ struct CGtkIndicadorEstat::View : std::enable_shared_from_this<View> {
   static void OnPause(GtkToggleButton* button, gpointer self) {
     auto* view = static_cast<View*>(self);
     if (view->syncing) return;
-    std::lock_guard guard(view->lock);
+    std::lock_guard guard(view->calling);
     if (view->owner == nullptr) return;
     if (gtk_toggle_button_get_active(button)) {
       view->owner->Pausa();
@@ -271,7 +288,7 @@ struct CGtkIndicadorEstat::View : std::enable_shared_from_this<View> {
 
   static void OnCancel(GtkButton*, gpointer self) {
     auto* view = static_cast<View*>(self);
-    std::lock_guard guard(view->lock);
+    std::lock_guard guard(view->calling);
     if (view->owner != nullptr) view->owner->Cancelar();
   }
 
@@ -279,8 +296,11 @@ struct CGtkIndicadorEstat::View : std::enable_shared_from_this<View> {
   static gboolean OnClose(GtkWidget* window, GdkEvent*, gpointer self) {
     auto* view = static_cast<View*>(self);
     {
-      std::lock_guard guard(view->lock);
+      std::lock_guard guard(view->calling);
       if (view->owner != nullptr) view->owner->Cancelar();
+    }
+    {
+      std::lock_guard guard(view->lock);
       view->wanted = false;
     }
     gtk_widget_hide(window);
@@ -290,15 +310,18 @@ struct CGtkIndicadorEstat::View : std::enable_shared_from_this<View> {
   const std::thread::id gui;
   GMainContext* const context;
 
-  std::mutex lock;  // guards owner, message, wanted and wantedAt
+  // guards owner while the window's buttons call it: held across those calls, which
+  // an override may make call back in (a message set on Cancel)
+  std::recursive_mutex calling;
   CGtkIndicadorEstat* owner;  // null once the indicator is gone
+  std::mutex lock;  // guards message, wanted and wantedAt
   std::wstring message;
   bool wanted = false;
   gint64 wantedAt = 0;
 
   // Stored by the indicator's side, from any thread; read by the window.
   std::atomic<double> pos{0.0};
-  std::atomic<unsigned long long> elapsedMs{0};
+  std::atomic<unsigned long long> timerStart{0};  // the timer's start on the tick clock; 0 without one
   std::atomic<long long> eta{0};
   std::atomic<bool> paused{false};
   std::atomic<bool> cancelled{false};
@@ -316,6 +339,7 @@ struct CGtkIndicadorEstat::View : std::enable_shared_from_this<View> {
   bool syncing = false;  // the pause button set to match a pause made elsewhere
   double shownPos = -1.0;
   int shownPaused = 0;
+  unsigned short shownLanguage = 0;
   std::wstring shownMessage;
   std::wstring shownTimes;
 };
@@ -324,8 +348,11 @@ CGtkIndicadorEstat::CGtkIndicadorEstat(CGtkWnd* owner) : m_view(std::make_shared
 
 CGtkIndicadorEstat::~CGtkIndicadorEstat() {
   {
-    std::lock_guard guard(m_view->lock);
+    std::lock_guard guard(m_view->calling);
     m_view->owner = nullptr;
+  }
+  {
+    std::lock_guard guard(m_view->lock);
     m_view->wanted = false;
   }
   m_view->OnGui(&View::Close);
@@ -340,23 +367,35 @@ void CGtkIndicadorEstat::SetMissatge(const wchar_t* text) {
 int CGtkIndicadorEstat::MostrarEstat(double pos) {
   View& view = *m_view;
   view.pos.store(pos, std::memory_order_relaxed);
-  // The times are the worker's to read (its timer), and only as often as shown.
+  int going = 1;
+  if (std::this_thread::get_id() == view.gui) {
+    ServeWindow();
+    // The indicator's pause wait runs the messages of a thread with a thread
+    // object: GTK's thread gets one for the report when it has none, so that a
+    // pause, from the window or from any thread, leaves the window alive.
+    std::optional<CWinThread> pumping;
+    if (AfxGetThread() == nullptr) pumping.emplace();
+    going = TIndicadorEstat::MostrarEstat(pos);
+  } else {
+    going = TIndicadorEstat::MostrarEstat(pos);
+  }
+  // The times are the worker's to read (its timer), with the position just
+  // stored, and only as often as the window shows them.
   if (view.due.load(std::memory_order_relaxed) && view.due.exchange(false, std::memory_order_relaxed)) {
-    view.elapsedMs.store(GetTempsTimer(), std::memory_order_relaxed);
+    const unsigned long long elapsed = GetTempsTimer();
+    view.timerStart.store(elapsed > 0 ? kwplat::GetTickCount64() - elapsed : 0, std::memory_order_relaxed);
     view.eta.store(GetETA().GetTime(), std::memory_order_relaxed);
   }
-  if (std::this_thread::get_id() == view.gui) ServeWindow();
-  return TIndicadorEstat::MostrarEstat(pos);
+  return going;
 }
 
 void CGtkIndicadorEstat::ServeWindow() {
+  const gint64 now = g_get_monotonic_time();
+  if (now < m_nextServe) return;
+  m_nextServe = now + kIntervalMs * G_GINT64_CONSTANT(1000);
+  // Bounded: a source that is always ready must not keep the work from going on.
   GMainContext* context = m_view->context;
-  if (const gint64 now = g_get_monotonic_time(); now >= m_nextServe) {
-    m_nextServe = now + kIntervalMs * G_GINT64_CONSTANT(1000);
-    // Bounded: a source that is always ready must not keep the work from going on.
-    for (int i = 0; i < 64 && g_main_context_pending(context); ++i) g_main_context_iteration(context, FALSE);
-  }
-  while (m_view->paused.load(std::memory_order_acquire) && !TestCancel()) g_main_context_iteration(context, TRUE);
+  for (int i = 0; i < 64 && g_main_context_pending(context); ++i) g_main_context_iteration(context, FALSE);
 }
 
 void CGtkIndicadorEstat::Init() {
@@ -391,8 +430,9 @@ void CGtkIndicadorEstat::Reanudar() {
 void CGtkIndicadorEstat::Mostrar() {
   {
     std::lock_guard guard(m_view->lock);
+    // Asked again while wanted: the delay already running goes on.
+    if (!m_view->wanted) m_view->wantedAt = g_get_monotonic_time();
     m_view->wanted = true;
-    m_view->wantedAt = g_get_monotonic_time();
   }
   m_view->OnGui(&View::StartTicking);
 }

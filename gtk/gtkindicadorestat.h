@@ -48,7 +48,7 @@ class KW_API CGtkIndicadorEstat : public TIndicadorEstat {
  private:
   struct View;
   // A worker on GTK's thread: lets the window's events through when an interval
-  // has passed, and holds the worker while paused.
+  // has passed.
   void ServeWindow();
 
   std::shared_ptr<View> m_view;

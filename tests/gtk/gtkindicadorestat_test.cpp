@@ -203,6 +203,61 @@ TEST(GtkIndicadorEstat, AWorkerOnGtksThreadKeepsTheWindowAliveWhilePaused) {
   EXPECT_EQ(afterResume, 1000);
 }
 
+TEST(GtkIndicadorEstat, APauseFromAnotherThreadLeavesGtksLoopRunning) {
+  // A worker on GTK's thread, paused and resumed from another thread again and
+  // again: while it is held, GTK's sources must still run.
+  CGtkIndicadorEstat ie;
+  std::atomic<long> reports{0}, ticks{0};
+  std::atomic<bool> done{false}, alive{true};
+  const guint source = g_timeout_add(
+      5, [](gpointer count) -> gboolean { return ++*static_cast<std::atomic<long>*>(count), G_SOURCE_CONTINUE; },
+      &ticks);
+  std::thread pauser([&] {
+    for (int round = 0; round < 20 && alive; ++round) {
+      const long at = reports;
+      kwtest::Eventually([&] { return reports > at + 100; });
+      ie.Pausa();
+      const long seen = ticks;
+      alive = kwtest::Eventually([&] { return ticks > seen + 3; });
+      ie.Reanudar();
+    }
+    done = true;
+  });
+  while (!done) {
+    ie.MostrarEstat(0.5);
+    ++reports;
+  }
+  pauser.join();
+  g_source_remove(source);
+  EXPECT_TRUE(alive);
+}
+
+TEST(GtkIndicadorEstat, AnOverrideMayCallBackFromTheButtons) {
+  // A client's Cancelar that also says so.
+  struct Saying : CGtkIndicadorEstat {
+    void Cancelar() override {
+      CGtkIndicadorEstat::Cancelar();
+      SetMissatge(L"Cancel\u00B7lant");
+    }
+  } ie;
+  ie.Mostrar();
+  ASSERT_TRUE(PumpUntil([&] { return ie.Window() != nullptr; }));
+  gtk_button_clicked(GTK_BUTTON(Part(ie, "cancel")));
+  EXPECT_EQ(ie.TestCancel(), 1);
+  EXPECT_TRUE(PumpUntil([&] { return std::string(gtk_label_get_text(GTK_LABEL(Part(ie, "message")))) == "Cancel\u00B7lant"; }));
+}
+
+TEST(GtkIndicadorEstat, AHideFromAWorkerDoesNotUndoTheNextShow) {
+  CGtkIndicadorEstat ie;
+  ie.Mostrar();
+  ASSERT_TRUE(PumpUntil([&] { return ie.Window() != nullptr; }));
+  std::thread([&] { ie.Amagar(); }).join();  // the first job ends on its worker
+  ie.Mostrar();                              // and GTK's thread starts the next at once
+  // The hide, queued first, must not take the new job's window away.
+  PumpFor(std::chrono::milliseconds(2 * CGtkIndicadorEstat::kDelayMs));
+  EXPECT_NE(ie.Window(), nullptr);
+}
+
 TEST(GtkIndicadorEstat, ButtonsSpeakTheCurrentLanguage) {
   const unsigned short language = AfxGetLanguage();
   struct Case {
