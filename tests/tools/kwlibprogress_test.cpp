@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -104,6 +105,25 @@ TEST(KwlibProgress, NoProgressKeepsTheTerminalClean) {
   ASSERT_EQ(run.status, 0);
   EXPECT_EQ(run.terminal, "");
   EXPECT_EQ(run.out, "10%\n50%\n");
+}
+
+TEST(KwlibProgress, NamesReachTheBarWithoutTheirControlCharacters) {
+  kwtest::TempDir dir("kwlib-progress");
+  const std::string folder = dir.At("a\x1b]0;title\x07" "b");
+  ASSERT_TRUE(std::filesystem::create_directory(folder));
+  kwtest::WriteBytes(folder + "/f.txt", "x");
+  const TerminalRun run = OnTerminal({"--progress", "find", "-r", "*.txt", dir.Path()}, false);
+  ASSERT_EQ(run.status, 0) << run.terminal;
+  EXPECT_NE(run.terminal.find("a?]0;title?b"), std::string::npos) << run.terminal;
+  EXPECT_EQ(run.terminal.find("\x1b]"), std::string::npos) << run.terminal;
+}
+
+TEST(KwlibProgress, RegsDataIsTakenAsGiven) {
+  // reg reads its words in the Windows tool's syntax: "--progress" is data there.
+  kwtest::TempDir dir("kwlib-progress");
+  ASSERT_EQ(kwtest::KwlibIn(dir, "reg add 'HKCU\\Software\\P' /v x /d --progress /f").status, 0);
+  const kwtest::Result query = kwtest::KwlibIn(dir, "reg query 'HKCU\\Software\\P' /v x");
+  EXPECT_NE(query.out.find("REG_SZ    --progress"), std::string::npos) << query.out;
 }
 
 TEST(KwlibProgress, ThroughPipesNothingChangesUnlessAskedFor) {

@@ -25,11 +25,17 @@ class Runner : public CCmdRedirect {
     TerminateChildProcess();
   }
 
+  // Output and error come on two threads: each chunk, and the bar drawn after it,
+  // goes out whole before the other's.
   void OnChildStdOutWrite(const wchar_t* text) override {
+    std::lock_guard guard(m_writeLock);
     Write(stdout, text);
     if (m_indicator != nullptr) m_indicator->MostrarEstat(GetCurrentProgress() / 100.0);
   }
-  void OnChildStdErrWrite(const wchar_t* text) override { Write(stderr, text); }
+  void OnChildStdErrWrite(const wchar_t* text) override {
+    std::lock_guard guard(m_writeLock);
+    Write(stderr, text);
+  }
   void OnChildTerminate() override {
     std::lock_guard guard(m_lock);
     m_ended = true;
@@ -43,14 +49,14 @@ class Runner : public CCmdRedirect {
  private:
   void Write(std::FILE* stream, const wchar_t* text) {
     const std::string bytes = kwfw::WideToUtf8(text);
-    std::lock_guard guard(m_writeLock);
     kwlib::BeforeOutput();
     std::fwrite(bytes.data(), 1, bytes.size(), stream);
     std::fflush(stream);
   }
 
   TIndicadorEstat* m_indicator;  // null without a bar
-  std::mutex m_lock, m_writeLock;
+  std::mutex m_lock;
+  std::mutex m_writeLock;  // guards the two streams and the bar between the reading threads
   std::condition_variable m_endedChanged;
   bool m_ended = false;
 };

@@ -18,17 +18,17 @@ TerminalIndicator* g_indicator = nullptr;
 
 }  // namespace
 
-ProgressMode TakeProgressOption(std::vector<std::string>& args) {
-  ProgressMode mode = ProgressMode::kAuto;
+void TakeProgressOption(std::vector<std::string>& args, bool leadingOnly, ProgressMode& mode) {
   for (auto it = args.begin(); it != args.end() && *it != "--";) {
     if (*it == "--progress" || *it == "--no-progress") {
       mode = *it == "--progress" ? ProgressMode::kOn : ProgressMode::kOff;
       it = args.erase(it);
+    } else if (leadingOnly) {
+      break;
     } else {
       ++it;
     }
   }
-  return mode;
 }
 
 LongWork::LongWork(ProgressMode mode) {

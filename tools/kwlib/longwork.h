@@ -19,9 +19,9 @@ namespace kwlib {
 
 enum class ProgressMode { kAuto, kOn, kOff };
 
-// Takes --progress and --no-progress out of `args`, up to a "--"; the last one
-// given wins, kAuto when neither is.
-ProgressMode TakeProgressOption(std::vector<std::string>& args);
+// Takes --progress and --no-progress out of `args` into `mode` (the last one given
+// wins), up to a "--", or with `leadingOnly` up to the first other word.
+void TakeProgressOption(std::vector<std::string>& args, bool leadingOnly, ProgressMode& mode);
 
 class LongWork {
  public:

@@ -40,7 +40,8 @@ const kwlib::Command* Find(const std::string& name) {
 
 int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
-  const kwlib::ProgressMode progress = kwlib::TakeProgressOption(args);
+  kwlib::ProgressMode progress = kwlib::ProgressMode::kAuto;
+  kwlib::TakeProgressOption(args, true, progress);
   if (args.empty()) {
     PrintUsage(std::cerr);
     return kwlib::kExitUsage;
@@ -59,6 +60,9 @@ int main(int argc, char** argv) {
     return kwlib::kExitUsage;
   }
   args.erase(args.begin());
+  // After the name, only a command in kwlib's own syntax has them among its words:
+  // reg's data is taken as given.
+  if (!command->ownHelp) kwlib::TakeProgressOption(args, false, progress);
   for (const std::string& a : args) {
     if (a == "--" || command->ownHelp) break;
     if (a == "--help" || a == "-h") {

@@ -36,6 +36,24 @@ std::string Fit(const std::string& text, std::size_t columns) {
   return text;
 }
 
+// A name (a folder's, a key's) may hold any character: a control character or an
+// escape sequence must reach the terminal as a '?', not act on it.
+std::string Printable(const std::string& text) {
+  std::string shown;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    const bool c1 = c == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
+                    static_cast<unsigned char>(text[i + 1]) <= 0x9F;
+    if (c < 0x20 || c == 0x7F || c1) {
+      shown += '?';
+      i += c1 ? 1 : 0;
+    } else {
+      shown += text[i];
+    }
+  }
+  return shown;
+}
+
 }  // namespace
 
 TerminalIndicator::TerminalIndicator(std::FILE* out, unsigned long long delayMs)
@@ -57,7 +75,7 @@ std::string TerminalIndicator::Render(double pos, const std::string& message, un
   std::snprintf(pct, sizeof pct, "%3d%% ", percent);
   line += pct;
   const int room = width - 1 - static_cast<int>(line.size() + times.size());
-  if (room > 0) line += Fit(message, static_cast<std::size_t>(room));
+  if (room > 0) line += Fit(Printable(message), static_cast<std::size_t>(room));
   return line + times;
 }
 
@@ -90,7 +108,8 @@ void TerminalIndicator::Draw(bool force) {
   if (!force && GetTempsTimer() < m_nDelayMs) return;
   // Reports come far more often than the line may change.
   const unsigned long long now = kwplat::GetTickCount64();
-  if (m_bTerminal && !force && m_bDrawn && now - m_nLastDraw < kRedrawMs) return;
+  // Also after a wipe: output between reports must not make it redraw at their rate.
+  if (m_bTerminal && !force && m_bEverDrawn && now - m_nLastDraw < kRedrawMs) return;
   const double pos = GetEstat();
   const std::string message = kwfw::WideToUtf8(GetMissatge().GetString());
   std::string eta;
