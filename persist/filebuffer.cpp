@@ -11,6 +11,10 @@ IMPLEMENT_DYNAMIC(CFileBuffer, CFile)
 namespace {
 // The first memory a block gets; it doubles from there as the data needs.
 constexpr unsigned long kFirstBlockBytes = 4096;
+// A block starts on a cache line. A large malloc puts its memory 16 bytes into a
+// page, and some processors copy a file's pages into such a block (read()) at a
+// seventh of their speed.
+constexpr std::size_t kBlockAlignment = 64;
 }  // namespace
 
 CFileBuffer::CFileBuffer(LPCTSTR path, UINT openFlags, unsigned long bufferSize) : m_nBufferSize(bufferSize) {
@@ -54,8 +58,11 @@ bool CFileBuffer::Reserve(unsigned long n, bool zero) {
   // Doubling keeps a writer's many small growths linear in the bytes written.
   unsigned long want = std::max({n, kFirstBlockBytes, m_nCapacity < m_nBufferSize / 2 ? m_nCapacity * 2 : m_nBufferSize});
   want = std::min(want, m_nBufferSize);
-  auto* grown = static_cast<unsigned char*>(std::realloc(m_pBuffer, want));
+  auto* grown = static_cast<unsigned char*>(
+      std::aligned_alloc(kBlockAlignment, (want + kBlockAlignment - 1) / kBlockAlignment * kBlockAlignment));
   if (grown == nullptr) return false;
+  if (m_pBuffer != nullptr) std::memcpy(grown, m_pBuffer, m_nCapacity);
+  std::free(m_pBuffer);
   if (zero) std::memset(grown + m_nCapacity, 0, want - m_nCapacity);
   m_pBuffer = grown;
   m_nCapacity = want;
