@@ -5,6 +5,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -148,7 +149,7 @@ class ProfileCache {
     Watches w;
     struct stat st {};
     if (lstat(native.c_str(), &st) != 0 || S_ISLNK(st.st_mode)) return w;
-    if (m_notify < 0) m_notify = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (m_notify < 0) m_notify = Notifier(m_ready);
     if (m_notify < 0) return w;
     Drain();
     const std::size_t slash = native.find_last_of('/');
@@ -159,9 +160,26 @@ class ProfileCache {
     return w;
   }
 
+  // The notifier, and beside it `ready`, which tells whether it holds reports:
+  // asking that costs a third of a read that finds none, and the kernel marks it
+  // within the call that made the change, so no change can be missed.
+  static int Notifier(int& ready) {
+    const int notify = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ready = notify >= 0 ? epoll_create1(EPOLL_CLOEXEC) : -1;
+    epoll_event wanted{};
+    wanted.events = EPOLLIN;
+    if (ready >= 0 && epoll_ctl(ready, EPOLL_CTL_ADD, notify, &wanted) != 0) {
+      close(ready);
+      ready = -1;
+    }
+    return notify;
+  }
+
   // Takes the kernel's reports and untrusts the entries they concern.
   void Drain() {
     if (m_notify < 0) return;
+    epoll_event event;
+    if (m_ready >= 0 && epoll_wait(m_ready, &event, 1, 0) == 0) return;  // nothing reported
     alignas(inotify_event) char buffer[8192];
     for (ssize_t n; (n = read(m_notify, buffer, sizeof buffer)) > 0;) {
       for (ssize_t at = 0; at < n;) {
@@ -182,7 +200,8 @@ class ProfileCache {
   void Reset() {
     m_entries.clear();
     if (m_notify >= 0) close(m_notify);
-    m_notify = -1;
+    if (m_ready >= 0) close(m_ready);
+    m_notify = m_ready = -1;
     ++m_events;
   }
 
@@ -195,6 +214,7 @@ class ProfileCache {
   std::unordered_map<std::wstring, Entry, PathHash, std::equal_to<>> m_entries;
   std::uint64_t m_events = 0;  // reports drained so far
   int m_notify = -1;
+  int m_ready = -1;  // epoll of m_notify alone
 };
 
 ProfileCache g_cache;
