@@ -58,6 +58,6 @@ KWLIB_COMMAND(kDemoProgress, "demo-progress", "show nested progress ranges on th
               "each of N items (default 10) taking MS milliseconds (default 30), and\n"
               "draws its progress: a bar, the percentage, the message, the elapsed time\n"
               "and the estimated end. On a terminal the line is redrawn at most ten\n"
-              "times a second; otherwise a plain line is written whenever the message\n"
-              "changes or the progress passes a tenth.\n",
+              "times a second; otherwise a plain line is written whenever the progress\n"
+              "passes a tenth, and when the message changes at most once a second.\n",
               &Run);

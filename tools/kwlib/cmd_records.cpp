@@ -1,4 +1,6 @@
 // kwlib records: the records of a record file, as a tree, or one record's data.
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -64,9 +66,17 @@ int Dump(const std::vector<std::string>& words, const kwlib::Call& call) {
   SER_RECORDHEADER h;
   int status = kwlib::kExitOk;
   if (kwlib::Progress() != nullptr) kwlib::Progress()->SetMissatge(wide.c_str());
+  // A damaged length can claim more than the whole file: no memory is taken for it.
+  struct stat info {};
+  const unsigned long long fileLength = stat(path.c_str(), &info) == 0 ? static_cast<unsigned long long>(info.st_size) : 0;
   while (s->NextRecord(h, -1, kwlib::Progress())) {
-    std::vector<unsigned char> data(h.nLength);
-    if (!data.empty() && !s->ReadRecord(data.data(), 0xFFFFFFFF)) {
+    std::vector<unsigned char> data;
+    bool whole = h.nLength <= fileLength;
+    if (whole && h.nLength > 0) {
+      data.resize(h.nLength);
+      whole = s->ReadRecord(data.data(), 0xFFFFFFFF) != 0;
+    }
+    if (!whole) {
       err << "kwlib records: " << path << ": record " << h.nId << " is cut short\n";
       status = kwlib::kExitFailure;
       break;
@@ -110,7 +120,9 @@ int Get(const std::vector<std::string>& words, const kwlib::Call& call) {
   }
   void* data = nullptr;
   unsigned long length = 0;
-  const int r = TSerializer::GetRegistre(kwfw::Utf8ToWide(path).c_str(), id, data, length);
+  const std::wstring wide = kwfw::Utf8ToWide(path);
+  if (kwlib::Progress() != nullptr) kwlib::Progress()->SetMissatge(wide.c_str());
+  const int r = TSerializer::GetRegistre(wide.c_str(), id, data, length, kwlib::Progress());
   if (r == -16102) err << "kwlib records: " << path << ": no record with id " << id << "\n";
   if (r == -16103 || r == -7) err << "kwlib records: " << path << ": not a record file, or damaged\n";
   if (r < 0) return kwlib::kExitFailure;

@@ -2,6 +2,7 @@
 // as they come, optionally with a progress line driven by the percentages it
 // prints; the exit status is the command's.
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <iostream>
@@ -25,12 +26,11 @@ class Runner : public CCmdRedirect {
     TerminateChildProcess();
   }
 
-  // Output and error come on two threads: each chunk, and the bar drawn after it,
-  // goes out whole before the other's.
+  // Output and error come on two threads: each chunk goes out whole before the
+  // other's, and never in the middle of a redraw of the bar.
   void OnChildStdOutWrite(const wchar_t* text) override {
     std::lock_guard guard(m_writeLock);
     Write(stdout, text);
-    if (m_indicator != nullptr) m_indicator->MostrarEstat(GetCurrentProgress() / 100.0);
   }
   void OnChildStdErrWrite(const wchar_t* text) override {
     std::lock_guard guard(m_writeLock);
@@ -41,9 +41,20 @@ class Runner : public CCmdRedirect {
     m_ended = true;
     m_endedChanged.notify_all();
   }
+  // Waits for the child's end. With a bar, the percentage is shown every tenth
+  // of a second meanwhile: the library reads it from a chunk only after handing
+  // the chunk out, so the output's callback would show the one before.
   void WaitForTheEnd() {
     std::unique_lock guard(m_lock);
-    m_endedChanged.wait(guard, [this] { return m_ended; });
+    while (!m_endedChanged.wait_for(guard, std::chrono::milliseconds(100), [this] { return m_ended; })) {
+      guard.unlock();
+      ShowProgress();
+      guard.lock();
+    }
+  }
+  void ShowProgress() {
+    std::lock_guard guard(m_writeLock);
+    if (m_indicator != nullptr) m_indicator->MostrarEstat(GetCurrentProgress() / 100.0);
   }
 
  private:
@@ -52,6 +63,7 @@ class Runner : public CCmdRedirect {
     kwlib::BeforeOutput();
     std::fwrite(bytes.data(), 1, bytes.size(), stream);
     std::fflush(stream);
+    kwlib::AfterOutput(stream, bytes);
   }
 
   TIndicadorEstat* m_indicator;  // null without a bar
@@ -78,7 +90,7 @@ int Start(const std::vector<std::string>& command, const kwlib::Call& call) {
   runner.WaitForTheEnd();
   // The child's last output is at most a pipe's worth; stopping drains it first.
   runner.TerminateChildProcess();
-  if (indicator != nullptr) indicator->MostrarEstat(runner.GetCurrentProgress() / 100.0);
+  runner.ShowProgress();
   return static_cast<int>(runner.GetExitCode() & 0xFF);
 }
 

@@ -68,6 +68,7 @@ void Output::Write(const void* data, std::size_t size) {
   if (m_stream == stdout) BeforeOutput();
   m_ok = m_file != nullptr ? m_file->Write(data, size) : std::fwrite(data, 1, size, m_stream) == size;
   if (!m_ok) m_errno = errno;
+  if (m_stream == stdout) AfterOutput(stdout, std::string_view(static_cast<const char*>(data), size));
 }
 
 bool Output::Finish(std::string& error) {

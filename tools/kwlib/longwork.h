@@ -1,16 +1,18 @@
 // The progress bar of kwlib's long commands. main() starts one LongWork around
 // every command, and the commands' long loops report to Progress(). The bar goes
 // to standard error when it is a terminal and the work has lasted half a second,
-// and is wiped when the work ends; nothing is drawn when standard error is not a
-// terminal, so scripts and pipes see exactly what they saw before. --progress
-// draws it at once whatever standard error is (lines on a pipe), --no-progress
-// never.
+// and is wiped when the work ends, or when a signal ends it; nothing is drawn when
+// standard error is not a terminal, so scripts and pipes see exactly what they saw
+// before. --progress draws it at once whatever standard error is (lines on a
+// pipe), --no-progress never.
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "terminalindicator.h"
@@ -34,7 +36,7 @@ class LongWork {
   // Wipes the bar before text goes to a stream that shares its terminal.
   class WipingBuffer : public std::streambuf {
    public:
-    explicit WipingBuffer(std::streambuf* to) : m_to(to) {}
+    WipingBuffer(std::streambuf* to, std::FILE* stream) : m_to(to), m_stream(stream) {}
     std::streambuf* Target() const { return m_to; }
 
    protected:
@@ -44,6 +46,7 @@ class LongWork {
 
    private:
     std::streambuf* m_to;
+    std::FILE* m_stream;  // the C stream m_to writes through
   };
 
   std::unique_ptr<TerminalIndicator> m_indicator;
@@ -55,12 +58,15 @@ class LongWork {
 // of the library takes null as no indicator.
 TIndicadorEstat* Progress();
 
-// Wipes the bar from the terminal before output is written there past the
-// standard streams (C stdio); nothing when no bar is drawn.
+// Text written to standard output or error past the C++ streams (C stdio): the
+// bar is wiped before it, and while it leaves a line open on the bar's terminal
+// the bar stays off. Nothing when no bar is drawn.
 void BeforeOutput();
+void AfterOutput(std::FILE* stream, std::string_view text);
 
-// Reports the bytes of a file read so far against its size (regular files; a
-// pipe or a terminal has none to report against), named by its path.
+// Reports the bytes of a file read so far against its size, named by its path,
+// from 0 for each file; a pipe or a terminal has no size, and its bytes are shown
+// as an amount.
 class FileProgress {
  public:
   FileProgress(const std::string& path, int fd);
