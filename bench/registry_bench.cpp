@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include <benchmark/benchmark.h>
@@ -14,12 +15,22 @@
 
 namespace {
 
+// The hive's folder, removed when the run ends.
+struct HiveFolder {
+  HiveFolder() {
+    char made[] = "/tmp/kwlib-bench-registry-XXXXXX";
+    if (mkdtemp(made) == nullptr) std::abort();
+    path = made;
+  }
+  ~HiveFolder() { std::filesystem::remove_all(path); }
+  std::string path;
+};
+
 // One hive for the whole run, holding the folder and the value every benchmark uses.
 const std::string& HiveFile() {
+  static const HiveFolder folder;
   static const std::string file = [] {
-    char folder[] = "/tmp/kwlib-bench-registry-XXXXXX";
-    if (mkdtemp(folder) == nullptr) std::abort();
-    std::string path = std::string(folder) + "/HKCU.db";
+    std::string path = folder.path + "/HKCU.db";
     kwplat::RegSetHiveFile(HKEY_CURRENT_USER, kwfw::Utf8ToWide(path).c_str());
     TCarpetaRegistry(L"Software\\Tormel\\Bench").EntraValor(L"Amplada", 640);
     return path;
