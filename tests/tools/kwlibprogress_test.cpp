@@ -36,6 +36,7 @@ struct TerminalSetup {
   bool outputOnTerminal = false;
   unsigned short columns = 100;
   std::string input;  // a file for standard input instead of the watcher's pipe
+  bool errorThroughTty = false;  // standard error opened as /dev/tty, the same terminal
   // Called with each new part of the terminal's text, kwlib's process and the
   // writing end of its standard input (closed when the watcher returns false).
   std::function<bool(const std::string& terminal, pid_t kwlib, int input)> watch;
@@ -57,7 +58,7 @@ TerminalRun OnTerminal(const std::vector<std::string>& args, const TerminalSetup
     ioctl(slave, TIOCSCTTY, 0);
     dup2(setup.input.empty() ? in[0] : open(setup.input.c_str(), O_RDONLY), STDIN_FILENO);
     dup2(setup.outputOnTerminal ? slave : out[1], STDOUT_FILENO);
-    dup2(slave, STDERR_FILENO);
+    dup2(setup.errorThroughTty ? open("/dev/tty", O_WRONLY) : slave, STDERR_FILENO);
     std::vector<char*> argv{const_cast<char*>(KWLIB_EXE)};
     for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
@@ -259,10 +260,16 @@ TEST(KwlibProgress, ANarrowTerminalGetsBarsNoWiderThanItself) {
 }
 
 TEST(KwlibProgress, ALineLeftOpenIsNeitherDrawnOverNorWiped) {
-  const TerminalRun run = OnTerminal({"run", "--", "sh", "-c", "echo 10%; sleep 1; printf abc; sleep 1; echo; echo 50%"}, true);
-  ASSERT_EQ(run.status, 0) << run.terminal;
-  ASSERT_NE(run.terminal.find("] "), std::string::npos) << "no bar was drawn: " << run.terminal;
-  EXPECT_NE(run.terminal.find("abc\r\n"), std::string::npos) << run.terminal;
+  // The terminal also under its other name, /dev/tty.
+  for (const bool throughTty : {false, true}) {
+    TerminalSetup setup;
+    setup.outputOnTerminal = true;
+    setup.errorThroughTty = throughTty;
+    const TerminalRun run = OnTerminal({"run", "--", "sh", "-c", "echo 10%; sleep 1; printf abc; sleep 1; echo; echo 50%"}, setup);
+    ASSERT_EQ(run.status, 0) << run.terminal;
+    ASSERT_NE(run.terminal.find("] "), std::string::npos) << "no bar was drawn: " << run.terminal;
+    EXPECT_NE(run.terminal.find("abc\r\n"), std::string::npos) << throughTty << ": " << run.terminal;
+  }
 }
 
 TEST(KwlibProgress, RunShowsThePercentageJustPrinted) {
@@ -310,6 +317,10 @@ TEST(KwlibProgress, InputWithoutASizeIsCountedAndFilesStartFromNothing) {
   ASSERT_EQ(piped.status, 0) << piped.err;
   const std::string last = piped.err.substr(piped.err.rfind('\n', piped.err.size() - 2) + 1);
   EXPECT_EQ(last.rfind("3.0 MiB standard input  ", 0), 0u) << piped.err;
+  // The unit follows what is shown.
+  const kwtest::Result almost = kwtest::Shell("head -c 1048575 /dev/zero | " + std::string(KWLIB_EXE) + " --progress crc32 -");
+  EXPECT_EQ(almost.err.substr(almost.err.rfind('\n', almost.err.size() - 2) + 1).rfind("1.0 MiB standard input  ", 0), 0u)
+      << almost.err;
 
   kwtest::TempDir dir("kwlib-progress");
   for (const char* name : {"a.bin", "b.bin"}) kwtest::WriteBytes(dir.At(name), std::string(1 << 20, 'x'));
@@ -319,6 +330,12 @@ TEST(KwlibProgress, InputWithoutASizeIsCountedAndFilesStartFromNothing) {
   ASSERT_NE(second, std::string::npos) << files.err;
   const std::size_t line = files.err.rfind('\n', second) + 1;
   EXPECT_EQ(files.err.substr(line, second - line), "[....................]   0% ") << files.err;
+  // An empty file is done as soon as it is open.
+  kwtest::WriteBytes(dir.At("empty.bin"), "");
+  const kwtest::Result empty = kwtest::Kwlib("--progress crc32 " + dir.At("a.bin") + " " + dir.At("empty.bin"));
+  ASSERT_EQ(empty.status, 0) << empty.err;
+  const std::string final = empty.err.substr(empty.err.rfind('\n', empty.err.size() - 2) + 1);
+  EXPECT_EQ(final.rfind("[####################] 100% " + dir.At("empty.bin"), 0), 0u) << empty.err;
 }
 
 TEST(KwlibProgress, RecordsGetReportsThroughTheBar) {

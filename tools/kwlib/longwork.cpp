@@ -1,6 +1,7 @@
 #include "longwork.h"
 
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -54,10 +55,12 @@ void CatchEndingSignals() {
 }
 
 // Whether standard output is the terminal standard error is.
+// /dev/tty is the controlling terminal under another name: taken as the same.
 bool SameTerminal() {
   struct stat out {}, err {};
-  return isatty(STDOUT_FILENO) != 0 && fstat(STDOUT_FILENO, &out) == 0 && fstat(STDERR_FILENO, &err) == 0 &&
-         out.st_rdev == err.st_rdev;
+  if (isatty(STDOUT_FILENO) == 0 || fstat(STDOUT_FILENO, &out) != 0 || fstat(STDERR_FILENO, &err) != 0) return false;
+  const dev_t controlling = makedev(5, 0);
+  return out.st_rdev == err.st_rdev || out.st_rdev == controlling || err.st_rdev == controlling;
 }
 
 }  // namespace
@@ -142,8 +145,11 @@ void AfterOutput(std::FILE* stream, std::string_view text) {
 FileProgress::FileProgress(const std::string& path, int fd) {
   if (g_indicator == nullptr) return;
   struct stat info {};
-  if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) m_size = static_cast<std::uint64_t>(info.st_size);
+  const bool regular = fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+  if (regular) m_size = static_cast<std::uint64_t>(info.st_size);
   g_indicator->Restart(kwfw::Utf8ToWide(path == "-" ? "standard input" : path).c_str());
+  // An empty file is done before its first read.
+  if (regular && m_size == 0) g_indicator->MostrarEstat(1.0);
 }
 
 void FileProgress::Read(std::size_t bytes) {

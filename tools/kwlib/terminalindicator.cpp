@@ -118,7 +118,8 @@ std::string Bytes(std::uint64_t n) {
   if (n < 1024) return std::to_string(n) + (n == 1 ? " byte" : " bytes");
   double value = static_cast<double>(n) / 1024.0;
   int unit = 0;
-  for (; value >= 1024.0 && unit < 3; ++unit) value /= 1024.0;
+  // By what is shown: 1048575 bytes are "1.0 MiB", not "1024.0 KiB".
+  for (; value >= 1023.95 && unit < 3; ++unit) value /= 1024.0;
   char buf[32];
   std::snprintf(buf, sizeof buf, "%.1f %s", value, kUnits[unit]);
   return buf;

@@ -37,9 +37,10 @@ class TerminalIndicator : public TIndicadorEstat {
   bool OnTerminalLine() const { return m_bOnLine.load(std::memory_order_relaxed); }
 
   // The line, fitted to `width` columns less one: the bar and percentage of `pos`
-  // (or `amount` in their place when not empty), the message and the times; the
-  // estimated end, the times, the message and the bar's length give way in that
-  // order. Empty when not even the percentage fits.
+  // (or `amount` in their place when not empty), the message and the times. The
+  // estimated end gives way first, the message is cut to what the times leave,
+  // then the times go and the bar shortens. Empty when not even the percentage
+  // fits.
   static std::string Render(double pos, const std::string& amount, const std::string& message,
                             unsigned long long elapsedMs, const std::string& eta, int width);
   // The columns `text` (UTF-8) takes on a terminal.
