@@ -12,6 +12,7 @@
 
 #include <kwlib63/containers/newcopy.h>
 #include <kwlib63/framework/textconv.h>
+#include <kwlib63/platform/memory.h>
 
 constinit CMoxelRTTI THash::m_rttiTHash(&TItem::m_rttiTItem, "THash", kwtipus::THash, sizeof(THash), nullptr);
 constinit CMoxelRTTI THashItem::m_rttiTHashItem(&TItem::m_rttiTItem, "THashItem", kwtipus::THashItem,
@@ -137,6 +138,16 @@ struct THash::Storage {
   std::size_t used[kViews] = {};   // slots in use
   std::size_t mask = 0;            // slots per view, less one
   std::uint64_t linked = 0;        // links made so far: the next entry's seq
+
+  // Zeroed entries for a pool of `n`. An entry holds a whole key, over a kilobyte,
+  // so a large table's pool runs to hundreds of megabytes and fills one page
+  // fault at a time unless it has large pages.
+  static Entry* NewPool(std::uint32_t n) {
+    const std::size_t count = std::max(n, 1u);
+    auto* pool = static_cast<Entry*>(std::calloc(count, sizeof(Entry)));
+    kwplat::AdviseLargePages(pool, count * sizeof(Entry));
+    return pool;
+  }
 
   void DeleteItems() {
     for (std::uint32_t i = 0; i < capacity; ++i) {
@@ -349,7 +360,7 @@ int THash::init(unsigned int size) {
   storage->buckets = size / 3 + 1;
   storage->heads = static_cast<std::uint32_t*>(std::malloc(storage->buckets * sizeof(std::uint32_t)));
   storage->tails = static_cast<std::uint32_t*>(std::malloc(storage->buckets * sizeof(std::uint32_t)));
-  storage->pool = static_cast<Entry*>(std::calloc(std::max(size, 1u), sizeof(Entry)));
+  storage->pool = Storage::NewPool(size);
   storage->places = static_cast<Place*>(std::calloc(std::max(size, 1u), sizeof(Place)));
   const std::size_t slots = SlotsFor(size);
   storage->mask = slots - 1;
@@ -427,7 +438,7 @@ int THash::Ampliar(int n) {
   const std::uint32_t capacity = old + more;
   const std::size_t slots = SlotsFor(capacity);
   const bool rehash = slots > t.mask + 1;
-  auto* pool = static_cast<Entry*>(std::calloc(std::max(capacity, 1u), sizeof(Entry)));
+  auto* pool = Storage::NewPool(capacity);
   auto* places = static_cast<Place*>(std::calloc(std::max(capacity, 1u), sizeof(Place)));
   Slot* index[kViews] = {};
   if (rehash) {

@@ -2,10 +2,11 @@
 
 #include <kwlib63/platform/lasterror.h>
 
-#include <cstdlib>
+#include <sys/mman.h>
 
-#include <cstdio>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 
 namespace kwplat {
 namespace {
@@ -58,6 +59,16 @@ HLOCAL LocalAlloc(UINT flags, std::size_t bytes) {
 HLOCAL LocalFree(HLOCAL block) {
   std::free(block);
   return nullptr;
+}
+
+void AdviseLargePages(void* block, std::size_t bytes) {
+  constexpr std::uintptr_t kLarge = std::uintptr_t{2} << 20;
+  const auto begin = reinterpret_cast<std::uintptr_t>(block);
+  const std::uintptr_t lo = (begin + kLarge - 1) & ~(kLarge - 1);
+  const std::uintptr_t hi = (begin + bytes) & ~(kLarge - 1);
+  if (block == nullptr || hi <= lo) return;
+  // The answer is not needed: without large pages the block works as it is.
+  (void)madvise(reinterpret_cast<void*>(lo), hi - lo, MADV_HUGEPAGE);
 }
 
 }  // namespace kwplat
