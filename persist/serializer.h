@@ -14,6 +14,7 @@
 #include <string>
 
 #include <kwlib63/framework/endian.h>
+#include <kwlib63/framework/smallcopy.h>
 #include <kwlib63/framework/export.h>
 #include <kwlib63/framework/file.h>
 #include <kwlib63/framework/wintypes.h>
@@ -61,7 +62,7 @@ class KW_API TSerializer {
                             : nullptr;
     if (at == nullptr) return WriteRecordGeneral(pData, nLength, nId);
     PutHeader(at, static_cast<DWORD>(nId), static_cast<DWORD>(nLength));
-    std::memcpy(at + KW_SER_RECORDHEADER, pData, nLength);
+    kwfw::CopyBytes(at + KW_SER_RECORDHEADER, pData, nLength);
     return 0;
   }
   // A non-negative argument sets the level; a negative one adds (Push) or takes
@@ -94,7 +95,7 @@ class KW_API TSerializer {
                                   ? m_pBuffered->TakeInBlock(static_cast<unsigned int>(nCount))
                                   : nullptr;
     if (at == nullptr) return ReadRecordGeneral(pBuffer, nCount, pIE);
-    std::memcpy(pBuffer, at, nCount);
+    kwfw::CopyBytes(pBuffer, at, nCount);
     m_nConsumed += nCount;
     return 1;
   }
