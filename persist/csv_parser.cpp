@@ -231,16 +231,24 @@ void csv_parser::_get_fields_with_enclosure(std::vector<std::string>& row, const
     }
     open = !open;
   };
-  // Fields are short: the quotes are found sixteen bytes at a time, by a mask of
-  // their places, rather than by a search call per field.
+  // Fields are short: the quotes are found 64 bytes at a time, by a mask of their
+  // places, rather than by a search call per field. Walking a whole line's mask in
+  // one or two goes mispredicts the end of the walk less often than 16 bytes would.
   std::size_t i = 0;
 #if defined(__SSE2__)
   const __m128i wanted = _mm_set1_epi8(enclosure_char);
-  for (; i + 16 <= length; i += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
-    for (auto mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, wanted))); mask != 0; mask &= mask - 1) {
-      quote(i + static_cast<std::size_t>(__builtin_ctz(mask)));
+  const auto places = [&](std::size_t at) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + at));
+    return static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, wanted))));
+  };
+  for (; i + 64 <= length; i += 64) {
+    for (std::uint64_t mask = places(i) | places(i + 16) << 16 | places(i + 32) << 32 | places(i + 48) << 48; mask != 0;
+         mask &= mask - 1) {
+      quote(i + static_cast<std::size_t>(__builtin_ctzll(mask)));
     }
+  }
+  for (; i + 16 <= length; i += 16) {
+    for (std::uint64_t mask = places(i); mask != 0; mask &= mask - 1) quote(i + static_cast<std::size_t>(__builtin_ctzll(mask)));
   }
 #endif
   for (; i < length; ++i) {
