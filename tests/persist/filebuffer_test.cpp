@@ -1,6 +1,7 @@
 // CFileBuffer on real files: lengths before a flush, short reads, the refused
 // read-write mode, and data crossing many small blocks.
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <random>
 #include <string>
@@ -11,6 +12,7 @@
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/persist/filebuffer.h>
 
+#include "support/largepages.h"
 #include "support/tempdir.h"
 
 namespace {
@@ -97,6 +99,23 @@ TEST_F(FileBufferTest, MemoryFollowsTheDataUpToTheBlockSize) {
   // A caller given the block's address may use all of it.
   ASSERT_NE(f.getActualBufferPosition(), nullptr);
   EXPECT_EQ(f.AllocatedBlockSize(), kBlock);
+}
+
+// A block of megabytes is taken on large pages, whole: a new one otherwise costs a
+// page fault per 4 KiB each time a file is opened.
+TEST_F(FileBufferTest, ABlockOfMegabytesLiesOnLargePages) {
+  constexpr unsigned long kLarge = 2ul << 20;
+  const std::string data(3 * kLarge / 2, 'r');
+  CFileBuffer f(m_path.c_str(), kWrite, 4 * kLarge);
+  f.Write(data.data(), static_cast<UINT>(data.size()));
+  const unsigned char* at = f.getActualBufferPosition();
+  ASSERT_NE(at, nullptr);
+  const unsigned char* block = at - data.size();
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % kLarge, 0u);
+  EXPECT_TRUE(kwtest::MarkedForLargePages(block));
+  EXPECT_TRUE(kwtest::MarkedForLargePages(block + 4 * kLarge - 1));
+  f.Close();
+  EXPECT_EQ(Contents(), data);
 }
 
 // A writer's block that moved on holds the earlier block's bytes in memory until

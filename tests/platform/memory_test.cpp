@@ -5,11 +5,10 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
-#include <string>
 
 #include <kwlib63/platform/memory.h>
+
+#include "support/largepages.h"
 
 namespace {
 
@@ -34,27 +33,6 @@ TEST(Memory, MappedUnmappedAndProtectedPages) {
   munmap(p, 2 * page);
 }
 
-// Whether the mapping that holds `address` was marked for large pages ("hg"
-// among its VmFlags in /proc/self/smaps).
-bool MarkedForLargePages(const void* address) {
-  const auto at = reinterpret_cast<std::uintptr_t>(address);
-  std::ifstream smaps("/proc/self/smaps");
-  std::string line;
-  bool inside = false;
-  while (std::getline(smaps, line)) {
-    unsigned long lo = 0, hi = 0;
-    char dash = 0;
-    std::istringstream head(line);
-    if (line.find('-') < line.find(' ') && head >> std::hex >> lo >> dash >> hi && dash == '-') {
-      inside = lo <= at && at < hi;
-      continue;
-    }
-    if (inside && line.rfind("VmFlags:", 0) == 0) return (line + " ").find(" hg ") != std::string::npos;
-  }
-  ADD_FAILURE() << "no mapping holds " << address;
-  return false;
-}
-
 TEST(Memory, LargePagesAreAskedOnlyForTheBlocksWholeStretches) {
   constexpr std::size_t kLarge = 2u << 20;
   constexpr std::size_t kBytes = 8 * kLarge + 4096;
@@ -62,12 +40,14 @@ TEST(Memory, LargePagesAreAskedOnlyForTheBlocksWholeStretches) {
   ASSERT_NE(block, nullptr);
   const auto begin = reinterpret_cast<std::uintptr_t>(block);
   char* first = block + ((kLarge - begin % kLarge) % kLarge);  // the first whole stretch
-  ASSERT_FALSE(MarkedForLargePages(first));
+  ASSERT_FALSE(kwtest::MarkedForLargePages(first));
 
   kwplat::AdviseLargePages(block, kBytes);
-  EXPECT_TRUE(MarkedForLargePages(first));
-  EXPECT_TRUE(MarkedForLargePages(first + 6 * kLarge));
-  if (first != block) EXPECT_FALSE(MarkedForLargePages(first - 1));  // part of a stretch only
+  EXPECT_TRUE(kwtest::MarkedForLargePages(first));
+  EXPECT_TRUE(kwtest::MarkedForLargePages(first + 6 * kLarge));
+  if (first != block) {
+    EXPECT_FALSE(kwtest::MarkedForLargePages(first - 1));  // part of a stretch only
+  }
   block[0] = block[kBytes - 1] = 1;  // still the caller's memory, as it was
   EXPECT_EQ(block[1] + block[kBytes - 2], 0);
 
