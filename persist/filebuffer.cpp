@@ -228,6 +228,19 @@ void CFileBuffer::Write(const void* buffer, UINT count) {
 }
 
 unsigned long long CFileBuffer::Seek(long long offset, UINT from) {
+  // A reader's move within its block needs no system call: reads are served from
+  // the block, and a load seeks the file itself. Skipping a record's data this
+  // way costs nothing per record.
+  if (m_pBuffer != nullptr && !Writing() && (from == begin || from == current)) {
+    long long to = 0;
+    const auto base = from == begin ? 0LL : static_cast<long long>(m_nPosition);
+    if (!__builtin_add_overflow(base, offset, &to) && to >= 0 &&
+        static_cast<unsigned long long>(to) >= m_nBlockStart &&
+        static_cast<unsigned long long>(to) - m_nBlockStart <= m_nValid) {
+      m_nPosition = static_cast<unsigned long long>(to);
+      return m_nPosition;
+    }
+  }
   CFile::Seek(static_cast<long long>(m_nPosition), begin);
   m_nPosition = CFile::Seek(offset, from);
   return m_nPosition;

@@ -14,6 +14,7 @@
 
 #include "support/largepages.h"
 #include "support/tempdir.h"
+#include "support/throws.h"
 
 namespace {
 
@@ -181,15 +182,25 @@ TEST_F(FileBufferTest, BehavesLikeAPlainFile) {
     ASSERT_TRUE(written == model) << "seed " << seed << ": " << written.size() << " bytes written, " << model.size()
                                   << " expected, first difference at " << (differ.first - written.begin());
     CFileBuffer f(m_path.c_str(), kRead, block);
+    const auto size = static_cast<long long>(model.size());
+    long long pos = 0;
     for (int step = 0; step < 40; ++step) {
-      const unsigned long long at = rng() % (model.size() + 10);
+      // Near the last read as often as anywhere: moves within the block and out of it.
+      const long long at = rng() % 2 ? static_cast<long long>(rng() % (model.size() + 10))
+                                     : std::max(0LL, pos + static_cast<long long>(rng() % 200) - 100);
+      const UINT from = std::vector<UINT>{CFile::begin, CFile::current, CFile::end}[rng() % 3];
+      const long long offset = at - (from == CFile::begin ? 0 : from == CFile::current ? pos : size);
       const UINT want = rng() % 2 ? rng() % 16 : rng() % 20000;
-      ASSERT_EQ(f.Seek(static_cast<long long>(at), CFile::begin), at);
+      ASSERT_EQ(f.Seek(offset, from), static_cast<unsigned long long>(at)) << "seed " << seed << " step " << step;
       std::string got(want, '#');
       const UINT n = f.Read(got.data(), want);
-      const std::string expected = at < model.size() ? model.substr(at, want) : "";
+      const std::string expected = at < size ? model.substr(static_cast<std::size_t>(at), want) : "";
       ASSERT_EQ(got.substr(0, n), expected) << "seed " << seed << " step " << step;
+      pos = at + n;
+      ASSERT_EQ(f.GetPosition(), static_cast<unsigned long long>(pos)) << "seed " << seed << " step " << step;
     }
+    // Before the start, from within the block.
+    EXPECT_TRUE(kwtest::Throws<CFileException>([&] { f.Seek(-pos - 1, CFile::current); }));
   }
 }
 

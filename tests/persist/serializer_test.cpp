@@ -13,6 +13,7 @@
 #include <kwlib63/persist/serializer.h>
 #include <kwlib63/progress/indicadorestat.h>
 
+#include "support/faultplan.h"
 #include "support/recorders.h"
 #include "support/recordingie.h"
 #include "support/stopwatch.h"
@@ -128,6 +129,32 @@ TEST_F(SerializerTest, GetRegistreLooksAmongSiblingsNotInsideSubtrees) {
   EXPECT_EQ(TSerializer::GetRegistre((m_path + L".no").c_str(), 1ul, data, len), -6);
   EXPECT_EQ(boxes.boxes.size(), 1u);  // the open error was shown
   EXPECT_EQ(boxes.boxes[0].type & MB_ICONERROR, MB_ICONERROR);
+}
+
+// Skipping a record's data within a buffered file's block moves in memory: the
+// search through 20 000 records makes a few system calls, not two per record.
+TEST_F(SerializerTest, SearchingABufferedFileSkipsRecordsWithoutSystemCalls) {
+  constexpr unsigned long kRecords = 20000;
+  {
+    TSerializer* s = TSerializer::Open(m_path.c_str(), 1);
+    ASSERT_NE(s, nullptr);
+    ASSERT_EQ(s->CreateHeader(1, 0, 0, 0), 0);
+    for (unsigned long id = 0; id < kRecords; ++id) {
+      std::string data = "record " + std::to_string(id);
+      ASSERT_EQ(s->WriteRecord(data.data(), data.size(), id), 0);
+    }
+    TSerializer::Close(s);
+  }
+  CFileBuffer file(m_path.c_str(), CFile::modeRead | CFile::shareDenyWrite | CFile::typeBinary, 1 << 20);
+  const kwtest::FaultPlan counted;
+  void* data = nullptr;
+  unsigned long length = 0;
+  ASSERT_EQ(TSerializer::GetRegistre(&file, kRecords - 1, data, length), 0);
+  EXPECT_EQ(std::string(static_cast<char*>(data), length), "record " + std::to_string(kRecords - 1));
+  std::free(data);
+  const auto calls = counted.Counts();
+  EXPECT_LE(calls[static_cast<std::size_t>(kwtest::Call::kLseek)] + calls[static_cast<std::size_t>(kwtest::Call::kRead)], 10)
+      << kwtest::Describe(calls);
 }
 
 TEST_F(SerializerTest, DamagedAndShortFiles) {
