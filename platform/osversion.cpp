@@ -38,18 +38,23 @@ bool Holds(const T& system, const T& wanted, BYTE condition) {
   }
 }
 
+// The running kernel's release cannot change under a process, so it is read once:
+// the version probe made when the library loads asks hundreds of times.
 OSVERSIONINFOEXW SystemVersion() {
-  OSVERSIONINFOEXW info{};
-  info.dwOSVersionInfoSize = sizeof info;
-  info.dwPlatformId = VER_PLATFORM_WIN32_NT;
-  info.wProductType = VER_NT_WORKSTATION;
-  utsname name{};
-  unsigned major = 0, minor = 0, patch = 0;
-  if (uname(&name) == 0) std::sscanf(name.release, "%u.%u.%u", &major, &minor, &patch);
-  info.dwMajorVersion = major;
-  info.dwMinorVersion = minor;
-  info.wServicePackMajor = static_cast<WORD>(patch > 0xFFFF ? 0xFFFF : patch);
-  return info;
+  static const OSVERSIONINFOEXW system = [] {
+    OSVERSIONINFOEXW info{};
+    info.dwOSVersionInfoSize = sizeof info;
+    info.dwPlatformId = VER_PLATFORM_WIN32_NT;
+    info.wProductType = VER_NT_WORKSTATION;
+    utsname name{};
+    unsigned major = 0, minor = 0, patch = 0;
+    if (uname(&name) == 0) std::sscanf(name.release, "%u.%u.%u", &major, &minor, &patch);
+    info.dwMajorVersion = major;
+    info.dwMinorVersion = minor;
+    info.wServicePackMajor = static_cast<WORD>(patch > 0xFFFF ? 0xFFFF : patch);
+    return info;
+  }();
+  return system;
 }
 
 }  // namespace
