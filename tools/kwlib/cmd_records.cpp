@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include <kwlib63/framework/exception.h>
 #include <kwlib63/framework/textconv.h>
 #include <kwlib63/json.h>
+#include <kwlib63/persist/filebuffer.h>
 #include <kwlib63/persist/serializer.h>
 #include <kwlib63/platform/messagebox.h>
 
@@ -23,6 +25,22 @@ namespace {
 int ShowOnStderr(HWND, const wchar_t* text, const wchar_t*, UINT, void*) {
   std::cerr << "kwlib records: " << kwfw::WideToUtf8(text) << "\n";
   return IDOK;
+}
+
+// The record with `id`, as TSerializer::GetRegistre finds it. The search reads a
+// header and skips a record's data per record: through a buffered file (with the
+// block TSerializer::Open reads with) both are moves within the block, where the
+// plain file that the path form opens makes two system calls per record.
+int FindRecord(const std::wstring& path, unsigned long id, void*& data, unsigned long& length) {
+  constexpr unsigned long kBlock = 8ul << 20;
+  try {
+    CFileBuffer file(path.c_str(), CFile::modeRead | CFile::shareDenyWrite | CFile::typeBinary, kBlock);
+    return TSerializer::GetRegistre(&file, id, data, length, kwlib::Progress());
+  } catch (CException* e) {
+    e->ReportError(MB_ICONERROR, 0);
+    e->Delete();
+    return -6;
+  }
 }
 
 std::string Preview(const std::vector<unsigned char>& data, bool text) {
@@ -122,7 +140,7 @@ int Get(const std::vector<std::string>& words, const kwlib::Call& call) {
   unsigned long length = 0;
   const std::wstring wide = kwfw::Utf8ToWide(path);
   if (kwlib::Progress() != nullptr) kwlib::Progress()->SetMissatge(wide.c_str());
-  const int r = TSerializer::GetRegistre(wide.c_str(), id, data, length, kwlib::Progress());
+  const int r = FindRecord(wide, id, data, length);
   if (r == -16102) err << "kwlib records: " << path << ": no record with id " << id << "\n";
   if (r == -16103 || r == -7) err << "kwlib records: " << path << ": not a record file, or damaged\n";
   if (r < 0) return kwlib::kExitFailure;
