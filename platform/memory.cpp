@@ -64,9 +64,12 @@ HLOCAL LocalFree(HLOCAL block) {
 void AdviseLargePages(void* block, std::size_t bytes) {
   constexpr std::uintptr_t kLarge = std::uintptr_t{2} << 20;
   const auto begin = reinterpret_cast<std::uintptr_t>(block);
-  const std::uintptr_t lo = (begin + kLarge - 1) & ~(kLarge - 1);
-  const std::uintptr_t hi = (begin + bytes) & ~(kLarge - 1);
-  if (block == nullptr || hi <= lo) return;
+  std::uintptr_t lo = 0, hi = 0;
+  // A block that would run past the end of the address space is none.
+  if (block == nullptr || __builtin_add_overflow(begin, kLarge - 1, &lo) || __builtin_add_overflow(begin, bytes, &hi)) return;
+  lo &= ~(kLarge - 1);
+  hi &= ~(kLarge - 1);
+  if (hi <= lo) return;
   // The answer is not needed: without large pages the block works as it is.
   (void)madvise(reinterpret_cast<void*>(lo), hi - lo, MADV_HUGEPAGE);
 }

@@ -56,4 +56,20 @@ TEST(Memory, LargePagesAreAskedOnlyForTheBlocksWholeStretches) {
   std::free(block);
 }
 
+// A block that would run past the end of the address space advises nothing, not
+// every mapping of the process.
+TEST(Memory, ABlockAtTheTopOfTheAddressSpaceAdvisesNothing) {
+  constexpr std::size_t kLarge = 2u << 20;
+  auto* other = static_cast<char*>(mmap(nullptr, 4 * kLarge, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(other, MAP_FAILED);
+  char* inside = other + 2 * kLarge;
+  for (const std::uintptr_t top : {UINTPTR_MAX, UINTPTR_MAX - 4095, UINTPTR_MAX - kLarge + 1}) {
+    for (const std::size_t bytes : {std::size_t{0}, std::size_t{1}, kLarge, SIZE_MAX}) {
+      kwplat::AdviseLargePages(reinterpret_cast<void*>(top), bytes);
+      ASSERT_FALSE(kwtest::MarkedForLargePages(inside)) << std::hex << top << " " << bytes;
+    }
+  }
+  munmap(other, 4 * kLarge);
+}
+
 }  // namespace
