@@ -1,6 +1,7 @@
 #include <kwlib63/persist/filebuffer.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -21,8 +22,10 @@ constexpr std::size_t kBlockAlignment = 64;
 // one, on every file opened.
 constexpr std::size_t kLargePage = std::size_t{2} << 20;
 
+// Null when there is no memory, a size beyond any memory included.
 unsigned char* NewBlock(std::size_t bytes) {
   const std::size_t alignment = bytes >= kLargePage ? kLargePage : kBlockAlignment;
+  if (bytes > SIZE_MAX - (alignment - 1)) return nullptr;
   bytes = (bytes + alignment - 1) / alignment * alignment;
   auto* block = static_cast<unsigned char*>(std::aligned_alloc(alignment, bytes));
   if (alignment == kLargePage) kwplat::AdviseLargePages(block, bytes);
@@ -228,15 +231,16 @@ void CFileBuffer::Write(const void* buffer, UINT count) {
 }
 
 unsigned long long CFileBuffer::Seek(long long offset, UINT from) {
-  // A reader's move within its block needs no system call: reads are served from
-  // the block, and a load seeks the file itself. Skipping a record's data this
-  // way costs nothing per record.
-  if (m_pBuffer != nullptr && !Writing() && (from == begin || from == current)) {
+  // A reader's move onto data its block holds needs no system call: reads are
+  // served from the block, and a load seeks the file itself. Skipping a record's
+  // data this way costs nothing per record. A block that holds data came from a
+  // file open and seekable; any other seek goes to the file, which judges it.
+  if (m_pBuffer != nullptr && m_hFile != hFileNull && !Writing() && (from == begin || from == current)) {
     long long to = 0;
     const auto base = from == begin ? 0LL : static_cast<long long>(m_nPosition);
     if (!__builtin_add_overflow(base, offset, &to) && to >= 0 &&
         static_cast<unsigned long long>(to) >= m_nBlockStart &&
-        static_cast<unsigned long long>(to) - m_nBlockStart <= m_nValid) {
+        static_cast<unsigned long long>(to) - m_nBlockStart < m_nValid) {
       m_nPosition = static_cast<unsigned long long>(to);
       return m_nPosition;
     }

@@ -1,5 +1,7 @@
 // CFileBuffer on real files: lengths before a flush, short reads, the refused
 // read-write mode, and data crossing many small blocks.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
@@ -117,6 +119,42 @@ TEST_F(FileBufferTest, ABlockOfMegabytesLiesOnLargePages) {
   EXPECT_TRUE(kwtest::MarkedForLargePages(block + 4 * kLarge - 1));
   f.Close();
   EXPECT_EQ(Contents(), data);
+}
+
+// A block size beyond any memory is no memory: the block is not there, and
+// nothing is written outside one.
+TEST_F(FileBufferTest, ABlockBeyondAnyMemoryIsRefused) {
+  for (const unsigned long size : {0xFFFFFFFFFFFFFFC0ul, 0xFFFFFFFFFFE00001ul, 0xFFFFFFFFFFFFFFFFul}) {
+    CFileBuffer f(m_path.c_str(), kWrite, size);
+    f.Write("abc", 3);
+    f.Seek(0, CFile::begin);
+    EXPECT_EQ(f.getActualBufferPosition(), nullptr) << std::hex << size;
+  }
+}
+
+// Seeks that only the file can judge still go to it: after Abort, and on a pipe,
+// whose block never holds data (it has no length to fill one from).
+TEST_F(FileBufferTest, SeeksTheBlockCannotAnswerGoToTheFile) {
+  std::ofstream(m_dir + "/f.bin") << "abcdef";
+  {
+    CFileBuffer f(m_path.c_str(), kRead, 4);
+    char c = 0;
+    ASSERT_EQ(f.Read(&c, 1), 1u);
+    f.Abort();
+    EXPECT_TRUE(kwtest::Throws<CFileException>([&] { f.Seek(2, CFile::begin); }));
+  }
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(write(ends[1], "xyz", 3), 3);
+  close(ends[1]);
+  const std::wstring input = kwfw::Utf8ToWide("/proc/self/fd/" + std::to_string(ends[0]));
+  CFileBuffer f(input.c_str(), kRead, 16);
+  char got[4] = {};
+  f.Read(got, sizeof got);  // a pipe cannot fill a block
+  EXPECT_TRUE(kwtest::Throws<CFileException>([&] { f.Seek(0, CFile::begin); }));
+  EXPECT_TRUE(kwtest::Throws<CFileException>([&] { f.Seek(0, CFile::current); }));
+  f.Close();
+  close(ends[0]);
 }
 
 // A writer's block that moved on holds the earlier block's bytes in memory until
