@@ -113,14 +113,16 @@ BOOL CFile::Open(LPCTSTR path, UINT openFlags, CFileException* error) {
   const int fd = Retried(Sys().open, narrow.c_str(), flags & ~O_TRUNC, 0666);
   if (fd < 0) return fail(errno);
   struct stat st;
-  if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+  const bool stated = fstat(fd, &st) == 0;
+  if (stated && S_ISDIR(st.st_mode)) {
     Sys().close(fd);
     return fail(EISDIR);
   }
   // The locks live on a descriptor of their own, opened for reading and writing
   // where that is allowed, so that both kinds of lock can be taken whatever the
-  // file is opened for.
-  int lockFd = Retried(Sys().open, narrow.c_str(), O_RDWR | O_CLOEXEC, 0);
+  // file is opened for. Not for a pipe or FIFO: opened for writing, it would make
+  // this process one of its writers, and reading would never reach the end.
+  int lockFd = stated && S_ISFIFO(st.st_mode) ? -1 : Retried(Sys().open, narrow.c_str(), O_RDWR | O_CLOEXEC, 0);
   if (lockFd < 0) lockFd = fcntl(fd, F_DUPFD_CLOEXEC, 0);
   if (lockFd < 0 || !TakeShareLocks(lockFd, openFlags)) {
     if (lockFd >= 0) Sys().close(lockFd);

@@ -1,5 +1,10 @@
 // CFile: reading, writing and seeking a real file, its errors, and share modes
 // kept by advisory locks between two open files.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <string>
 #include <gtest/gtest.h>
 
@@ -97,6 +102,26 @@ TEST_F(FileTest, ShareModesExcludeEachOther) {
   EXPECT_FALSE(third.Open(m_path.c_str(), CFile::modeRead | CFile::shareDenyNone, &error));
   other.LockRange(0, 2);
   other.UnlockRange(0, 2);
+}
+
+// A FIFO read to its end: the file holds no descriptor of its own that writes to
+// it, so once the last writer goes a read sees the end instead of waiting for ever.
+TEST_F(FileTest, AFifoReachesItsEndWhenItsWritersGo) {
+  const std::string fifo = m_tmp.At("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const int writer = open(fifo.c_str(), O_RDWR | O_CLOEXEC);  // never blocks, unlike a write-only open
+  ASSERT_GE(writer, 0);
+  CFile reader(kwfw::Utf8ToWide(fifo).c_str(), CFile::modeRead | CFile::shareDenyWrite | CFile::typeBinary);
+  ASSERT_EQ(write(writer, "abc", 3), 3);
+  close(writer);
+  pollfd end{reader.m_hFile, POLLIN, 0};
+  ASSERT_EQ(poll(&end, 1, 0), 1);
+  // Checked before reading: with a writer left, the read would wait for ever.
+  ASSERT_NE(end.revents & POLLHUP, 0) << "a writer is left on the FIFO";
+  char got[8] = {};
+  EXPECT_EQ(reader.Read(got, sizeof got), 3u);
+  EXPECT_EQ(std::string(got, 3), "abc");
+  EXPECT_EQ(reader.Read(got, sizeof got), 0u);
 }
 
 }  // namespace
