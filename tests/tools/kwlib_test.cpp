@@ -178,6 +178,20 @@ TEST(KwlibRecords, DumpAndGet) {
   ASSERT_EQ(v["records"].size(), 3u);
   EXPECT_EQ(v["records"][2]["preview"].asString(), "01 02");
   EXPECT_EQ(Kwlib("records get " + path + " 12").out, std::string("\x01\x02"));
+  // A pipe has no length to fill a block from: it is read as a plain file, which
+  // finds a record without seeking when no record before it has data to skip.
+  const std::string empties = TempFile("");
+  {
+    TSerializer* s = TSerializer::Open(kwfw::Utf8ToWide(empties).c_str(), 1);
+    ASSERT_NE(s, nullptr);
+    s->CreateHeader(3, 0, 0, 0);
+    for (unsigned long id = 1; id <= 3; ++id) s->WriteRecord(nullptr, 0, id);
+    TSerializer::Close(s);
+  }
+  r = Shell("cat " + empties + " | " + KWLIB_EXE + " records get /dev/stdin 3");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "");
+  std::remove(empties.c_str());
   r = Kwlib("records get " + path + " 11");  // inside a subtree: not searched
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("no record with id 11"), std::string::npos);

@@ -30,17 +30,23 @@ int ShowOnStderr(HWND, const wchar_t* text, const wchar_t*, UINT, void*) {
 // The record with `id`, as TSerializer::GetRegistre finds it. The search reads a
 // header and skips a record's data per record: through a buffered file (with the
 // block TSerializer::Open reads with) both are moves within the block, where the
-// plain file that the path form opens makes two system calls per record.
+// plain file that the path form opens makes two system calls per record. What the
+// buffered file cannot read (a pipe, which has no length to fill a block from; no
+// memory for the block; a damaged file) goes to the path form, which reads it as
+// it always has and reports what it finds.
 int FindRecord(const std::wstring& path, unsigned long id, void*& data, unsigned long& length) {
   constexpr unsigned long kBlock = 8ul << 20;
-  try {
-    CFileBuffer file(path.c_str(), CFile::modeRead | CFile::shareDenyWrite | CFile::typeBinary, kBlock);
-    return TSerializer::GetRegistre(&file, id, data, length, kwlib::Progress());
-  } catch (CException* e) {
-    e->ReportError(MB_ICONERROR, 0);
-    e->Delete();
-    return -6;
+  struct stat st {};
+  if (stat(kwfw::WideToUtf8(path).c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
+    try {
+      CFileBuffer file(path.c_str(), CFile::modeRead | CFile::shareDenyWrite | CFile::typeBinary, kBlock);
+      const int r = TSerializer::GetRegistre(&file, id, data, length, kwlib::Progress());
+      if (r != -7 && r != -16103) return r;
+    } catch (CException* e) {
+      e->Delete();
+    }
   }
+  return TSerializer::GetRegistre(path.c_str(), id, data, length, kwlib::Progress());
 }
 
 std::string Preview(const std::vector<unsigned char>& data, bool text) {

@@ -64,7 +64,7 @@ Output::~Output() {
 }
 
 void Output::Write(const void* data, std::size_t size) {
-  if (!m_ok) return;
+  if (!m_ok || size == 0) return;  // an empty record's data may be no block at all
   if (m_stream == stdout) BeforeOutput();
   m_ok = m_file != nullptr ? m_file->Write(data, size) : std::fwrite(data, 1, size, m_stream) == size;
   if (!m_ok) m_errno = errno;
